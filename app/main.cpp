@@ -1,0 +1,3 @@
+#include "app/sat.h"
+
+int main(int argc, char** argv) { return SAT_main(argc, argv); }

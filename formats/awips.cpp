@@ -1,0 +1,9 @@
+// The AWIPS reader is not built yet: every file is refused as unreadable.
+#include "formats/awips.h"
+
+#include "env/messages.h"
+
+int SAT_read_AWIP(const char* name, Image*) {
+    MESS_print(0xc0, "SAT_read_AWIP: Unable to read image file: %s\n", name);
+    return -1;
+}

@@ -1,0 +1,7 @@
+// Reader of LRIT satellite files into an Image.
+#pragma once
+
+struct Image;
+
+// Fills the whole image; -1 on failure.
+int SAT_read_LRIT(const char* name, Image* image);

@@ -1,0 +1,7 @@
+// Reader of Unisys satellite files into an Image.
+#pragma once
+
+struct Image;
+
+// Fills the whole image; -1 on failure.
+int SAT_read_Unisys(const char* name, Image* image);
