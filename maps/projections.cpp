@@ -1,62 +1,818 @@
+// The one current projection domain of the process and its transforms.
+//
+// Projection coordinates are in units of 100 km; latitude-longitude domains are in
+// degrees. The constants of a projection that need transcendental functions are
+// computed at its first transform and kept until the projection changes; the
+// remap switches between two domains at every pixel, so MAP_domain also keeps the
+// finished state of the last few domains and restores it when one comes back.
 #include "maps/projections.h"
 
-int MAP_domain(const Domain*) {
-    return -1;
+#include <array>
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+constexpr double R = 63.7122;
+constexpr double EQ_RADIUS = 63.78137;
+constexpr double POLAR_RADIUS = 63.56752;
+constexpr float DEF_SAT_RAD = 421.61f;
+constexpr float DEF_SAT_RAD2 = 177754.98f;
+constexpr float DEF_SAT_RAD4 = 31596834816.0f;
+constexpr double DEG2RAD = 0.017453292519943334;
+constexpr double RAD2DEG = 57.295779513082195;
+constexpr double MOLL_PI = 3.1415926535898;
+constexpr float UNSET = -9999.0f;
+
+Domain make_unset_domain() {
+    Domain d;
+    DOM_init(&d);
+    return d;
 }
-const Domain* MAP_get_domain(Domain*) {
-    return nullptr;
+
+// Module state.
+Domain domain = make_unset_domain();
+float limits[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // xmin, xmax, ymin, ymax
+float tlat1 = 60.0f;
+float tlat2 = 60.0f;
+float xfactor = UNSET;
+float yfactor = UNSET;
+float mult = UNSET;
+float sat_rad = DEF_SAT_RAD;
+float sat_rad2 = DEF_SAT_RAD2;
+float sat_rad4 = DEF_SAT_RAD4;
+float sat2_earth2 = static_cast<float>(DEF_SAT_RAD2 - EQ_RADIUS * EQ_RADIUS);
+float sat_ratio = UNSET;
+float earth_ratio = UNSET;
+float earth_ratio2 = static_cast<float>(POLAR_RADIUS * POLAR_RADIUS / (EQ_RADIUS * EQ_RADIUS));
+float sign = 1.0f;
+int grid_limit = 0;
+
+// The state a MAP_domain leaves behind, kept per domain so that switching back
+// and forth between two domains costs a comparison and a copy.
+struct Snapshot {
+    bool valid = false;
+    Domain key;
+    Domain domain;
+    float limits[4];
+    float tlat1, tlat2, xfactor, yfactor, mult;
+    float sat_rad, sat_rad2, sat_rad4, sat2_earth2, sat_ratio, earth_ratio;
+    float sign;
+};
+
+std::array<Snapshot, 4> snapshots;
+size_t next_snapshot = 0;
+
+void take_snapshot(const Domain& key) {
+    Snapshot& s = snapshots[next_snapshot];
+    next_snapshot = (next_snapshot + 1) % snapshots.size();
+    s.valid = true;
+    s.key = key;
+    s.domain = domain;
+    std::memcpy(s.limits, limits, sizeof(limits));
+    s.tlat1 = tlat1;
+    s.tlat2 = tlat2;
+    s.xfactor = xfactor;
+    s.yfactor = yfactor;
+    s.mult = mult;
+    s.sat_rad = sat_rad;
+    s.sat_rad2 = sat_rad2;
+    s.sat_rad4 = sat_rad4;
+    s.sat2_earth2 = sat2_earth2;
+    s.sat_ratio = sat_ratio;
+    s.earth_ratio = earth_ratio;
+    s.sign = sign;
 }
-int MAP_proj(int) {
+
+// Restores only what MAP_domain of that projection writes; the rest of the state
+// carries over exactly as it would on a fresh computation.
+void restore_snapshot(const Snapshot& s) {
+    domain = s.domain;
+    std::memcpy(limits, s.limits, sizeof(limits));
+    xfactor = s.xfactor;
+    sat_ratio = s.sat_ratio;
+    switch (domain.proj) {
+        case 1:
+            tlat1 = s.tlat1;
+            sign = s.sign;
+            break;
+        case 4:
+            tlat1 = s.tlat1;
+            tlat2 = s.tlat2;
+            sign = s.sign;
+            mult = s.mult;
+            break;
+        case 5:
+        case 20:
+        case 24:
+        case 25:
+        case 40:
+        case 43:
+        case 44:
+            yfactor = s.yfactor;
+            break;
+        case 8:
+            mult = s.mult;
+            break;
+        case 9:
+            tlat2 = s.tlat2;
+            sat_rad = s.sat_rad;
+            sat_rad2 = s.sat_rad2;
+            sat_rad4 = s.sat_rad4;
+            sat2_earth2 = s.sat2_earth2;
+            earth_ratio = s.earth_ratio;
+            break;
+        default:
+            break;
+    }
+}
+
+void no_image(float* a, float* b) {
+    *a = UNSET;
+    *b = UNSET;
+}
+
+// Brings a longitude into -180..180 by whole turns; 180 and -180 stay as given.
+bool wrap_lon(float* lon) {
+    if (!std::isfinite(*lon)) return false;
+    if (std::fabs(*lon) > 1.0e5f) *lon = std::fmod(*lon, 360.0f);
+    while (*lon > 180.0f) *lon -= 360.0f;
+    while (*lon < -180.0f) *lon += 360.0f;
+    return true;
+}
+
+// Constants of polar stereographic: hemisphere sign and the scale F.
+void stereo_constants() {
+    sign = domain.plat < 0.0f ? 1.0f : -1.0f;
+    xfactor = static_cast<float>(R * (1.0 + sign * std::sin(-tlat1 * DEG2RAD)));
+}
+
+// Constants of Lambert conformal: hemisphere sign, cone constant n and multiplier.
+void lambert_constants() {
+    sign = domain.plat >= 0.0f ? 1.0f : -1.0f;
+    double n;
+    if (tlat1 != tlat2) {
+        n = (std::log(std::cos(tlat1 * DEG2RAD)) - std::log(std::cos(tlat2 * DEG2RAD))) /
+            (std::log(std::tan((45.0 - tlat1 / 2.0) * DEG2RAD)) -
+             std::log(std::tan((45.0 - tlat2 / 2.0) * DEG2RAD)));
+    } else {
+        n = std::cos((90.0 - sign * tlat1) * DEG2RAD);
+    }
+    xfactor = static_cast<float>(n);
+    mult =
+        static_cast<float>(std::cos(tlat1 * DEG2RAD) /
+                           (std::pow(std::tan((45.0 - tlat1 / 2.0) * DEG2RAD), xfactor) * xfactor));
+}
+
+void ortho_constants() {
+    float plat = domain.plat == UNSET ? 0.0f : domain.plat;
+    xfactor = static_cast<float>(std::cos(plat * DEG2RAD));
+    yfactor = static_cast<float>(std::sin(plat * DEG2RAD));
+}
+
+void sat_constants() {
+    sat_ratio = static_cast<float>(sat_rad / R);
+    earth_ratio = static_cast<float>(R / sat_rad);
+}
+
+// Potential temperature of a temperature in kelvin at a pressure in hPa.
+float potential_temperature(float t, float p) {
+    if (t == UNSET || p == UNSET || p <= 0.0f || t <= 0.0f) return UNSET;
+    return static_cast<float>(t * std::pow(1000.0 / p, 0.285714));
+}
+
+int sat_tran(float lat, float d, float* x, float* y) {
+    if (sat_ratio == UNSET) sat_constants();
+    double cl, sl;
+    if (domain.ext) {
+        double g = std::atan(std::tan(lat * DEG2RAD) * earth_ratio2);
+        cl = std::cos(g);
+        sl = std::sin(g);
+    } else {
+        cl = std::cos(lat * DEG2RAD);
+        sl = std::sin(lat * DEG2RAD);
+    }
+    double sd = std::sin(d * DEG2RAD);
+    double q = std::cos(d * DEG2RAD) * cl;
+    if (q < earth_ratio) {
+        no_image(x, y);
+        return 0;
+    }
+    double r = domain.ext ? POLAR_RADIUS / std::sqrt(1.0 - (1.0 - earth_ratio2) * cl * cl) : R;
+    double h = sat_rad - r * q;
+    // The scratch store of e is a float: part of the arithmetic as it stands.
+    xfactor = static_cast<float>(std::sqrt(h * h + (r * sd * cl) * (r * sd * cl)));
+    double xv = r * sd * cl / h;
+    double yv = r * sl / xfactor;
+    if (tlat2 == 1.0f) {
+        xv = std::atan(xv);
+        yv = std::atan(yv);
+    }
+    *x = static_cast<float>(xv * sat_rad);
+    *y = static_cast<float>(yv * sat_rad);
+    return 1;
+}
+
+int sat_untran(float x, float y, float* lat, float* lon) {
+    if (sat_ratio == UNSET) sat_constants();
+    if (!domain.ext) {
+        double xv = x, yv = y;
+        if (tlat2 == 1.0f) {
+            xv = std::tan(xv / sat_rad) * sat_rad;
+            yv = std::tan(yv / sat_rad) * sat_rad;
+        }
+        double q = xv * xv + yv * yv + sat_rad2;
+        double m = sat_rad4 - q * sat2_earth2;
+        if (m < 0.0) {
+            no_image(lat, lon);
+            return 0;
+        }
+        double t = (sat_rad2 - std::sqrt(m)) / q;
+        double la = std::asin(yv * t / R);
+        *lat = static_cast<float>(la * RAD2DEG);
+        *lon = static_cast<float>(std::asin(xv * t / (std::cos(la) * R)) * RAD2DEG + domain.plon);
+        return 1;
+    }
+    double a = x / static_cast<double>(sat_rad);
+    double b = y / static_cast<double>(sat_rad);
+    if (tlat2 != 1.0f) {
+        a = std::atan(a);
+        b = std::atan(b);
+    }
+    double ca = std::cos(a), cb = std::cos(b), sb = std::sin(b);
+    double p = ca * sat_rad * cb;
+    double k = sb * sb / earth_ratio2 + cb * cb;
+    double m = p * p - k * sat2_earth2;
+    if (m < 0.0) {
+        no_image(lat, lon);
+        return 0;
+    }
+    double t = (p - std::sqrt(m)) / k;
+    double u = sat_rad - ca * t * cb;
+    double v = std::sin(a) * t * cb;
+    double w = std::sqrt(u * u + v * v);
+    *lat = static_cast<float>(std::atan(sb * t / (w * earth_ratio2)) * RAD2DEG);
+    *lon = static_cast<float>(std::atan(v / u) * RAD2DEG + domain.plon);
+    return 1;
+}
+
+int moll_tran(float lat, float d, float* x, float* y) {
+    double t = lat * DEG2RAD;
+    double k = MOLL_PI * std::sin(lat * DEG2RAD);
+    for (int i = 0; i < 15; ++i) {
+        double den = std::cos(t) + 1.0;
+        if (den == 0.0) break;
+        float e = static_cast<float>(-(t + std::sin(t) - k) / den);
+        t += e;
+        if (std::fabs(e) < 1e-10) break;
+    }
+    float w = d;
+    if (w > 180.0f) w -= 360.0f;
+    if (w < -180.0f) w += 360.0f;
+    *x = static_cast<float>(std::cos(t / 2.0) * (R * w / 90.0));
+    *y = static_cast<float>(std::sin(t / 2.0) * R);
+    if (lat > 89.99f || lat < -89.99f) *x = 0.0f;
+    return 1;
+}
+
+int lambaz_tran(float lat, float d, float* x, float* y) {
+    double sp = std::sin(domain.plat * DEG2RAD), cp = std::cos(domain.plat * DEG2RAD);
+    double sl = std::sin(lat * DEG2RAD), cl = std::cos(lat * DEG2RAD);
+    double cd = std::cos(d * DEG2RAD);
+    double c = sp * sl + cp * cl * cd;
+    if (c == -1.0) {
+        no_image(x, y);
+        return 0;
+    }
+    mult = static_cast<float>(R * std::sqrt(2.0 / (c + 1.0)));
+    *x = static_cast<float>(mult * cl * std::sin(d * DEG2RAD));
+    *y = static_cast<float>(mult * (cp * sl + std::sin(-domain.plat * DEG2RAD) * cl * cd));
+    return 1;
+}
+
+int lambaz_untran(float x, float y, float* lat, float* lon) {
+    double rho = std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
+    double z = rho / (2.0 * R);
+    if (z > 1.0) {
+        no_image(lat, lon);
+        return 0;
+    }
+    double c = 2.0 * std::asin(z);
+    if (rho < 1e-10) {
+        *lon = domain.plon;
+        *lat = domain.plat;
+        return 0;
+    }
+    double pr = domain.plat * DEG2RAD;
+    double la = std::asin(std::sin(pr) * std::cos(c) + std::cos(pr) * std::sin(c) * y / rho);
+    double lo;
+    if (std::fabs(std::fabs(pr) - 90.0 * DEG2RAD) < 1e-10) {
+        lo = pr >= 0.0 ? std::atan2(x, -y) : -std::atan2(-x, y);
+    } else {
+        double f = std::cos(c) - std::sin(pr) * std::sin(la);
+        lo = std::atan2(x * std::sin(c) * std::cos(pr), rho * f);
+    }
+    *lat = static_cast<float>(la * RAD2DEG);
+    *lon = static_cast<float>(lo * RAD2DEG + domain.plon);
+    return 1;
+}
+
+}  // namespace
+
+int MAP_domain(const Domain* in) {
+    if (!in) {
+        domain.proj = DOM_MISSING;
+        return -1;
+    }
+    for (const Snapshot& s : snapshots) {
+        if (s.valid && std::memcmp(&s.key, in, sizeof(Domain)) == 0) {
+            restore_snapshot(s);
+            return 0;
+        }
+    }
+    domain = *in;
+    if (domain.plat == UNSET) domain.plat = domain.clat;
+    if (domain.plon == UNSET) domain.plon = domain.clon;
+    switch (domain.proj) {
+        case 1:
+            tlat1 = domain.plat < 0.0f ? -60.0f : 60.0f;
+            if (domain.param[0] != UNSET) tlat1 = domain.param[0];
+            break;
+        case 4:
+            tlat1 = 30.0f;
+            tlat2 = 60.0f;
+            if (domain.param[0] != UNSET) {
+                tlat1 = domain.param[0];
+                tlat2 = domain.param[1];
+            }
+            break;
+        case 9:
+            if (domain.param[0] == UNSET) {
+                sat_rad = DEF_SAT_RAD;
+                sat_rad2 = DEF_SAT_RAD2;
+                sat_rad4 = DEF_SAT_RAD4;
+            } else {
+                sat_rad = domain.param[0];
+                sat_rad2 = sat_rad * sat_rad;
+                sat_rad4 = sat_rad2 * sat_rad2;
+            }
+            sat2_earth2 = static_cast<float>(sat_rad2 - EQ_RADIUS * EQ_RADIUS);
+            // The second parameter asks for scan angles when it is 1.
+            tlat2 = domain.param[1];
+            break;
+        default:
+            break;
+    }
+    xfactor = UNSET;
+    sat_ratio = UNSET;
+    earth_ratio2 = static_cast<float>(POLAR_RADIUS * POLAR_RADIUS / (EQ_RADIUS * EQ_RADIUS));
+    MAP_set_limits();
+    take_snapshot(*in);
     return 0;
 }
-int MAP_coord(float, float) {
+
+const Domain* MAP_get_domain(Domain* out) {
+    if (out) *out = domain;
+    return &domain;
+}
+
+int MAP_proj(int proj) {
+    domain.proj = proj;
+    xfactor = UNSET;
+    sat_ratio = UNSET;
     return 0;
 }
+
+int MAP_coord(float plat, float plon) {
+    domain.plat = plat;
+    domain.plon = plon;
+    xfactor = UNSET;
+    sat_ratio = UNSET;
+    return 0;
+}
+
 int MAP_get_proj() {
-    return -9999;
+    return domain.proj;
 }
 float MAP_get_clat() {
-    return -9999.0f;
+    return domain.clat;
 }
 float MAP_get_clon() {
-    return -9999.0f;
+    return domain.clon;
 }
-int MAP_get_limits(float*) {
+
+int MAP_get_limits(float* out) {
+    if (!out) return 0;
+    std::memcpy(out, limits, sizeof(limits));
     return 0;
 }
+
 int MAP_set_limits() {
+    const Domain& d = domain;
+    float x0 = 0.0f, y0 = 0.0f, x1 = 0.0f, y1 = 0.0f;
+    switch (d.proj) {
+        case 1:
+        case 2:
+        case 3:
+        case 4:
+        case 5:
+        case 6:
+        case 7:
+        case 8:
+        case 9: {
+            float cx = 0.0f, cy = 0.0f;
+            MAP_tran_center(&cx, &cy);
+            limits[0] = static_cast<float>(cx - (d.nx - 1) * 0.5 * d.dx);
+            limits[1] = static_cast<float>(cx + (d.nx - 1) * 0.5 * d.dx);
+            limits[2] = static_cast<float>(cy - (d.ny - 1) * 0.5 * d.dy);
+            limits[3] = static_cast<float>(cy + (d.ny - 1) * 0.5 * d.dy);
+            return 0;
+        }
+        case 40:
+        case 43:
+        case 44: {
+            xfactor = 0.0f;
+            yfactor = 0.0f;
+            float ya = 0.0f, xb = 0.0f;
+            MAP_tran(d.clat, d.clon, &x0, &ya);
+            MAP_tran(d.clat + d.dx, d.clon + d.dy, &xb, &y1);
+            x1 = xb;
+            y0 = ya;
+            xfactor = UNSET;
+            break;
+        }
+        case 23:
+            x0 = d.clat;
+            y0 = d.clon;
+            x1 = d.clat + d.dx;
+            y1 = d.clon + d.dy;
+            break;
+        case 20:
+        case 24:
+        case 25:
+            x0 = d.clat;
+            x1 = d.clat + static_cast<float>(d.nx);
+            y0 = d.proj == 25 ? -d.clon : d.clon;
+            y1 = y0 + static_cast<float>(d.ny);
+            xfactor = static_cast<float>(d.nx) / d.dx;
+            yfactor = static_cast<float>(d.ny) / d.dy;
+            break;
+        default:
+            MAP_tran_center(&x0, &y0);
+            MAP_tran(d.clat + d.dx, d.clon + d.dy, &x1, &y1);
+            break;
+    }
+    limits[0] = x0 < x1 ? x0 : x1;
+    limits[1] = x0 < x1 ? x1 : x0;
+    limits[2] = y0 < y1 ? y0 : y1;
+    limits[3] = y0 < y1 ? y1 : y0;
     return 0;
 }
-int MAP_tran(float, float, float*, float*) {
+
+int MAP_tran(float lat, float lon, float* x, float* y) {
+    if (!x || !y) return 0;
+    const int proj = domain.proj;
+    if (proj >= 1 && proj <= 9) {
+        if (!std::isfinite(lat) || !wrap_lon(&lon)) {
+            no_image(x, y);
+            return 0;
+        }
+    }
+    float d = lon - domain.plon;
+    switch (proj) {
+        case DOM_MISSING:
+        case 40:
+        case 43:
+            *x = lat;
+            *y = lon;
+            return 1;
+        case 1: {
+            if (xfactor == UNSET) stereo_constants();
+            if (sign * lat > 75.0f) lat = 75.0f * sign;
+            double rho = xfactor * std::tan((sign * lat + 90.0) / 2.0 * DEG2RAD);
+            *x = static_cast<float>(std::sin(d * DEG2RAD) * rho);
+            *y = static_cast<float>(sign * std::cos(d * DEG2RAD) * rho);
+            return 1;
+        }
+        case 2:
+            if (d > 180.0f) d -= 360.0f;
+            if (d < -180.0f) d += 360.0f;
+            *x = d;
+            *y = lat;
+            return 1;
+        case 3: {
+            double xv = R * (d * DEG2RAD);
+            if (xv > R * 180.0 * DEG2RAD) xv -= R * 360.0 * DEG2RAD;
+            if (xv < -R * 180.0 * DEG2RAD) xv += R * 360.0 * DEG2RAD;
+            if (lat > 89.9f) lat = 89.9f;
+            if (lat < -89.9f) lat = -89.9f;
+            *x = static_cast<float>(xv);
+            *y = static_cast<float>(-R * std::log(std::tan((45.0 - lat / 2.0) * DEG2RAD)));
+            return 1;
+        }
+        case 4: {
+            if (xfactor == UNSET) lambert_constants();
+            if (domain.plat >= 0.0f && lat < -89.0f) lat = -89.0f;
+            if (domain.plat < 0.0f && lat > 89.0f) lat = 89.0f;
+            double rho =
+                R * mult * std::pow(std::tan((45.0 - sign * lat / 2.0) * DEG2RAD), xfactor);
+            if (d > 180.0f) {
+                lon += -360.0f;
+                d = lon - domain.plon;
+            } else if (d < -180.0f) {
+                lon += 360.0f;
+                d = lon - domain.plon;
+            }
+            double a = xfactor * d * DEG2RAD;
+            *x = static_cast<float>(std::sin(a) * rho);
+            *y = static_cast<float>(-sign * std::cos(a) * rho);
+            return 1;
+        }
+        case 5: {
+            if (xfactor == UNSET) ortho_constants();
+            double cl = std::cos(lat * DEG2RAD), sl = std::sin(lat * DEG2RAD);
+            double cd = std::cos(d * DEG2RAD);
+            double c = cl * xfactor * cd + sl * yfactor;
+            if (c < 0.0) {
+                no_image(x, y);
+                return 0;
+            }
+            *x = static_cast<float>(R * std::sin(d * DEG2RAD) * cl);
+            *y = static_cast<float>(R * (-yfactor * cl * cd + xfactor * sl));
+            return 1;
+        }
+        case 6:
+            return 1;
+        case 7:
+            return moll_tran(lat, d, x, y);
+        case 8:
+            return lambaz_tran(lat, d, x, y);
+        case 9:
+            return sat_tran(lat, d, x, y);
+        case 20:
+        case 24:
+            *x = limits[0] + (lat - limits[0]) * xfactor;
+            *y = limits[2] + (lon - limits[2]) * yfactor;
+            return 1;
+        case 25:
+            *x = limits[0] + (lat - limits[0]) * xfactor;
+            *y = limits[2] + (limits[2] - lon) * yfactor;
+            return 1;
+        case 22:
+        case 42:
+            *x = lat;
+            *y = static_cast<float>(-std::log(lon));
+            return 1;
+        case 23:
+            *x = static_cast<float>(std::sin(lat * DEG2RAD) * lon);
+            *y = static_cast<float>(std::cos(lat * DEG2RAD) * lon);
+            return 1;
+        case 41:
+            *x = lat;
+            *y = static_cast<float>(-std::pow(lon, 0.285714));
+            return 1;
+        case 44: {
+            *x = lat;
+            float t = lat == UNSET ? lat : lat + 273.15f;
+            float theta = potential_temperature(t, lon);
+            *y = theta == UNSET ? UNSET : static_cast<float>(std::log(theta));
+            return 1;
+        }
+        case 99:
+            *x = lat;
+            *y = -lon;
+            return 1;
+        default:
+            return 1;
+    }
+}
+
+int MAP_untran(float x, float y, float* lat, float* lon) {
+    if (!lat || !lon) return 0;
+    switch (domain.proj) {
+        case DOM_MISSING:
+        case 40:
+        case 43:
+            *lat = x;
+            *lon = y;
+            return 1;
+        case 1: {
+            if (xfactor == UNSET) stereo_constants();
+            double lo = (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(x, y * sign) * RAD2DEG;
+            *lon = static_cast<float>(lo + domain.plon);
+            double rho = std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
+            *lat = static_cast<float>((2.0 * std::atan(rho / xfactor) * RAD2DEG - 90.0) * sign);
+            return 1;
+        }
+        case 2: {
+            float lo = x + domain.plon;
+            if (!wrap_lon(&lo)) {
+                no_image(lat, lon);
+                return 0;
+            }
+            *lon = lo;
+            *lat = y;
+            return 1;
+        }
+        case 3: {
+            float lo = static_cast<float>(x / (R * DEG2RAD) + domain.plon);
+            if (!wrap_lon(&lo)) {
+                no_image(lat, lon);
+                return 0;
+            }
+            *lon = lo;
+            *lat = static_cast<float>(90.0 - 114.59155902616439 * std::atan(1.0 / std::exp(y / R)));
+            return 1;
+        }
+        case 4: {
+            if (xfactor == UNSET) lambert_constants();
+            double a = (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(x, -sign * y) * RAD2DEG;
+            double rho = std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
+            *lat = static_cast<float>(std::atan(std::pow(rho / (mult * 63.7122), 1.0 / xfactor)) *
+                                          (sign + sign) * -57.295779513082195 +
+                                      sign * 90.0);
+            *lon = static_cast<float>(a / xfactor + domain.plon);
+            return 1;
+        }
+        case 5: {
+            if (xfactor == UNSET) ortho_constants();
+            double m = R * R - static_cast<double>(x) * x - static_cast<double>(y) * y;
+            if (m < 0.0) {
+                no_image(lat, lon);
+                return 0;
+            }
+            double k = std::sqrt(m);
+            *lat = static_cast<float>(std::asin((k * yfactor + y * xfactor) / R) * RAD2DEG);
+            *lon = static_cast<float>(std::atan2(x, k * xfactor - y * yfactor) * RAD2DEG +
+                                      domain.plon);
+            return 1;
+        }
+        case 7: {
+            double v = y / R;
+            if (v < -1.0 || v > 1.0 || !std::isfinite(v)) {
+                no_image(lat, lon);
+                return 0;
+            }
+            double t = std::asin(v);
+            double w = (std::sin(2.0 * t) + 2.0 * t) / MOLL_PI;
+            if (w < -1.0 || w > 1.0) {
+                no_image(lat, lon);
+                return 0;
+            }
+            *lon = static_cast<float>(x * 90.0 / (std::cos(t) * R) + domain.plon);
+            *lat = static_cast<float>(std::asin(w) * RAD2DEG);
+            return 1;
+        }
+        case 8:
+            return lambaz_untran(x, y, lat, lon);
+        case 9:
+            return sat_untran(x, y, lat, lon);
+        case 20:
+        case 24:
+            *lat = limits[0] + (x - limits[0]) / xfactor;
+            *lon = limits[2] + (y - limits[2]) / yfactor;
+            return 1;
+        case 25:
+            *lat = limits[0] + (x - limits[0]) / xfactor;
+            *lon = limits[2] + (limits[2] - y) / yfactor;
+            return 1;
+        case 22:
+        case 42:
+            *lat = x;
+            *lon = static_cast<float>(std::exp(-y));
+            return 1;
+        case 23:
+            if (x == 0.0f && y == 0.0f) {
+                *lat = 0.0f;
+            } else {
+                double a = std::atan2(x, y) * RAD2DEG;
+                if (a < 0.0) a += 360.0;
+                *lat = static_cast<float>(a);
+            }
+            *lon = static_cast<float>(
+                std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y));
+            return 1;
+        case 41:
+            *lat = x;
+            *lon = static_cast<float>(std::pow(-y, 3.5));
+            return 1;
+        case 44: {
+            *lat = x;
+            if (x == UNSET) {
+                *lon = UNSET;
+                return 1;
+            }
+            double p = std::exp(y);
+            *lon = static_cast<float>(1000.0 * std::pow((x + 273.15) / p, 3.5));
+            return 1;
+        }
+        case 99:
+            *lat = x;
+            *lon = -y;
+            return 1;
+        default:
+            return 1;
+    }
+}
+
+int MAP_tran_center(float* x, float* y) {
+    return MAP_tran(domain.clat, domain.clon, x, y);
+}
+
+int MAP_grid_tran(float i, float j, float* x, float* y) {
+    if (!x || !y) return 0;
+    if (i == UNSET) {
+        no_image(x, y);
+        return -1;
+    }
+    *x = limits[0] + i * domain.dx;
+    *y = limits[3] - j * domain.dy;
+    return 1;
+}
+
+int MAP_grid_untran(float x, float y, float* i, float* j) {
+    if (!i || !j) return 0;
+    if (x == UNSET) {
+        no_image(i, j);
+        return -1;
+    }
+    *i = (x - limits[0]) / domain.dx;
+    *j = (limits[3] - y) / domain.dy;
+    return 1;
+}
+
+int MAP_in_grid_domain(float x, float y) {
+    if (domain.proj == DOM_MISSING) return 1;
+    float mx = 3.0f * domain.dx, my = 3.0f * domain.dy;
+    return x >= limits[0] - mx && x <= limits[1] + mx && y >= limits[2] - my && y <= limits[3] + my;
+}
+
+int MAP_domain_tran(const Domain* from, const Domain* to, float x, float y, float* out_x,
+                    float* out_y) {
+    if (!from || !to || !out_x || !out_y) return 0;
+    if (DOM_comp(from, to)) {
+        *out_x = x;
+        *out_y = y;
+        return 1;
+    }
+    Domain saved = domain;
+    float lat = UNSET, lon = UNSET;
+    MAP_domain(from);
+    int ok = MAP_untran(x, y, &lat, &lon);
+    MAP_domain(to);
+    if (ok == 1) {
+        ok = MAP_tran(lat, lon, out_x, out_y);
+    } else {
+        no_image(out_x, out_y);
+    }
+    MAP_domain(&saved);
+    return ok;
+}
+
+int MAP_set_plot_limit(int limit) {
+    grid_limit = limit;
     return 0;
 }
-int MAP_untran(float, float, float*, float*) {
-    return 0;
-}
-int MAP_tran_center(float*, float*) {
-    return 0;
-}
-int MAP_grid_tran(float, float, float*, float*) {
-    return 0;
-}
-int MAP_grid_untran(float, float, float*, float*) {
-    return 0;
-}
-int MAP_in_grid_domain(float, float) {
-    return 0;
-}
-int MAP_domain_tran(const Domain*, const Domain*, float, float, float*, float*) {
-    return 0;
-}
-int MAP_set_plot_limit(int) {
-    return 0;
-}
+
 int MAP_get_plot_limit() {
-    return 0;
+    return grid_limit;
 }
-float MAP_factor(float) {
-    return 1.0f;
+
+float MAP_factor(float lat) {
+    switch (domain.proj) {
+        case 1:
+            return static_cast<float>(1.866 / (std::sin(lat * DEG2RAD) + 1.0));
+        case 4:
+            return domain.param[2];
+        default:
+            return 1.0f;
+    }
 }
-float MAP_dir_adj(float direction, float, float) {
-    return direction;
+
+float MAP_dir_adj(float direction, float x, float y) {
+    switch (domain.proj) {
+        case 1: {
+            float s = domain.plat < 0.0f ? 1.0f : -1.0f;
+            if (x == 0.0f && y == 0.0f)
+                return s > 0.0f ? direction + domain.plon : direction - domain.plon;
+            if (domain.plat >= 0.0f)
+                return static_cast<float>(direction + std::atan2(x, -y) * -57.295779513082195);
+            return static_cast<float>(direction + std::atan2(x, y) * 57.295779513082195);
+        }
+        case 4:
+            if (xfactor == UNSET) lambert_constants();
+            return static_cast<float>(direction + std::atan2(x, -sign * y) * -57.295779513082195);
+        case 9: {
+            float lat, lon;
+            if (MAP_untran(x, y, &lat, &lon) != 1) return UNSET;
+            float lat2 = static_cast<float>(lat + std::cos(direction * DEG2RAD) / 111.195);
+            float lon2 = static_cast<float>(lon + std::sin(direction * DEG2RAD) /
+                                                      (std::cos(lat * DEG2RAD) * 111.195));
+            float x2, y2;
+            if (MAP_tran(lat2, lon2, &x2, &y2) != 1 || x2 == UNSET || y2 == UNSET) return UNSET;
+            return static_cast<float>(std::atan2(x2 - x, y2 - y) * RAD2DEG);
+        }
+        default:
+            return direction;
+    }
 }
