@@ -1,0 +1,474 @@
+#include "app/sat_remap.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "app/sat.h"
+#include "app/sat_params.h"
+#include "env/domains.h"
+#include "env/messages.h"
+#include "formats/image.h"
+#include "maps/projections.h"
+#include "navigation/area_nav.h"
+#include "test_support.h"
+
+namespace {
+
+const char* const kSector = "area/goes8_wv_gvar_1998260_0745.area";
+const char* const kRadar = "area/radar_composite_ps_2000137_0859.area";
+const char* const kFullDisk = "area/goes8_fulldisk_gvar_synthetic.area";
+
+Domain make_domain(int proj, float clat, float clon, float dx, int nx, int ny) {
+    Domain d;
+    DOM_init(&d);
+    d.proj = proj;
+    d.plat = proj == 1 ? 90.0f : clat;
+    d.plon = clon;
+    d.clat = clat;
+    d.clon = clon;
+    d.dx = d.dy = dx;
+    d.nx = nx;
+    d.ny = ny;
+    return d;
+}
+
+// Targets in every projection that has a transform, around a point.
+std::vector<Domain> targets(float clat, float clon, float dx, int nx, int ny) {
+    std::vector<Domain> out;
+    for (int proj : {1, 2, 3, 4, 5, 7, 8, 9})
+        out.push_back(make_domain(proj, clat, clon, proj == 2 ? dx / 100.0f : dx, nx, ny));
+    return out;
+}
+
+struct OwnedImage {
+    Image im{};
+    OwnedImage() = default;
+    OwnedImage(const OwnedImage&) = delete;
+    OwnedImage& operator=(const OwnedImage&) = delete;
+    ~OwnedImage() {
+        std::free(im.data);
+        std::free(im.colors);
+    }
+};
+
+bool load(const char* rel, OwnedImage& out) {
+    AREA_reset();
+    FLAG_set(14, SAT_AREA);
+    return SAT_read_file(sat_test::testdata(rel).c_str(), &out.im) == 1 && out.im.data != nullptr;
+}
+
+void make_image(OwnedImage& out, int w, int h, const Domain& dom,
+                const std::function<int(int, int)>& value) {
+    out.im.source = SAT_NATIVE;
+    out.im.width = out.im.bytes_per_line = w;
+    out.im.height = h;
+    out.im.depth = 8;
+    out.im.domain = dom;
+    out.im.data = static_cast<unsigned char*>(std::malloc(static_cast<size_t>(w) * h));
+    for (int r = 0; r < h; ++r)
+        for (int c = 0; c < w; ++c)
+            out.im.data[r * w + c] = static_cast<unsigned char>(value(r, c));
+}
+
+// A copy of the source pixels, sampled independently of the code under test.
+struct Pixels {
+    std::vector<unsigned char> d;
+    int w = 0, h = 0;
+    explicit Pixels(const Image& im)
+        : d(im.data, im.data + static_cast<size_t>(im.width) * im.height),
+          w(im.width),
+          h(im.height) {}
+    double at(long i) const { return i < static_cast<long>(d.size()) ? d[i] : 0.0; }
+    bool inside(double ix, double iy) const {
+        return ix >= 0 && iy >= 0 && ix <= w - 1 && iy <= h - 1;
+    }
+    int nearest(float ix, float iy) const {
+        if (!inside(ix, iy)) return 0;
+        const long i = static_cast<long>(iy) * w + static_cast<long>(ix);
+        return static_cast<int>(
+            at(i + (iy - std::floor(iy) > 0.5f ? w : 0) + (ix - std::floor(ix) > 0.5f ? 1 : 0)));
+    }
+    // Zoom bounds: the last line and column are sampled, their missing neighbours
+    // count as zero.
+    double raw(double ix, double iy) const {
+        const long i = static_cast<long>(iy) * w + static_cast<long>(ix);
+        const double fy = iy - std::floor(iy), fx = ix - std::floor(ix);
+        return at(i) * (1 - fy) * (1 - fx) + at(i + 1) * (1 - fy) * fx + at(i + w) * fy * (1 - fx) +
+               at(i + w + 1) * fy * fx;
+    }
+    double bilinear(double ix, double iy) const { return inside(ix, iy) ? raw(ix, iy) : 0.0; }
+};
+
+// Visits the output grid of `target` the way a row-major remap walks it, giving
+// each pixel's position in projection coordinates.
+void walk(const Domain& target, const std::function<void(int, int, float, float)>& fn) {
+    MAP_domain(&target);
+    float lim[4];
+    MAP_get_limits(lim);
+    float y = lim[3];
+    for (int r = 0; r < target.ny; ++r, y -= target.dy) {
+        float x = lim[0];
+        for (int c = 0; c < target.nx; ++c, x += target.dx) fn(r, c, x, y);
+    }
+}
+
+// Source position through the image's own domain.
+void through_domain(const Domain& target, const Domain& src, float x, float y, float& ix,
+                    float& iy) {
+    float lat, lon, px, py;
+    MAP_domain(&target);
+    MAP_untran(x, y, &lat, &lon);
+    MAP_domain(&src);
+    MAP_tran(lat, lon, &px, &py);
+    MAP_grid_untran(px, py, &ix, &iy);
+}
+
+// Source position through the satellite navigation.
+void through_nav(const Domain& target, float x, float y, float& ix, float& iy) {
+    float lat, lon, line, elem;
+    MAP_domain(&target);
+    MAP_untran(x, y, &lat, &lon);
+    AREA_tran(2, &lat, &lon, &line, &elem);
+    AREA_line_elem(2, line, elem, &iy, &ix);
+}
+
+void expect_record(const Image& im, const Domain& target, int depth, const std::string& what) {
+    SCOPED_TRACE(what);
+    EXPECT_EQ(im.source, 50);
+    EXPECT_EQ(im.width, target.nx);
+    EXPECT_EQ(im.height, target.ny);
+    EXPECT_EQ(im.depth, depth);
+    EXPECT_EQ(im.bytes_per_line, depth * target.nx / 8);
+    EXPECT_EQ(im.domain.proj, target.proj);
+    EXPECT_EQ(im.domain.nx, target.nx);
+    EXPECT_EQ(im.domain.ny, target.ny);
+    EXPECT_EQ(im.domain.clat, target.clat);
+    EXPECT_EQ(im.domain.clon, target.clon);
+    EXPECT_EQ(im.domain.dx, target.dx);
+    EXPECT_EQ(im.domain.plon, target.plon == -9999.0f ? target.clon : target.plon);
+}
+
+class Remap : public ::testing::Test {
+   protected:
+    void SetUp() override {
+        SAT_params_reset();
+        MESS_reset();
+    }
+};
+
+// Exact path: every pixel is the sample of the image's own domain, to the count.
+TEST_F(Remap, ExactPathMatchesImageDomainInEveryProjection) {
+    struct Case {
+        const char* file;
+        float lat, lon, dx;
+    };
+    for (const Case& cs : {Case{kRadar, 38.3f, -98.2f, 0.25f}, Case{kSector, 25.0f, -80.0f, 0.2f},
+                           Case{kFullDisk, 0.0f, -75.0f, 0.6f}}) {
+        for (const Domain& target : targets(cs.lat, cs.lon, cs.dx, 160, 110)) {
+            for (int pix_ave : {0, 1}) {
+                const std::string what = std::string(cs.file) + " proj " +
+                                         std::to_string(target.proj) + " pix_ave " +
+                                         std::to_string(pix_ave);
+                SCOPED_TRACE(what);
+                OwnedImage img;
+                ASSERT_TRUE(load(cs.file, img));
+                SAT_params().remap_inc = 0;
+                SAT_params().pix_ave = pix_ave;
+                const Domain src = img.im.domain;
+                const Pixels pix(img.im);
+                const std::string info = img.im.info;
+                ASSERT_EQ(SAT_remap_image(&img.im, &target), 1);
+                expect_record(img.im, target, 8, what);
+                EXPECT_EQ(info, img.im.info);
+                long wrong = 0, nonzero = 0;
+                walk(target, [&](int r, int c, float x, float y) {
+                    float ix, iy;
+                    through_domain(target, src, x, y, ix, iy);
+                    const int got = img.im.data[r * target.nx + c];
+                    if (got != 0) ++nonzero;
+                    if (pix_ave == 0) {
+                        if (got != pix.nearest(ix, iy)) ++wrong;
+                    } else if (std::fabs(got - std::floor(pix.bilinear(ix, iy))) > 1) {
+                        ++wrong;
+                    }
+                });
+                EXPECT_EQ(wrong, 0);
+                EXPECT_GT(nonzero, target.nx * target.ny / 20);
+            }
+        }
+    }
+}
+
+// Interpolated path with the satellite navigation: close to the per-pixel truth,
+// and no smearing across the limb.
+TEST_F(Remap, InterpolatedPathFollowsSatelliteNavigation) {
+    struct Case {
+        const char* file;
+        float lat, lon, dx;
+    };
+    for (const Case& cs :
+         {Case{kSector, 25.0f, -80.0f, 0.2f}, Case{kFullDisk, 0.0f, -75.0f, 0.7f}}) {
+        for (const Domain& target : targets(cs.lat, cs.lon, cs.dx, 230, 190)) {
+            const std::string what = std::string(cs.file) + " proj " + std::to_string(target.proj);
+            SCOPED_TRACE(what);
+            OwnedImage img;
+            ASSERT_TRUE(load(cs.file, img));
+            ASSERT_EQ(SAT_params().tran_sat, 1);
+            const Pixels pix(img.im);
+            ASSERT_EQ(SAT_remap_image(&img.im, &target), 1);
+            expect_record(img.im, target, 8, what);
+            long close = 0, limb = 0, zero_truth = 0, total = 0;
+            walk(target, [&](int r, int c, float x, float y) {
+                float ix, iy;
+                through_nav(target, x, y, ix, iy);
+                const double truth = pix.bilinear(ix, iy);
+                const int got = img.im.data[r * target.nx + c];
+                ++total;
+                if (std::fabs(got - truth) <= 2.0) ++close;
+                if (!pix.inside(ix, iy)) {
+                    ++zero_truth;
+                    if (got != 0) ++limb;
+                }
+            });
+            EXPECT_GE(close, total * 99 / 100);
+            EXPECT_EQ(limb, 0) << "of " << zero_truth << " pixels off the source";
+        }
+    }
+}
+
+// Interpolated path through the image's own domain (a projected file).
+TEST_F(Remap, InterpolatedPathFollowsImageDomain) {
+    for (const Domain& target : targets(38.3f, -98.2f, 0.3f, 230, 150)) {
+        SCOPED_TRACE("proj " + std::to_string(target.proj));
+        OwnedImage img;
+        ASSERT_TRUE(load(kRadar, img));
+        ASSERT_EQ(SAT_params().tran_sat, 0);
+        const Domain src = img.im.domain;
+        const Pixels pix(img.im);
+        ASSERT_EQ(SAT_remap_image(&img.im, &target), 1);
+        long close = 0;
+        walk(target, [&](int r, int c, float x, float y) {
+            float ix, iy;
+            through_domain(target, src, x, y, ix, iy);
+            if (std::fabs(img.im.data[r * target.nx + c] - pix.bilinear(ix, iy)) <= 2.0) ++close;
+        });
+        EXPECT_GE(close, target.nx * target.ny * 99L / 100);
+    }
+}
+
+TEST_F(Remap, NothingToDoOrNothingToSampleFrom) {
+    OwnedImage img;
+    const Domain src = make_domain(2, 40.0f, -100.0f, 0.5f, 20, 10);
+    make_image(img, 20, 10, src, [](int r, int c) { return 1 + r + c; });
+    // No target projection: the image is left as it was.
+    Domain none = make_domain(2, 40.0f, -100.0f, 0.5f, 30, 30);
+    none.proj = -9999;
+    const unsigned char* before = img.im.data;
+    EXPECT_EQ(SAT_remap_image(&img.im, &none), 0);
+    EXPECT_EQ(img.im.data, before);
+    EXPECT_EQ(img.im.width, 20);
+    EXPECT_EQ(img.im.source, SAT_NATIVE);
+    EXPECT_EQ(img.im.data[19], 20);
+
+    // The exact path has nothing to go by in an image without a domain, even a
+    // navigated one.
+    img.im.source = SAT_AREA;
+    DOM_init(&img.im.domain);
+    SAT_params().remap_inc = 0;
+    Domain target = make_domain(2, 40.0f, -100.0f, 0.5f, 30, 20);
+    target.plon = -9999.0f;
+    ASSERT_EQ(SAT_remap_image(&img.im, &target), 1);
+    expect_record(img.im, target, 8, "no domain");
+    for (int i = 0; i < 30 * 20; ++i) ASSERT_EQ(img.im.data[i], 0) << i;
+}
+
+// Two-valued images, left half `a`, right half `b`, on a one-degree lat-lon grid;
+// a one-pixel target that lands at element 3 + f, line 1 of it.
+int classify(int a, int b, float f, const char* cutoff) {
+    SAT_params_reset();
+    SAT_params().remap_inc = 0;
+    if (cutoff != nullptr) {
+        int n = std::sscanf(cutoff, "%d:%d:%d:%d", &SAT_params().cutbase, &SAT_params().cutoff[1],
+                            &SAT_params().cutoff[2], &SAT_params().cutoff[3]);
+        SAT_params().numcut = n - 1;
+        SAT_params().cutoff[0] = 0;
+        SAT_params().cutoff[n] = 256;
+    }
+    OwnedImage img;
+    make_image(img, 8, 4, make_domain(2, 0.0f, 0.0f, 1.0f, 8, 4),
+               [&](int, int c) { return c < 4 ? a : b; });
+    Domain target = make_domain(2, 0.5f, f - 0.5f, 1.0f, 1, 1);
+    target.plon = 0.0f;
+    SAT_remap_image(&img.im, &target);
+    return img.im.data[0];
+}
+
+TEST_F(Remap, CutoffClasses) {
+    // Neighbours of two classes take the nearest, not the average.
+    EXPECT_EQ(classify(5, 60, 0.5f, nullptr), 32);
+    EXPECT_EQ(classify(5, 60, 0.5f, "10:50"), 5);
+    EXPECT_EQ(classify(5, 60, 0.75f, "10:50"), 60);
+    // 10, 10, 30, 30 all count in class 0; the base 10 is lifted to 0 ...
+    EXPECT_EQ(classify(10, 30, 0.25f, nullptr), 15);
+    EXPECT_EQ(classify(10, 30, 0.25f, "10:50"), 7);
+    // ... and a result of exactly 0 turns back into the base.
+    EXPECT_EQ(classify(10, 30, 0.0f, "10:50"), 10);
+    // The base counts in every class: 10 and 60 are whole in class 1, lifted to 50.
+    EXPECT_EQ(classify(10, 60, 0.5f, "10:50"), 55);
+    EXPECT_EQ(classify(10, 60, 0.0f, "10:50"), 10);
+    // Within one class without the base, ordinary averaging.
+    EXPECT_EQ(classify(60, 90, 0.5f, "10:50"), 75);
+    EXPECT_EQ(classify(60, 90, 0.5f, "10:50:100:200"), 75);
+    EXPECT_EQ(classify(60, 150, 0.5f, "10:50:100:200"), 60);
+}
+
+// minlon and maxlon blank in the interpolated remap only, and sharply.
+TEST_F(Remap, LongitudeClipActsOnlyWhenInterpolating) {
+    const Domain target = make_domain(2, 25.0f, -80.0f, 0.1f, 200, 120);
+    for (int remap_inc : {20, 0}) {
+        SCOPED_TRACE(remap_inc);
+        OwnedImage img;
+        ASSERT_TRUE(load(kSector, img));
+        SAT_params().remap_inc = remap_inc;
+        SAT_params().min_lon = -85.0f;
+        SAT_params().max_lon = -76.0f;
+        ASSERT_EQ(SAT_remap_image(&img.im, &target), 1);
+        long outside = 0, blank_outside = 0, inside = 0, blank_inside = 0;
+        walk(target, [&](int r, int c, float x, float y) {
+            float lat, lon;
+            MAP_domain(&target);
+            MAP_untran(x, y, &lat, &lon);
+            const bool blank = img.im.data[r * target.nx + c] == 0;
+            if (lon < -85.0f || lon > -76.0f) {
+                ++outside;
+                blank_outside += blank;
+            } else {
+                ++inside;
+                blank_inside += blank;
+            }
+        });
+        if (remap_inc != 0)
+            EXPECT_EQ(blank_outside, outside);
+        else
+            EXPECT_LT(blank_outside, outside / 2);
+        EXPECT_LT(blank_inside, inside / 10);
+    }
+}
+
+// A linear ramp makes bilinear interpolation exact, so the zoomed values are
+// known in closed form.
+class Zoom : public Remap {
+   protected:
+    void SetUp() override {
+        Remap::SetUp();
+        make_image(img, 100, 60, make_domain(2, 40.0f, -100.0f, 0.5f, 100, 60),
+                   [](int r, int c) { return c + 2 * r; });
+    }
+    OwnedImage img;
+};
+
+TEST_F(Zoom, FromTheCornerWithoutCentre) {
+    ASSERT_EQ(SAT_zoom_image_to(&img.im, -9999.0f, -9999.0f, 2.0f, 1000, 1000), 0);
+    ASSERT_EQ(img.im.width, 200);
+    ASSERT_EQ(img.im.height, 120);
+    EXPECT_EQ(img.im.bytes_per_line, 200);
+    EXPECT_EQ(img.im.domain.nx, 200);
+    EXPECT_EQ(img.im.domain.ny, 120);
+    EXPECT_FLOAT_EQ(img.im.domain.dx, 0.25f);
+    // The middle of the window: grid 50, 30 of a grid from 24.75 W to 24.75 E of
+    // -100 and up to 54.75 N.
+    EXPECT_NEAR(img.im.domain.clat, 39.75f, 1e-4);
+    EXPECT_NEAR(img.im.domain.clon, -99.75f, 1e-4);
+    for (int r = 0; r < 118; ++r)
+        for (int c = 0; c < 198; ++c)
+            ASSERT_EQ(img.im.data[r * 200 + c], static_cast<int>(c * 0.5 + r)) << r << "," << c;
+    // Past the last line the lower neighbours read as zero.
+    EXPECT_EQ(img.im.data[119 * 200 + 10], static_cast<int>((5 + 118) * 0.5));
+}
+
+TEST_F(Zoom, AboutAPointAndCappedByTheWindow) {
+    SAT_params().pix_ave = 0;
+    ASSERT_EQ(SAT_zoom_image_to(&img.im, 40.0f, -100.0f, 2.0f, 80, 40), 0);
+    ASSERT_EQ(img.im.width, 80);
+    ASSERT_EQ(img.im.height, 40);
+    EXPECT_EQ(img.im.domain.clat, 40.0f);
+    EXPECT_EQ(img.im.domain.clon, -100.0f);
+    // The point (element 49.5, line 29.5) sits in the middle; nearest pixels,
+    // with a half going to the upper left.
+    for (int r = 0; r < 40; ++r)
+        for (int c = 0; c < 80; ++c)
+            ASSERT_EQ(img.im.data[r * 80 + c],
+                      static_cast<int>(29.5 + c * 0.5) + 2 * static_cast<int>(19.5 + r * 0.5))
+                << r << "," << c;
+}
+
+TEST_F(Zoom, HostileFactorsDoNotCrash) {
+    for (float z : {0.0f, -2.0f, NAN, 1e30f, 1e-30f}) {
+        SCOPED_TRACE(z);
+        OwnedImage one;
+        make_image(one, 10, 10, make_domain(2, 0.0f, 0.0f, 1.0f, 10, 10),
+                   [](int, int) { return 7; });
+        EXPECT_EQ(SAT_zoom_image_to(&one.im, -9999.0f, -9999.0f, z, 50, 50), 0);
+        EXPECT_GE(one.im.width, 0);
+        EXPECT_LE(one.im.width, 50);
+    }
+    // An image without pixels zooms to black.
+    OwnedImage empty;
+    empty.im.width = empty.im.height = 10;
+    empty.im.depth = 8;
+    empty.im.domain = make_domain(2, 0.0f, 0.0f, 1.0f, 10, 10);
+    ASSERT_EQ(SAT_zoom_image_to(&empty.im, -9999.0f, -9999.0f, 2.0f, 20, 20), 0);
+    for (int i = 0; i < 400; ++i) ASSERT_EQ(empty.im.data[i], 0);
+}
+
+// Real files: the navigated sector zooms through the satellite's own grid and
+// leaves the navigation pointed at the zoomed pixels; the projected radar file
+// zooms on its domain.
+TEST(ZoomReal, NavigatedAndProjected) {
+    SAT_params_reset();
+    OwnedImage img;
+    ASSERT_TRUE(load(kSector, img));
+    ASSERT_EQ(img.im.domain.proj, 9);
+    float lat = 25.0f, lon = -80.0f, line, elem, l, e, sat_l, sat_e;
+    AREA_tran(2, &lat, &lon, &line, &elem);
+    AREA_line_elem(2, line, elem, &l, &e);
+    AREA_line_elem(1, l, e, &sat_l, &sat_e);
+    const Pixels pix(img.im);
+    ASSERT_EQ(SAT_zoom_image_to(&img.im, 25.0f, -80.0f, 2.0f, 600, 400), 0);
+    ASSERT_EQ(img.im.width, 600);
+    ASSERT_EQ(img.im.height, 400);
+    EXPECT_EQ(img.im.domain.clat, 25.0f);
+    long wrong = 0;
+    for (int r = 0; r < 400; r += 7)
+        for (int c = 0; c < 600; c += 5) {
+            const double truth = pix.raw(e - 150 + c * 0.5, l - 100 + r * 0.5);
+            if (std::fabs(img.im.data[r * 600 + c] - truth) > 1.0) ++wrong;
+        }
+    EXPECT_EQ(wrong, 0);
+    // The navigation now works on the zoomed pixels: the middle one is the old l, e.
+    float sl, se;
+    AREA_line_elem(1, 200.0f, 300.0f, &sl, &se);
+    EXPECT_NEAR(sl, sat_l, 0.05);
+    EXPECT_NEAR(se, sat_e, 0.05);
+
+    OwnedImage radar;
+    ASSERT_TRUE(load(kRadar, radar));
+    const Pixels rp(radar.im);
+    const float z = 1.5f;
+    ASSERT_EQ(SAT_zoom_image_to(&radar.im, -9999.0f, -9999.0f, z, 700, 600), 0);
+    ASSERT_EQ(radar.im.width, 700);
+    ASSERT_EQ(radar.im.height, 525);
+    for (int r = 0; r < 525; ++r)
+        for (int c = 0; c < 700; ++c)
+            ASSERT_LE(std::fabs(radar.im.data[r * 700 + c] - rp.raw(c / z, r / z)), 1.0)
+                << r << "," << c;
+}
+
+}  // namespace
