@@ -1,6 +1,7 @@
 #include "env/variables.h"
 
 #include <array>
+#include <cstddef>
 
 namespace {
 // Types of the variables the point query consults; -9999 until set.

@@ -11,6 +11,8 @@ struct Attrib;
 int gchk_graphics();
 
 // Transformations.
+// rect: xmin, xmax, ymin, ymax.
+int gset_win(int n, const float rect[4]);
 int gsel_norm_tran(int n);
 int gget_gviewport(int viewport[4]);
 
@@ -20,6 +22,13 @@ int gfill_area(int count, float* points);
 int gset_fill_colr_ind(int index);
 int gfill_test(int pattern, int x, int y);
 int DITHER_val(int size, int level, int a, int b);
+
+// Text: the index of a font by name or number in the font list.
+int gget_font_index(const char* name);
+
+// PostScript device: colour or grey output.
+int gps_set_colorPS(int on);
+int gps_get_colorPS();
 
 // Images on the window and frames.
 int gload_image(Image* image, int x, int y);

@@ -5,6 +5,8 @@
 
 int gchk_graphics() { return 0; }
 
+int gset_win(int n, const float*) { return (n < 0 || n > 5) ? -1 : 0; }
+
 int gsel_norm_tran(int n) { return (static_cast<unsigned>(n) > 6) ? -1 : 0; }
 
 int gget_gviewport(int viewport[4]) {
