@@ -121,7 +121,7 @@ unsigned char sample(const Remap& r, float ix, float iy) {
     // base marker is first lifted to the class's lower bound.
     int special = -1;
     int mixed = 0;
-    for (int c = 0; c <= r.numcut; ++c) {
+    for (int c = 0; r.numcut > 0 && c <= r.numcut; ++c) {
         const int lo = r.cutoff[c];
         const int hi = r.cutoff[c + 1];
         int count = 0;

@@ -160,6 +160,7 @@ class Remap : public ::testing::Test {
     void SetUp() override {
         SAT_params_reset();
         MESS_reset();
+        MESS_set(0, MESS_WARN);
     }
 };
 
@@ -323,6 +324,9 @@ TEST_F(Remap, CutoffClasses) {
     // The base counts in every class: 10 and 60 are whole in class 1, lifted to 50.
     EXPECT_EQ(classify(10, 60, 0.5f, "10:50"), 55);
     EXPECT_EQ(classify(10, 60, 0.0f, "10:50"), 10);
+    // Without classes, or with the base alone, nothing is protected: not even 0.
+    EXPECT_EQ(classify(0, 60, 0.5f, nullptr), 30);
+    EXPECT_EQ(classify(10, 30, 0.25f, "10"), 15);
     // Within one class without the base, ordinary averaging.
     EXPECT_EQ(classify(60, 90, 0.5f, "10:50"), 75);
     EXPECT_EQ(classify(60, 90, 0.5f, "10:50:100:200"), 75);
