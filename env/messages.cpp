@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <bit>
 #include <cctype>
 #include <cerrno>
 #include <cmath>
@@ -90,25 +91,29 @@ uint32_t level_word_mask(const char* word) {
             break;
         }
     }
+    // The sub-level letter counts from the lowest bit of the class, so the half classes
+    // error and warn have only `a` and `b`.
     size_t len = std::strlen(word);
+    int sub = -1;
     if (len > 0) {
         switch (std::tolower(static_cast<unsigned char>(word[len - 1]))) {
             case 'a':
-                mask &= 0x11111111u;
+                sub = 0;
                 break;
             case 'b':
-                mask &= 0x22222222u;
+                sub = 1;
                 break;
             case 'c':
-                mask &= 0x44444444u;
+                sub = 2;
                 break;
             case 'd':
-                mask &= 0x88888888u;
+                sub = 3;
                 break;
             default:
                 break;
         }
     }
+    if (sub >= 0 && mask != 0) mask &= 1u << (std::countr_zero(mask) + sub);
     return mask;
 }
 

@@ -303,7 +303,7 @@ void queue_drain() {
     }
 }
 
-int set_time_of_interest(const char* t) {
+int hour_to_date(const char* t, Date* out) {
     int v[5] = {-9999, -9999, -9999, -9999, -9999};  // year, month, day, hour, minute
     int& month = v[1];
     int& day = v[2];
@@ -347,14 +347,12 @@ int set_time_of_interest(const char* t) {
             if (minute != -9999) minute = -minute;
         }
     }
-    Date date;
-    DATE_init(&date);
-    date.year = v[0];
-    date.month = month;
-    date.day = day;
-    date.hour = hour;
-    date.minute = minute;
-    FILE_set_time(&date);
+    DATE_init(out);
+    out->year = v[0];
+    out->month = month;
+    out->day = day;
+    out->hour = hour;
+    out->minute = minute;
     return 1;
 }
 
@@ -840,8 +838,12 @@ int RES_conv_data(const char* text, void* destination, int type) {
         case RES_NAMECONV:
         case RES_INGESTOR:
             return 1;
-        case RES_HOUR:
-            return set_time_of_interest(text);
+        case RES_HOUR: {
+            Date date;
+            hour_to_date(text, &date);
+            FILE_set_time(&date);
+            return 1;
+        }
         case RES_REGION:
         case RES_DOMAIN:
             DOM_decode(text, static_cast<Domain*>(destination));
@@ -959,6 +961,11 @@ int RES_set_device(const char* text) {
         default:
             return 1;
     }
+}
+
+int RES_hour_date(const char* text, Date* date) {
+    if (!text || !date) return 0;
+    return hour_to_date(text, date);
 }
 
 void RES_reset() {

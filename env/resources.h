@@ -1,6 +1,8 @@
 // The process-wide resource database and the command line parser.
 #pragma once
 
+struct Date;
+
 // Type codes of resources and of RES_conv_data.
 enum ResType {
     RES_BOOLEAN = 1,
@@ -64,5 +66,8 @@ int RES_setCL(int argc, char** argv);
 const char* RES_get_prog();
 char* RES_get_progname(char* buffer);
 int RES_set_device(const char* text);
+// The time of interest of a `hour` value (-ho) as a Date: year, month, day, hour and minute,
+// -9999 where not given, negative values being offsets from now. Returns 1.
+int RES_hour_date(const char* text, Date* date);
 // Drops every resource; for tests that decode several command lines in one process.
 void RES_reset();

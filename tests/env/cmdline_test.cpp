@@ -1,0 +1,257 @@
+// The command line as the user meets it: the real sat binary, its help screen, its
+// message levels and log, and the order of the sources of a resource.
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "env/defaults.h"
+#include "env/messages.h"
+#include "env/resources.h"
+#include "env_capture.h"
+#include "test_support.h"
+
+namespace {
+
+using sat_test::Capture;
+using sat_test::read_file;
+using sat_test::run_sat;
+using sat_test::RunOptions;
+using sat_test::RunResult;
+using sat_test::TempDir;
+using sat_test::write_file;
+
+// The help screen of the display's option list, line for line.
+const std::string kHelp = R"(sat syntax (version:5.59-LINUX-X11)
+   sat [options...]
+Keyed options...
+ -df file    Resource/defaults file name
+ -na name    Program name
+ -h          Print this help
+ -ba         Run program in batch mode
+ -me level   Message level to be displayed:
+             none,print,error,warn,mess,out1,*out2,out3,out4,debug
+ -fp path    File path
+ -dp path    Raw data path
+ -cp path    Converted data path
+ -gp path    Gridded data path
+ -rp path    Raw files path
+ -ip path    Image file path
+ -wp path    Watch file data path
+ -tp path    Text file path
+ -mp path    Model file path
+ -sp path    Satellite file path
+ -cf file    City database file name
+ -mf file[,file]  Map database files
+ -in type    Type of input
+ -ou type    Type of output
+ -nc type    Naming convention file name
+ -if type    Input data file type
+ -of type    Output file type
+ -pf param   File parameters: use,calc,over,app
+ -cu [hour]  Use current data file
+ -ho hour    Actual hour of the file
+ -nh hour[,step]  Number of hours to view
+ -pd region or [proj],clat,clon[,nx,ny][,dx,dy]
+             Output plot domain
+               region=predefined region:
+                  us,ne,at,se,mw,sp,nw,sw,etc
+               proj=projection, clat=central latitude, clon=central longitude,
+               nx,ny=number of gridpoints and dx,dy=grid spacing
+ -gd region or [proj],clat,clon[,nx,ny][,dx,dy]
+             Grid domain
+               region=predefined region:
+                  us,ne,at,se,mw,sp,nw,sw,etc
+               proj=projection, clat=central latitude, clon=central longitude,
+               nx,ny=number of gridpoints and dx,dy=grid spacing
+ -re region or [proj],clat,clon[,nx,ny][,dx,dy]
+             Region to be used for plotting and gridding
+               region=predefined region:
+                  us,ne,at,se,mw,sp,nw,sw,etc
+               proj=projection, clat=central latitude, clon=central longitude,
+               nx,ny=number of gridpoints and dx,dy=grid spacing
+             us,ne,at,se,mw,sp,nw,sw,var
+ -pr prior   Priority of stations used in the plot
+ -pl type    Plot type: cf,lcf,ln,dln,ndln,value,none
+ -sc scale   Text and wind vector scale factor
+ -fm format  Numeric format
+ -pp param   Plot parameters
+ -dr param[,...]  Draw components: text,data,sum,map,none
+ -la label   Plot labels
+ -in intrvl  Contour interval
+ -cb base    Color fill contour/vector base value
+ -fl list    List of fonts to use
+ -ct file    Color table file name
+ -cot clr    Text color
+ -cod clr    Data plotting color
+ -com clr    line map color
+ -cogr clr   grid color
+ -coln clr   Lat-lon line color
+ -cof clr[,...]  Fill contour colors
+ -de dev[,name]  Output device: d,p,q,w,m
+ -ti title   Window title
+ -ic         Open window iconified
+ -bg clr     Background color
+ -ge wxh+x+y  Window geometry
+Positional options...
+ file [file...]  Input file names
+)";
+
+const std::string kHelpHead = "sat: This program plots satellite data\n";
+
+const int kKeyed[] = {57, 3,  73, 48, 41, 39, 55, 94, 63,  106, 112, 113, 114, 6,  72, 111, 82,
+                      76, 64, 80, 47, 40, 58, 78, 84, 110, 96,  98,  89,  88,  85, 86, 44,  69,
+                      37, 35, 51, 27, 28, 13, 23, 17, 22,  15,  46,  102, 59,  2,  53, 0};
+const int kPositional[] = {50, 0};
+
+// A run of the binary with no defaults file of the machine taking part.
+RunResult sat(const std::vector<std::string>& args, RunOptions options = {}) {
+    if (!options.env.count("zmtdefault")) options.env["zmtdefault"] = "/nonexistent/defaults";
+    return run_sat(args, options);
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+TEST(Help, ScreenTextInProcess) {
+    MESS_reset();
+    Capture cap;
+    RES_help_print("sat", kKeyed, kPositional);
+    EXPECT_EQ(cap.out(), kHelp);
+    EXPECT_EQ(cap.err(), "");
+}
+
+TEST(Help, OtherIdsKeepTheirLabelQuirks) {
+    MESS_reset();
+    Capture cap;
+    for (int id : {111, 56, 107, 64, 65, 104, 49}) RES_help_item(id);
+    EXPECT_EQ(cap.out(),
+              " -in type    Type of input\n"
+              " -gn number  Specific grid type (number) to use\n"
+              " -de dev[,name]  ZMTLoop window number\n"
+              " -if type    Input data file type\n"
+              " -if type[,...]  Input data file type\n"
+              " val1 val2 ...  Input values:\n"
+              " file        Input file name\n");
+}
+
+TEST(Binary, HelpExitsZero) {
+    RunResult r = sat({"-h"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.out, kHelpHead + kHelp);
+    EXPECT_EQ(r.err, "");
+    // Flags never eat the next word; `--` vanishes.
+    RunResult r2 = sat({"-h", "somefile", "--", "-ba"});
+    EXPECT_EQ(r2.code, 0);
+    EXPECT_EQ(r2.out, kHelpHead + kHelp);
+}
+
+TEST(Binary, MessageLevelGatesOutput) {
+    EXPECT_EQ(sat({"-me", "none", "-h"}).out, "");
+    EXPECT_EQ(sat({"-me=-print", "-h"}).out, "");
+    EXPECT_EQ(sat({"--me=+debug", "-h"}).out, kHelpHead + kHelp);
+    EXPECT_EQ(sat({"-me", "print", "-h"}).out, kHelpHead + kHelp);
+    // `-me -print` is two switches: the level stays and an unknown resource `print` appears.
+    EXPECT_EQ(sat({"-me", "-print", "-h"}).out, kHelpHead + kHelp);
+    // An explicit level stands against the batch default in either order.
+    EXPECT_EQ(sat({"-ba", "-me=-print", "-h"}).out, "");
+    EXPECT_EQ(sat({"-me=-print", "-ba", "-h"}).out, "");
+    RunResult r = sat({"-me", "none", "-ba", "/nonexistent/x.area"});
+    EXPECT_EQ(r.code, 10);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "");
+}
+
+TEST(Binary, ErrorsGoToStandardError) {
+    RunResult r = sat({"-ba", "/nonexistent/x.area"});
+    EXPECT_EQ(r.code, 10);
+    EXPECT_NE(r.err.find("File not found: /nonexistent/x.area\n"), std::string::npos) << r.err;
+    EXPECT_EQ(r.out.find("File not found"), std::string::npos);
+}
+
+TEST(Binary, LogFileWithTimeStamps) {
+    TempDir dir;
+    std::string log = dir.file("run.log");
+    RunResult r = sat({"-me", "@fi:" + log, "-h"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.out, kHelpHead + kHelp);  // still on the screen
+    std::vector<std::string> expected = lines_of(kHelpHead + kHelp);
+    std::vector<std::string> logged = lines_of(read_file(log));
+    ASSERT_EQ(logged.size(), expected.size());
+    const std::regex stamp(
+        R"(^\d\d (JAN|FEB|MAR|APR|MAY|JUN|JUL|AUG|SEP|OCT|NOV|DEC) \d\d  \d\d:\d\d:\d\dZ -- )");
+    for (size_t i = 0; i < logged.size(); ++i) {
+        std::smatch m;
+        ASSERT_TRUE(std::regex_search(logged[i], m, stamp)) << logged[i];
+        EXPECT_EQ(logged[i].substr(m.length()), expected[i]);
+    }
+
+    std::string quiet = dir.file("quiet.log");
+    r = sat({"-me", "out3,fi:" + quiet, "-ba", "/nonexistent/y.area"});
+    EXPECT_EQ(r.code, 10);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "");
+    EXPECT_NE(read_file(quiet).find("File not found: /nonexistent/y.area\n"), std::string::npos);
+}
+
+TEST(Binary, PagingPausesEveryTwentyTwoLines) {
+    RunOptions options;
+    options.input = "\n\n\n\n";
+    RunResult r = sat({"-me", "page,line:0", "-h"}, options);
+    EXPECT_EQ(r.code, 0);
+    std::string expected;
+    int count = 0;
+    for (const std::string& line : lines_of(kHelpHead + kHelp)) {
+        expected += line + "\n";
+        if (++count == 23) {
+            expected += "Press return to continue\n";
+            count = 0;
+        }
+    }
+    EXPECT_EQ(r.out, expected);
+    // In batch the pause never comes.
+    EXPECT_EQ(sat({"-me", "page,line:0", "-ba", "-h"}, options).out, kHelpHead + kHelp);
+}
+
+// The message level is a resource like any other, and it shows from outside: the help
+// screen appears or not by the source that spoke last.
+TEST(Binary, LatestSourceWins) {
+    TempDir dir;
+    write_file(dir.file("quiet"), "sat.message: none\n");
+    write_file(dir.file("loud"), "*message: print\n");
+    RunOptions file_only;
+    file_only.env["zmtdefault"] = dir.file("quiet");
+    EXPECT_EQ(sat({"-h"}, file_only).out, "");
+
+    RunOptions file_env = file_only;
+    file_env.env["zmtmess"] = "print";
+    EXPECT_EQ(sat({"-h"}, file_env).out, kHelpHead + kHelp);
+    EXPECT_EQ(sat({"-h", "-me", "none"}, file_env).out, "");
+
+    RunOptions loud;
+    loud.env["zmtdefault"] = dir.file("loud");
+    loud.env["zmtsat.message"] = "none";
+    EXPECT_EQ(sat({"-h"}, loud).out, "");
+    EXPECT_EQ(sat({"-h", "-me=print"}, loud).out, kHelpHead + kHelp);
+    // The defaults list given on the command line replaces zmtdefault.
+    EXPECT_EQ(sat({"-h", "-df", dir.file("quiet")}, RunOptions{}).out, "");
+    // Under another program name the qualified environment name no longer applies.
+    EXPECT_EQ(sat({"-h", "-name", "radar"}, loud).out.substr(0, kHelpHead.size()), kHelpHead);
+}
+
+TEST(Binary, LoopWindowThatIsNotRunning) {
+    RunOptions options;
+    options.env["zmtdefault"] = "#7";
+    RunResult r = sat({"-h"}, options);
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.err, "ZMTloop window: 7 not running or no message queue exists\n");
+    EXPECT_EQ(r.out, kHelpHead + kHelp);
+}
+
+}  // namespace
