@@ -212,11 +212,12 @@ TEST_F(Attributes, KeywordForms) {
     EXPECT_EQ(a.fill, 4);
     EXPECT_FLOAT_EQ(a.height, 0.02f);
     EXPECT_FLOAT_EQ(a.expansion, 2.0f);
-    ATTRIB_parse("white:fp=hat:sc=0.5:st=12", &a);
+    ATTRIB_parse("white:fp=hat:sc=0.5:st=12:fo=3", &a);
     EXPECT_EQ(a.color, 1);
     EXPECT_EQ(a.fill, 9);
     EXPECT_FLOAT_EQ(a.height, 0.5f);
     EXPECT_EQ(a.style, 12);
+    EXPECT_EQ(a.font, 3);  // a font number goes through the kernel's font lookup
     ATTRIB_parse("nosuch", &a);
     EXPECT_EQ(a.color, -1);
     ATTRIB_parse(nullptr, &a);
