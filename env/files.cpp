@@ -1,0 +1,1572 @@
+// Data file naming and selection. Files of the suite are named by date through a
+// template found by tag in the name convention file; a run finds its file by
+// expanding the template for a time, by parsing a name the user typed against it,
+// or by walking back one template step at a time to the newest file on disk.
+#include "env/files.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <climits>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "env/messages.h"
+#include "env/resources.h"
+
+#ifndef SAT_DATA_DIR
+#define SAT_DATA_DIR "."
+#endif
+
+namespace {
+
+constexpr int MISSING = -9999;
+constexpr size_t NAME_MAX_LEN = FILE_NAME_SIZE - 1;
+constexpr size_t KEY_SIZE = 30;
+constexpr size_t EXT_INFO_SIZE = 40;
+constexpr size_t LINE_MAX_LEN = 160;
+constexpr int MAX_WIDTH = 1000;
+// An expansion never needs more than this; the rest is cut before it is stored.
+constexpr size_t BUILD_LIMIT = 4096;
+
+constexpr uint32_t LEVEL_KEY = 0x80000000;
+constexpr uint32_t LEVEL_DEBUG = 0xF0000000;
+constexpr uint32_t LEVEL_PATH = 0x40000000;
+constexpr uint32_t LEVEL_CONV = 0x10000000;
+
+Date missing_date() {
+    Date d;
+    DATE_init(&d);
+    return d;
+}
+
+// Naming state.
+std::string conv;
+std::string hconv;
+std::string sconv;
+std::string shconv;
+int slate_off = MISSING;
+std::string sfilename;
+int sfilename_type = 0;
+std::string ext;
+std::array<std::array<char, KEY_SIZE>, 256> keys{};
+bool key_init = false;
+int min_size = 0;
+int rmin_size = 0;
+int late_off = MISSING;
+std::string filename;
+int filename_type = 0;
+Date file_date = missing_date();
+Date set = missing_date();
+std::string ext_info;
+int header = 0;
+int file_type = 0;
+
+// Selection state.
+int numfile = 0;
+char** files = nullptr;
+int file_ind = 0;
+Date first_date = missing_date();
+int num_hour = 0;
+int def_hours = 0;
+int skip = 0;
+int offset = 0;
+int secs = 0;
+int nsecs = 0;
+
+std::string bounded(const std::string& text) {
+    return text.size() > NAME_MAX_LEN ? text.substr(0, NAME_MAX_LEN) : text;
+}
+
+void copy_out(const std::string& text, char* out) {
+    if (!out) return;
+    size_t n = std::min(text.size(), NAME_MAX_LEN);
+    std::memmove(out, text.data(), n);
+    out[n] = '\0';
+}
+
+std::string format(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+std::string format(const char* fmt, ...) {
+    char buffer[64];
+    va_list args;
+    va_start(args, fmt);
+    std::vsnprintf(buffer, sizeof buffer, fmt, args);
+    va_end(args);
+    return buffer;
+}
+
+int clamp_int(long long value) {
+    return static_cast<int>(std::clamp<long long>(value, INT_MIN, INT_MAX));
+}
+
+int wrap32(long long value) {
+    return static_cast<int>(static_cast<uint32_t>(value));
+}
+
+// Reads an integer as %d does (blanks, a sign, digits) but saturates instead of
+// overflowing. Advances p only on success.
+bool scan_int(const char*& p, int& value) {
+    const char* s = p;
+    while (*s && std::isspace(static_cast<unsigned char>(*s))) s++;
+    bool negative = false;
+    if (*s == '+' || *s == '-') negative = *s++ == '-';
+    if (!std::isdigit(static_cast<unsigned char>(*s))) return false;
+    long long v = 0;
+    while (std::isdigit(static_cast<unsigned char>(*s))) {
+        if (v < 10000000000LL) v = v * 10 + (*s - '0');
+        s++;
+    }
+    value = clamp_int(negative ? -v : v);
+    p = s;
+    return true;
+}
+
+// A number from a fixed field of the text: as %Nd on those characters.
+bool field_int(const std::string& text, int& value) {
+    const char* p = text.c_str();
+    return scan_int(p, value);
+}
+
+bool is_digit(char c) {
+    return std::isdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+// "YYYYMMDDHHMM" by fixed columns, each field only if a digit starts it. Fields
+// not read stay as they are. Returns the characters the time takes up.
+int read_time_columns(const char* text, int* year, int* month, int* day, int* hour, int* minute) {
+    size_t len = std::strlen(text);
+    struct Field {
+        size_t col, width;
+        int* dest;
+    };
+    const Field fields[] = {
+        {0, 4, year}, {4, 2, month}, {6, 2, day}, {8, 2, hour}, {10, 2, minute}};
+    for (const Field& f : fields) {
+        if (f.col >= len || !is_digit(text[f.col])) continue;
+        int v = 0;
+        for (size_t k = 0; k < f.width && f.col + k < len && is_digit(text[f.col + k]); k++)
+            v = v * 10 + (text[f.col + k] - '0');
+        *f.dest = v;
+    }
+    int used = 0;
+    while (used < 12 && is_digit(text[used])) used++;
+    return used;
+}
+
+int time_from_text(const char* text, int* used) {
+    Date d{};
+    int n = read_time_columns(text, &d.year, &d.month, &d.day, &d.hour, &d.minute);
+    if (used) *used = n;
+    return DATE_num_sec(&d);
+}
+
+std::string expand_user(const std::string& name) {
+    if (name.empty() || name[0] != '~') return name;
+    size_t slash = name.find('/');
+    std::string user = name.substr(1, slash == std::string::npos ? std::string::npos : slash - 1);
+    struct passwd* pw = user.empty() ? getpwuid(getuid()) : getpwnam(user.c_str());
+    if (!pw || !pw->pw_dir) return name;
+    return std::string(pw->pw_dir) + (slash == std::string::npos ? "" : name.substr(slash));
+}
+
+const char* path_resource(char item) {
+    switch (item) {
+        case 'C':
+            return "con_path";
+        case 'D':
+            return "data_path";
+        case 'F':
+            return "file_path";
+        case 'R':
+            return "raw_path";
+        case 'G':
+            return "grid_path";
+        case 'I':
+            return "image_path";
+        case 'W':
+            return "watch_path";
+        case 'T':
+            return "text_path";
+        case 'M':
+            return "model_path";
+        case 'S':
+            return "sat_path";
+        default:
+            return nullptr;
+    }
+}
+
+std::string key_text(unsigned char key) {
+    return keys[key].data();
+}
+
+// The width of a %Nx item; i is on the first character after the percent sign.
+struct Item {
+    int width = 1;
+    bool width_given = false;
+    char kind = '\0';
+};
+
+bool read_item(const std::string& tmpl, size_t& i, Item& item) {
+    long long w = 0;
+    while (i < tmpl.size() && is_digit(tmpl[i])) {
+        w = std::min<long long>(w * 10 + (tmpl[i] - '0'), MAX_WIDTH);
+        item.width_given = true;
+        i++;
+    }
+    if (item.width_given) item.width = std::max<int>(1, static_cast<int>(w));
+    if (i >= tmpl.size()) return false;
+    item.kind = tmpl[i++];
+    return true;
+}
+
+// Name of a %{name} item; i is on the character after the brace.
+std::string brace_name(const std::string& tmpl, size_t& i) {
+    size_t end = tmpl.find('}', i);
+    std::string name = tmpl.substr(i, end == std::string::npos ? std::string::npos : end - i);
+    i = end == std::string::npos ? tmpl.size() : end + 1;
+    return name;
+}
+
+void keep_step(long long step) {
+    int s = clamp_int(step);
+    if (late_off == MISSING || s < late_off) late_off = s;
+}
+
+bool pinned_step(int value) {
+    return value < 0 && value != MISSING;
+}
+
+// Expansion of a template for a date (see FILE_set_date).
+std::string expand(const std::string& tmpl, const Date& d, const std::string* extracted) {
+    std::string out;
+    size_t i = 0;
+    while (i < tmpl.size() && out.size() < BUILD_LIMIT) {
+        char c = tmpl[i];
+        if (c == '{' || c == '}') {
+            i++;
+            continue;
+        }
+        if (c != '%') {
+            out += c == ' ' ? '_' : c;
+            i++;
+            continue;
+        }
+        i++;
+        Item item;
+        if (!read_item(tmpl, i, item)) break;
+        const int w = item.width;
+        switch (item.kind) {
+            case '%':
+                out += '%';
+                break;
+            case 'Y':
+                if (set.year != MISSING) {
+                    out += format("%4.4d", set.year);
+                    file_date.year = set.year;
+                } else if (d.year < 0) {
+                    out += "0000";
+                    file_date.year = MISSING;
+                } else {
+                    int y = d.year / w * w;
+                    out += format("%4.4d", y);
+                    file_date.year = y;
+                }
+                break;
+            case 'y':
+                if (set.year != MISSING) {
+                    out += format("%2.2d", set.year % 100);
+                    file_date.year = set.year;
+                } else if (d.year < 0) {
+                    out += "00";
+                    file_date.year = MISSING;
+                } else {
+                    int yy = d.year % 100 / w * w;
+                    out += format("%2.2d", yy);
+                    file_date.year = d.year - d.year % 100 + yy;
+                }
+                break;
+            case 'm':
+                if (set.month != MISSING) {
+                    out += format("%2.2d", set.month);
+                    file_date.month = set.month;
+                } else if (d.month < 0) {
+                    out += "00";
+                    file_date.month = MISSING;
+                } else {
+                    int m = d.month / w * w;
+                    out += format("%2.2d", m);
+                    file_date.month = m;
+                }
+                break;
+            case 'b':
+                if (set.month != MISSING) {
+                    out += DATE_month_lower(set.month);
+                    file_date.month = set.month;
+                } else if (d.month < 0) {
+                    out += "xxx";
+                    file_date.month = MISSING;
+                } else {
+                    out += DATE_month_lower(d.month);
+                    file_date.month = d.month;
+                }
+                break;
+            case 'd': {
+                bool step_form = pinned_step(set.day);
+                if (set.day >= 0) {
+                    out += format("%2.2d", set.day);
+                    file_date.day = set.day;
+                } else if (d.day < 0) {
+                    out += "00";
+                    file_date.day = MISSING;
+                } else {
+                    int n = step_form
+                                ? clamp_int(std::min(-static_cast<long long>(set.day), 100000LL))
+                                : w;
+                    int day = d.day / n * n;
+                    out += format("%2.2d", day);
+                    file_date.day = day;
+                }
+                if (step_form)
+                    late_off = clamp_int(-static_cast<long long>(set.day) * 86400);
+                else
+                    keep_step(w * 86400LL);
+                break;
+            }
+            case 'j':
+                if (d.year < 0 || d.month < 0 || d.day < 0) {
+                    out += "000";
+                    file_date.month = MISSING;
+                    file_date.day = MISSING;
+                    file_date.julian = MISSING;
+                } else {
+                    int julian = 0;
+                    DATE_monday_julian(d.year, d.month, d.day, &julian);
+                    out += format("%3.3d", julian);
+                    file_date.month = d.month;
+                    file_date.day = d.day;
+                    file_date.julian = julian;
+                }
+                keep_step(w * 86400LL);
+                break;
+            case 'h':
+            case 'n': {
+                const bool hour = item.kind == 'h';
+                const int pin = hour ? set.hour : set.minute;
+                const int value = hour ? d.hour : d.minute;
+                int& field = hour ? file_date.hour : file_date.minute;
+                const long long unit = hour ? 3600 : 60;
+                if (pin >= 0) {
+                    int v = pin / w * w;
+                    out += format("%2.2d", v);
+                    field = v;
+                    keep_step(w * unit);
+                } else if (pinned_step(pin)) {
+                    // -(100 B + N): a cycle of N starting at B.
+                    long long code = -static_cast<long long>(pin);
+                    int base = clamp_int(code / 100);
+                    int n = static_cast<int>(code % 100);
+                    if (n == 0) n = hour ? 24 : 60;
+                    if (value < 0) {
+                        out += "00";
+                        field = MISSING;
+                    } else {
+                        int v = clamp_int(static_cast<long long>(value) / n * n + base);
+                        out += format("%2.2d", v);
+                        field = v;
+                    }
+                    if (hour)
+                        late_off = n * 3600;
+                    else  // the minute step is taken from the hour pin as it stands
+                        late_off = clamp_int((-static_cast<long long>(set.hour) % 100) * 60);
+                } else if (value < 0) {
+                    out += "00";
+                    field = MISSING;
+                    keep_step(w * unit);
+                } else {
+                    int v = value / w * w;
+                    out += format("%2.2d", v);
+                    field = v;
+                    keep_step(w * unit);
+                }
+                break;
+            }
+            case 'e':
+                out += ext;
+                break;
+            case '{': {
+                std::string name = brace_name(tmpl, i);
+                if (extracted) {
+                    out += *extracted;
+                } else if (const char* value = RES_get(name.c_str())) {
+                    out += value;
+                }
+                break;
+            }
+            default:
+                if (const char* res = path_resource(item.kind)) {
+                    if (extracted) {
+                        out += *extracted;
+                    } else {
+                        const char* value = RES_get(res);
+                        out += value ? value : ".";
+                    }
+                } else {
+                    std::string text = key_text(static_cast<unsigned char>(item.kind));
+                    if (text.empty())
+                        out += "0";
+                    else
+                        out += item.width_given ? text.substr(0, static_cast<size_t>(w)) : text;
+                }
+                break;
+        }
+    }
+    return out;
+}
+
+// The separator positions a path item takes from a full name: the index of the
+// n-th separator counted from the end, or npos when there are not enough.
+size_t nth_separator_from_end(const std::string& name, size_t from, size_t n) {
+    if (n == 0) return name.size();
+    size_t count = 0;
+    for (size_t k = name.size(); k > from; k--) {
+        char c = name[k - 1];
+        if (c == '/' || c == '\\' || (c == ':' && k - 1 == 1)) {
+            if (++count == n) return k - 1;
+        }
+    }
+    return std::string::npos;
+}
+
+// Parsing of a user's name against the template (see FILE_set_file).
+std::string parse_name(const std::string& tmpl, const std::string& in) {
+    std::string out;
+    late_off = MISSING;
+    int state = 0;
+    const bool has_slash = in.find('/') != std::string::npos;
+    const bool full = FILE_fullpath(in.c_str()) != 0;
+    size_t t = 0, i = 0;
+    bool in_brace = false;
+    bool stop = false;
+
+    auto rest = [&]() {
+        if (i < in.size()) out += in.substr(i);
+        i = in.size();
+        stop = true;
+    };
+    // Copies n characters of the input and reads them as a number.
+    auto take = [&](size_t n) {
+        std::string field = in.substr(std::min(i, in.size()), n);
+        out += field;
+        i += field.size();
+        return field;
+    };
+    auto time_step = [&](int pin, long long pinned_value, long long unit, int w) {
+        if (pinned_step(pin))
+            late_off = clamp_int(pinned_value);
+        else
+            keep_step(w * unit);
+    };
+
+    while (t < tmpl.size() && !stop) {
+        MESS_print(LEVEL_KEY, "FILES:%s:%s:%s:%s:%s:%d\n", tmpl.c_str() + t,
+                   in.c_str() + std::min(i, in.size()), out.c_str(), ext.c_str(), in.c_str(),
+                   state);
+        char c = tmpl[t];
+        if (c == '*') {
+            rest();
+            break;
+        }
+        if (c == '%') {
+            t++;
+            Item item;
+            if (!read_item(tmpl, t, item)) break;
+            const int w = item.width;
+            int v = 0;
+            switch (item.kind) {
+                case '%':
+                    out += '%';
+                    break;
+                case 'Y': {
+                    std::string f = take(4);
+                    if (!field_int(f, v)) {
+                        rest();
+                        break;
+                    }
+                    file_date.year = v;
+                    state = 2;
+                    break;
+                }
+                case 'y': {
+                    std::string f = take(2);
+                    if (!field_int(f, v)) {
+                        rest();
+                        break;
+                    }
+                    file_date.year = v < 50 ? v + 2000 : v + 1900;
+                    state = 2;
+                    break;
+                }
+                case 'b': {
+                    std::string f = take(3);
+                    int month = DATE_decode_month(f.c_str());
+                    if (month == 0) {
+                        rest();
+                        break;
+                    }
+                    file_date.month = month;
+                    state = 2;
+                    break;
+                }
+                case 'm':
+                case 'd':
+                case 'h':
+                case 'n': {
+                    std::string f = take(2);
+                    if (!field_int(f, v)) {
+                        rest();
+                        break;
+                    }
+                    if (item.kind == 'm') {
+                        file_date.month = v;
+                    } else if (item.kind == 'd') {
+                        file_date.day = v;
+                        time_step(set.day, -static_cast<long long>(set.day) * 86400, 86400, w);
+                    } else if (item.kind == 'h') {
+                        file_date.hour = v;
+                        time_step(set.hour, -static_cast<long long>(set.hour) * 3600, 3600, w);
+                    } else {
+                        // The day pin stands in for the minute step, as it always has.
+                        file_date.minute = v;
+                        time_step(set.minute, -static_cast<long long>(set.day) * 60, 60, w);
+                    }
+                    state = 2;
+                    break;
+                }
+                case 'j': {
+                    std::string f = take(3);
+                    if (!field_int(f, v)) {
+                        rest();
+                        break;
+                    }
+                    file_date.julian = v;
+                    DATE_julian_monday(file_date.year, v, &file_date.month, &file_date.day);
+                    time_step(set.day, -static_cast<long long>(set.day) * 86400, 86400, w);
+                    state = 2;
+                    break;
+                }
+                case 'e': {
+                    size_t end = t;
+                    while (end < tmpl.size() && !std::strchr("%{}*", tmpl[end])) end++;
+                    std::string literal = tmpl.substr(t, end - t);
+                    size_t from = std::min(i, in.size());
+                    size_t pos = literal.empty() ? in.size() : in.find(literal, from);
+                    if (ext.empty()) {
+                        if (pos == std::string::npos) {
+                            rest();
+                            break;
+                        }
+                        ext = in.substr(from, pos - from);
+                        out += ext;
+                        i = pos;
+                    } else {
+                        out += ext;
+                        if (pos != std::string::npos) i = pos;
+                    }
+                    break;
+                }
+                default: {
+                    const char* res = path_resource(item.kind);
+                    std::string brace;
+                    if (item.kind == '{') {
+                        brace = brace_name(tmpl, t);
+                        res = brace.c_str();
+                    }
+                    if (res) {
+                        if (!full) {
+                            const char* value = RES_get(res);
+                            out += value ? value : (item.kind == '{' ? "" : ".");
+                            if (t < tmpl.size() && tmpl[t] == '/') {
+                                out += '/';
+                                t++;
+                            }
+                        } else {
+                            size_t n = 0;
+                            for (size_t k = t; k < tmpl.size(); k++)
+                                if (tmpl[k] == '/' || tmpl[k] == '\\' || tmpl[k] == ':') n++;
+                            size_t from = std::min(i, in.size());
+                            size_t pos = nth_separator_from_end(in, from, n);
+                            if (pos == std::string::npos) pos = from;
+                            out += in.substr(from, pos - from);
+                            i = pos;
+                        }
+                        state = 1;
+                    } else {
+                        std::string text = key_text(static_cast<unsigned char>(item.kind));
+                        if (text.empty()) {
+                            rest();
+                            break;
+                        }
+                        if (item.width_given) text = text.substr(0, static_cast<size_t>(w));
+                        out += text;
+                        i = std::min(in.size(), i + text.size());
+                    }
+                    break;
+                }
+            }
+            continue;
+        }
+        if (c == '{') {
+            in_brace = true;
+            t++;
+            continue;
+        }
+        if (c == '}') {
+            in_brace = false;
+            state = 1;
+            t++;
+            continue;
+        }
+        if (c == ' ') c = '_';
+        if (in_brace) {
+            // Optional text is written out whether the input has it or not.
+            out += c;
+            t++;
+            continue;
+        }
+        const bool at_end = i >= in.size();
+        const bool equal = !at_end && in[i] == c;
+        if (state > 0 && equal) {
+            out += c;
+            t++;
+            i++;
+            if (i >= in.size()) state = 3;
+        } else if (state == 0 && !equal) {
+            rest();
+        } else if (state == 0 || state == 1) {
+            out += c;
+            t++;
+            if (!at_end && !has_slash) i++;
+        } else if (at_end) {
+            out += c;
+            t++;
+        } else {
+            rest();
+        }
+        if (out.size() > BUILD_LIMIT) break;
+    }
+    MESS_print(LEVEL_KEY, "FILES:%s:%s:%d\n", in.c_str(), out.c_str(), state);
+    DATE_print(LEVEL_DEBUG, &file_date);
+    return out;
+}
+
+// Where the convention file is: file_path first, the installed tables last.
+FILE* open_name_conv(std::string& path) {
+    const char* value = RES_get("name_conv");
+    std::string name = value && value[0] ? value : "name_conv";
+    char buffer[FILE_NAME_SIZE];
+    path = FILE_add_path(RES_get("file_path"), name.c_str(), buffer);
+    FILE* file = std::fopen(expand_user(path).c_str(), "r");
+    if (!file && !FILE_fullpath(name.c_str())) {
+        std::string fallback = std::string(SAT_DATA_DIR) + "/" + name;
+        file = std::fopen(fallback.c_str(), "r");
+        if (file) path = fallback;
+    }
+    return file;
+}
+
+// One line, of which at most LINE_MAX_LEN characters are kept; false at the end.
+bool read_line(FILE* file, std::string& line) {
+    line.clear();
+    int c;
+    bool any = false;
+    while ((c = std::fgetc(file)) != EOF) {
+        any = true;
+        if (c == '\n') break;
+        if (line.size() < LINE_MAX_LEN) line += static_cast<char>(c);
+    }
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    return any;
+}
+
+std::vector<std::string> split_blanks(const std::string& line, size_t max) {
+    std::vector<std::string> words;
+    size_t i = 0;
+    while (words.size() < max) {
+        while (i < line.size() && std::isspace(static_cast<unsigned char>(line[i]))) i++;
+        if (i >= line.size()) break;
+        size_t start = i;
+        while (i < line.size() && !std::isspace(static_cast<unsigned char>(line[i]))) i++;
+        words.push_back(line.substr(start, i - start));
+    }
+    return words;
+}
+
+int read_sign(const char*& p) {
+    if (*p == '+') {
+        p++;
+        return 1;
+    }
+    if (*p == '-') p++;
+    return -1;
+}
+
+// "%dd%n%d%n:%d%n" when days are written, "%d%n:%d%n" otherwise; returns the
+// length consumed, that of the last %n reached.
+int scan_offset(const char* text, int& days, int& hours, int& minutes) {
+    const char* p = text;
+    if (std::strchr(text, 'd')) {
+        if (!scan_int(p, days) || *p != 'd') return 0;
+        p++;
+    }
+    int used = static_cast<int>(p - text);
+    if (!scan_int(p, hours)) return used;
+    used = static_cast<int>(p - text);
+    if (*p != ':') return used;
+    p++;
+    if (!scan_int(p, minutes)) return used;
+    return static_cast<int>(p - text);
+}
+
+int apply_offset(const char*& p, int seconds, int sign, const char* tag) {
+    int days = 0, hours = 0, minutes = 0;
+    int used = scan_offset(p, days, hours, minutes);
+    MESS_print(LEVEL_DEBUG, "%s:%d %d %d %d\n", tag, seconds, days, hours, minutes);
+    long long shift = hours * 3600LL + days * 86400LL + minutes * 60LL;
+    seconds = wrap32(seconds + sign * shift);
+    p += used;
+    return seconds;
+}
+
+// Moves the time back to the last moment that fits the pinned fields.
+int apply_pins(int seconds) {
+    Date d;
+    DATE_get_gmdate(&seconds, &d);
+    if (set.month >= 0) {
+        if (set.month > d.month) d.year--;
+        d.month = set.month;
+        seconds = DATE_num_sec(&d);
+        DATE_get_gmdate(&seconds, &d);
+    }
+    if (set.day >= 0) {
+        if (set.day > d.day) {
+            if (--d.month < 1) {
+                d.month = 12;
+                d.year--;
+            }
+        }
+        d.day = set.day;
+        seconds = DATE_num_sec(&d);
+        DATE_get_gmdate(&seconds, &d);
+    }
+    if (set.hour >= 0) {
+        if (d.hour < set.hour) seconds = wrap32(seconds - 86400LL);
+        DATE_get_gmdate(&seconds, &d);
+        d.hour = set.hour;
+        seconds = DATE_num_sec(&d);
+        DATE_get_gmdate(&seconds, &d);
+    }
+    if (set.minute >= 0) {
+        if (d.minute < set.minute) seconds = wrap32(seconds - 3600LL);
+        DATE_get_gmdate(&seconds, &d);
+        d.minute = set.minute;
+        seconds = DATE_num_sec(&d);
+    }
+    return seconds;
+}
+
+bool file_accepted(const std::string& name) {
+    int size = FILE_size(name.c_str());
+    return (rmin_size > 0 && size > rmin_size) || size > min_size;
+}
+
+void free_files() {
+    free_parsed_array(numfile, files);
+    files = nullptr;
+    numfile = 0;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// Name conventions and templates.
+
+int FILE_set_name(const char* tag) {
+    if (!key_init) {
+        for (auto& key : keys) key.fill('\0');
+        key_init = true;
+    }
+    filename.clear();
+    if (!tag) tag = "";
+    if (stricmp(tag, "none") == 0) {
+        conv.clear();
+        return 0;
+    }
+    if (tag[0] == '@') {
+        conv = bounded(tag + 1);
+        return 1;
+    }
+    // Key assignments ride on the tag: "sat_ir:s=east" selects "sat_ir" with key s.
+    std::string name = tag;
+    const size_t length = name.size();
+    for (size_t k = 0; k < length; k++) {
+        if (tag[k] != ':') continue;
+        char key = tag[k + 1];
+        if (!key || tag[k + 2] != '=' || !tag[k + 3] || tag[k + 3] == ':') continue;
+        const char* text = tag + k + 3;
+        std::string value(text, std::strcspn(text, ":"));
+        FILE_set_key(static_cast<unsigned char>(key), value.c_str());
+        MESS_print(LEVEL_KEY, "KEY: %c = %s\n", key, value.c_str());
+        name[k] = '\0';
+    }
+    name.resize(std::strlen(name.c_str()));
+
+    std::string path;
+    FILE* file = open_name_conv(path);
+    if (!file) {
+        MESS_print(0xC0, "FILE_set_name: No file name convention file: %s\n", path.c_str());
+        conv = bounded(name);
+        return 0;
+    }
+    MESS_print(LEVEL_CONV, "Opening name convention file: %s\n", path.c_str());
+    ext.clear();
+    std::string line;
+    while (read_line(file, line)) {
+        if (line.empty() || line[0] == '#') continue;
+        conv.clear();
+        hconv.clear();
+        min_size = 0;
+        std::vector<std::string> words = split_blanks(line, 4);
+        if (words.empty()) continue;
+        if (words.size() > 1) conv = bounded(words[1]);
+        if (words.size() > 2 && words[2] != "-") hconv = bounded(words[2]);
+        if (words.size() > 3) {
+            int v = 0;
+            const char* p = words[3].c_str();
+            if (scan_int(p, v)) min_size = v;
+        }
+        const std::string& line_tag = words[0];
+        if (stricmp(name.c_str(), line_tag.c_str()) == 0) {
+            MESS_print(LEVEL_CONV, "File name match for: %s\n", name.c_str());
+            std::fclose(file);
+            return 1;
+        }
+        if (line_tag.size() <= name.size() &&
+            strnicmp(line_tag.c_str(), name.c_str(), static_cast<int>(line_tag.size())) == 0) {
+            size_t underscore = name.rfind('_');
+            if (underscore != std::string::npos) ext = bounded(name.substr(underscore + 1));
+            MESS_print(LEVEL_CONV, "File name partial match for: %s-%s ext: %s\n", name.c_str(),
+                       line_tag.c_str(), ext.c_str());
+            std::fclose(file);
+            return 1;
+        }
+    }
+    std::fclose(file);
+    conv = bounded(name);
+    hconv.clear();
+    min_size = 0;
+    MESS_print(LEVEL_CONV, "No file name conversion for: %s\n", name.c_str());
+    return 0;
+}
+
+int FILE_set_key(int key, const char* text) {
+    auto& entry = keys[static_cast<unsigned char>(key)];
+    entry.fill('\0');
+    if (!text) return 0;
+    for (size_t k = 0; k < KEY_SIZE - 1 && text[k]; k++) entry[k] = text[k] == ' ' ? '_' : text[k];
+    return 0;
+}
+
+int FILE_set_key(const char* key, const char* text) {
+    if (!key || !key[0]) return -1;
+    return FILE_set_key(static_cast<unsigned char>(key[0]), text);
+}
+
+int FILE_get_key(int key, char* buffer) {
+    if (!buffer) return -1;
+    std::memcpy(buffer, keys[static_cast<unsigned char>(key)].data(), KEY_SIZE);
+    return 0;
+}
+
+int FILE_set_date(const Date* date, char* out) {
+    if (conv.empty()) {
+        copy_out(filename.empty() ? "filename" : filename, out);
+        filename_type = 1;
+        return 1;
+    }
+    if (FILE_is_stdio(conv.c_str())) {
+        copy_out("-", out);
+        filename_type = 0;
+        return 1;
+    }
+    // A full path the user gave keeps its directory for every file of the run.
+    std::string extracted;
+    bool use_extracted = false;
+    if (filename_type == 1 && FILE_fullpath(filename.c_str())) {
+        size_t n =
+            std::count_if(conv.begin(), conv.end(), [](char c) { return c == '/' || c == ':'; });
+        if (n > 0) {
+            size_t count = 0, k = filename.size();
+            while (k > 0) {
+                k--;
+                if (filename[k] == '/' || (k == 1 && filename[k] == ':')) {
+                    if (++count == n) break;
+                }
+            }
+            extracted = filename.substr(0, count == n ? k : 0);
+            use_extracted = true;
+            MESS_print(LEVEL_PATH, "Extracted path: %s\n", extracted.c_str());
+        }
+    }
+    const std::string tmpl = header ? hconv : conv;
+    late_off = MISSING;
+    Date d = date ? *date : file_date;
+    if (date) {
+        file_date.year = MISSING;
+        file_date.month = MISSING;
+        file_date.day = MISSING;
+        file_date.hour = MISSING;
+        file_date.minute = MISSING;
+    }
+    if (d.year == MISSING && !filename.empty()) {
+        copy_out(filename, out);
+        filename_type = 1;
+        return 1;
+    }
+    filename = bounded(expand(tmpl, d, use_extracted ? &extracted : nullptr));
+    copy_out(filename, out);
+    return 0;
+}
+
+int FILE_hdr_set_date(const Date* date, char* out) {
+    header = 1;
+    int result = FILE_set_date(date, out);
+    header = 0;
+    return result;
+}
+
+int FILE_save_name_conv() {
+    slate_off = late_off;
+    sconv = conv;
+    shconv = hconv;
+    sfilename = filename;
+    sfilename_type = filename_type;
+    return 0;
+}
+
+int FILE_restore_name_conv() {
+    late_off = slate_off;
+    conv = sconv;
+    hconv = shconv;
+    filename = sfilename;
+    filename_type = sfilename_type;
+    return 0;
+}
+
+int FILE_get_late_off() {
+    return late_off;
+}
+
+int FILE_set_min_size(int bytes) {
+    rmin_size = bytes;
+    return 0;
+}
+
+// The size a file must exceed: the override when one is set, else the convention's.
+int FILE_get_min_size() {
+    return rmin_size > 0 ? rmin_size : min_size;
+}
+
+int FILE_get_date(Date* date) {
+    if (!date) return -1;
+    *date = file_date;
+    return 0;
+}
+
+int FILE_set_type(int type) {
+    file_type = type;
+    return 0;
+}
+
+int FILE_type(const char* name) {
+    if (!name) return -1;
+    std::string path = expand_user(name);
+    FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file && path.size() > 1) {
+        size_t dash = path.find('-', 1);
+        if (dash != std::string::npos) file = std::fopen(path.substr(0, dash).c_str(), "rb");
+    }
+    if (!file) return -1;
+    char magic[11] = {};
+    size_t got = std::fread(magic, 1, 10, file);
+    std::fclose(file);
+    magic[got] = '\0';
+    struct Magic {
+        const char* text;
+        size_t length;
+        int type;
+    };
+    static constexpr Magic table[] = {{"ZMTSFC", 6, 11}, {"ZMTUPA", 6, 12}, {"ZMTRAW", 6, 5},
+                                      {"ZMTGRID", 7, 6}, {"ZMTMETA", 7, 8}, {"ZMTIMG", 6, 9}};
+    for (const Magic& m : table)
+        if (std::strncmp(magic, m.text, m.length) == 0) return m.type;
+    return -1;
+}
+
+// ---------------------------------------------------------------------------
+// Paths and files.
+
+int FILE_fullpath(const char* name) {
+    return name && (name[0] == '/' || name[0] == '.' || name[0] == '~');
+}
+
+int FILE_is_stdio(const char* name) {
+    if (!name || !name[0]) return 1;
+    return std::strcmp(name, "-") == 0 || stricmp(name, "std") == 0 || stricmp(name, "stdn") == 0;
+}
+
+char* FILE_add_path_delim(char* path) {
+    if (!path || !path[0]) return path;
+    size_t n = std::strlen(path);
+    if (path[n - 1] != '/') {
+        path[n] = '/';
+        path[n + 1] = '\0';
+    }
+    return path;
+}
+
+char* FILE_add_path(const char* directory, const char* name, char* out) {
+    if (!out) return out;
+    if (!name) name = "";
+    std::string result;
+    if (FILE_is_stdio(name) || FILE_fullpath(name)) {
+        result = name;
+    } else {
+        result = directory ? directory : "";
+        if (!result.empty() && result.back() != '/') result += '/';
+        result += name;
+    }
+    copy_out(result, out);
+    return out;
+}
+
+char* FILE_add_user_path(const char* name, char* out) {
+    if (!out) return out;
+    copy_out(expand_user(name ? name : ""), out);
+    return out;
+}
+
+int FILE_exist(const char* name) {
+    if (FILE_is_stdio(name)) return 1;
+    struct stat st;
+    return stat(expand_user(name).c_str(), &st) == 0;
+}
+
+int FILE_is_dir(const char* name) {
+    if (!name) return 0;
+    struct stat st;
+    return stat(expand_user(name).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+int FILE_size(const char* name) {
+    if (!name) return -1;
+    struct stat st;
+    if (stat(expand_user(name).c_str(), &st) != 0) return -1;
+    return clamp_int(static_cast<long long>(st.st_size));
+}
+
+int FILE_delete(const char* name) {
+    if (!name) return -1;
+    return unlink(expand_user(name).c_str());
+}
+
+FILE* FILE_open(const char* name, const char* mode) {
+    if (!mode || !mode[0]) mode = "r";
+    if (FILE_is_stdio(name)) return mode[0] == 'r' ? stdin : stdout;
+    if (name[0] == '|') {
+        // popen knows only "r" and "w"; a binary flag means nothing to a pipe.
+        const char pipe_mode[2] = {mode[0] == 'r' ? 'r' : 'w', '\0'};
+        std::fflush(nullptr);
+        return popen(name + 1, pipe_mode);
+    }
+    std::string path = expand_user(name);
+    if (mode[0] == 'w' || mode[0] == 'a') FILE_make_dir(path.c_str(), 1);
+    return std::fopen(path.c_str(), mode);
+}
+
+int FILE_make_dir(const char* path, int leave) {
+    if (!path) return 0;
+    std::string p = path;
+    std::replace(p.begin(), p.end(), '\\', '/');
+    size_t last = p.rfind('/');
+    if (last != std::string::npos) {
+        struct stat st;
+        if (stat(p.substr(0, last).c_str(), &st) == 0) return 1;
+    }
+    std::vector<std::string> pieces;
+    size_t start = 0;
+    for (;;) {
+        size_t slash = p.find('/', start);
+        pieces.push_back(
+            p.substr(start, slash == std::string::npos ? std::string::npos : slash - start));
+        if (slash == std::string::npos) break;
+        start = slash + 1;
+    }
+    long long count = static_cast<long long>(pieces.size()) - leave;
+    std::string current;
+    for (long long k = 0; k < count; k++) {
+        current = k == 0 ? pieces[0] : current + "/" + pieces[static_cast<size_t>(k)];
+        if (!current.empty()) mkdir(current.c_str(), 0755);
+    }
+    return 0;
+}
+
+int FILE_extract_extra_info(char* name) {
+    if (!name || file_type != 1) return 0;
+    size_t n = std::strlen(name);
+    for (size_t k = 2; k < n; k++) {
+        if (std::strchr("#-+:", name[k])) {
+            ext_info.assign(name + k, std::min(n - k, EXT_INFO_SIZE - 1));
+            name[k] = '\0';
+            return 1;
+        }
+    }
+    return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Selection of the file or the run of files.
+
+int FILE_get_file(const char* prompt, char* out) {
+    int count = 0;
+    char** names = nullptr;
+    RES_getvals("filename", &count, &names);
+    if (count > 0 && names) {
+        if (stricmp(names[0], "list") == 0) {
+            free_parsed_array(count, names);
+            FILE_list_file();
+            ZMT_exit(0);
+        }
+        filename_type = 1;
+        char buffer[FILE_NAME_SIZE];
+        FILE_set_file(names[0], buffer);
+        free_parsed_array(count, names);
+        filename = buffer;
+        copy_out(filename, out);
+        return FILE_exist(filename.c_str());
+    }
+    free_parsed_array(count, names);
+
+    char buffer[FILE_NAME_SIZE] = "";
+    const char* current = RES_get("current");
+    if (current || FLAG_batch()) {
+        FILE_set_current(current ? current : "la", buffer);
+        filename = buffer;
+        copy_out(filename, out);
+        if (FILE_exist(filename.c_str())) {
+            MESS_print(0xF00, "Current filename: %s\n", filename.c_str());
+            return 1;
+        }
+        MESS_print(0xC0, "File not found: %s\n", filename.c_str());
+        ZMT_exit(10);
+    }
+
+    MESS_print(15, "List of available files:\n");
+    FILE_list_file();
+    MESS_print(15, "\n");
+    for (int attempt = 0; attempt < 4; attempt++) {
+        filename_type = 1;
+        char answer[80] = "";
+        ZMT_prompts(prompt ? prompt : "", answer, 79);
+        answer[sizeof answer - 1] = '\0';
+        if (stricmp(answer, "exit") == 0) ZMT_exit(0);
+        if (stricmp(answer, "list") == 0) {
+            FILE_list_file();
+            continue;
+        }
+        if (!answer[0]) {
+            // Only the end of the input leaves no answer: a failed try.
+            MESS_print(0xC0, "File not found: %s\n", answer);
+            continue;
+        }
+        if (answer[0] == '#' || strnicmp(answer, "la", 2) == 0) {
+            FILE_set_current(answer, buffer);
+            MESS_print(0xF00, "Current filename: %s\n", buffer);
+        } else if (strnicmp(answer, "cu", 2) == 0) {
+            FILE_set_current(answer + 2, buffer);
+            MESS_print(0xF00, "Current filename: %s\n", buffer);
+        } else {
+            FILE_set_file(answer, buffer);
+        }
+        filename = buffer;
+        copy_out(filename, out);
+        if (FILE_exist(filename.c_str())) return 1;
+        MESS_print(0xC0, "File not found: %s\n", filename.c_str());
+    }
+    ZMT_exit(10);
+}
+
+int FILE_set_current(const char* expression, char* out) {
+    const std::string text = expression ? expression : "la";
+    filename_type = 0;
+    const char* p = text.c_str();
+
+    int seconds;
+    if (*p == '#') {
+        int used = 0;
+        seconds = time_from_text(p + 1, &used);
+        p += 1 + used;
+    } else if (const char* now = std::getenv("zmtcurtime")) {
+        // A fixed "now" replays an archive.
+        seconds = time_from_text(now[0] == '#' ? now + 1 : now, nullptr);
+    } else {
+        seconds = DATE_get_time(nullptr);
+    }
+    seconds = apply_pins(seconds);
+
+    int sign = read_sign(p);
+    if (is_digit(*p)) {
+        seconds = apply_offset(p, seconds, sign, "CUR1");
+        MESS_print(LEVEL_DEBUG, "CUR1:%s %d\n", p, seconds);
+        sign = read_sign(p);
+    }
+
+    std::string name;
+    if (*p == 'l' || *p == 'L') {
+        p++;
+        if (*p == 'a' || *p == 'A') p++;
+        int count = 500;
+        if (*p == '#') {
+            p++;
+            int n = 0;
+            const char* q = p;
+            if (!scan_int(q, n)) n = 0;
+            size_t digits = n < 10 ? 1 : n < 100 ? 2 : n < 1000 ? 3 : 4;
+            p += std::min(digits, std::strlen(p));
+            count = n;
+        }
+        char buffer[FILE_NAME_SIZE] = "";
+        for (int k = 0; k < count; k++) {
+            Date d;
+            DATE_get_gmdate(&seconds, &d);
+            MESS_print(LEVEL_DEBUG, "LATE:%d %d %d %d %d\n", d.year, d.month, d.day, d.hour,
+                       d.minute);
+            FILE_set_date(&d, buffer);
+            MESS_print(LEVEL_DEBUG, "LATE: %s\n", buffer);
+            if (file_accepted(buffer)) break;
+            // Without a step every try would give the same name.
+            if (late_off <= 0 || k == count - 1) break;
+            seconds = wrap32(seconds + static_cast<long long>(sign) * late_off);
+        }
+        name = buffer;
+        MESS_print(LEVEL_DEBUG, "LATEST: %s %s %d\n", p, name.c_str(), seconds);
+        sign = read_sign(p);
+    }
+
+    if (is_digit(*p)) {
+        seconds = apply_offset(p, seconds, sign, "CUR2");
+        MESS_print(LEVEL_DEBUG, "CUR2:%d\n", seconds);
+    }
+
+    Date d;
+    DATE_get_gmdate(&seconds, &d);
+    MESS_print(LEVEL_DEBUG, "%d %d %d %d\n", d.year, d.julian, d.hour, d.minute);
+    char buffer[FILE_NAME_SIZE] = "";
+    FILE_set_date(&d, buffer);
+    copy_out(buffer, out);
+    return late_off > 0 ? seconds / late_off * late_off : seconds;
+}
+
+int FILE_set_file(const char* name, char* out) {
+    std::string work = name ? name : "";
+    DATE_init(&file_date);
+
+    if (file_type != 1) {
+        size_t mark = work.size() > 1 ? work.find('#', 1) : std::string::npos;
+        if (mark != std::string::npos) {
+            std::string tail = work.substr(mark + 1);
+            work.resize(mark);
+            if (!tail.empty() && is_digit(tail[0])) {
+                read_time_columns(tail.c_str(), &set.year, &set.month, &set.day, &set.hour,
+                                  &set.minute);
+                file_date = set;
+            }
+        }
+    }
+    if (stricmp(work.c_str(), "exit") == 0) ZMT_exit(0);
+    if (!work.empty() && work[0] == '@') {
+        filename_type = 1;
+        copy_out(work.substr(1), out);
+        return 0;
+    }
+    if (FILE_is_stdio(work.c_str()) || (!conv.empty() && FILE_is_stdio(conv.c_str()))) {
+        copy_out("-", out);
+        return 0;
+    }
+    if (conv.empty()) {
+        filename = bounded(work);
+        copy_out(filename, out);
+        filename_type = 1;
+        return 0;
+    }
+    if (work[0] == '#' || strnicmp(work.c_str(), "la", 2) == 0 ||
+        strnicmp(work.c_str(), "cu", 2) == 0) {
+        char buffer[FILE_NAME_SIZE] = "";
+        const bool cu = strnicmp(work.c_str(), "cu", 2) == 0;
+        FILE_set_current(cu ? work.c_str() + 2 : work.c_str(), buffer);
+        MESS_print(0xF00, "Current filename: %s\n", buffer);
+        copy_out(buffer, out);
+        return 0;
+    }
+    if (stricmp(work.c_str(), "none") == 0) {
+        copy_out("none", out);
+        return 0;
+    }
+    if (FILE_fullpath(conv.c_str()) && FILE_fullpath(work.c_str())) {
+        copy_out(work, out);
+        return 0;
+    }
+    copy_out(parse_name(conv, work), out);
+    return 0;
+}
+
+int FILE_first(const Date* date) {
+    free_files();
+    RES_getvals("filename", &numfile, &files);
+    if (numfile > 0 && files &&
+        (strnicmp(files[0], "la", 2) == 0 || strnicmp(files[0], "cu", 2) == 0))
+        free_files();
+    file_ind = 0;
+    if (date)
+        first_date = *date;
+    else
+        DATE_init(&first_date);
+    num_hour = FILE_num_hour();
+    skip = FILE_get_skip();
+    offset = FILE_get_offset();
+    if (skip > 0 && skip / offset >= 1)
+        offset = clamp_int(static_cast<long long>(offset) * (skip / offset));
+    if (num_hour < 0)
+        secs = clamp_int((static_cast<long long>(num_hour) + 1 - offset) / offset * offset);
+    else
+        secs = 0;
+    nsecs = secs;
+    return 0;
+}
+
+int FILE_get_next(char* out) {
+    if (numfile > 1 || (numfile == 1 && num_hour == 0)) {
+        if (file_ind >= numfile || !files) return 0;
+        FILE_set_file(files[file_ind], out);
+        file_ind++;
+        return 1;
+    }
+    if (num_hour >= 0) {
+        if (num_hour < nsecs) return 0;
+        if (num_hour == 0) {
+            copy_out(filename, out);
+            nsecs = clamp_int(static_cast<long long>(nsecs) + offset);
+            return 1;
+        }
+    } else if (nsecs > 0) {
+        return 0;
+    }
+    MESS_print(LEVEL_DEBUG, " in: ");
+    DATE_print(LEVEL_DEBUG, &first_date);
+    char buffer[FILE_NAME_SIZE] = "";
+    int steps = FILE_set_date_off(&first_date, nsecs, buffer);
+    MESS_print(LEVEL_DEBUG, "out: ");
+    DATE_print(LEVEL_DEBUG, &file_date);
+    MESS_print(LEVEL_PATH, "NEXT: %d %d %d %d %d %s\n", nsecs, offset, skip, num_hour, steps,
+               buffer);
+    copy_out(buffer, out);
+    // A run never loops forever: past the top of the range the counter stops.
+    long long next = static_cast<long long>(nsecs) + offset;
+    nsecs = next > INT_MAX ? INT_MAX : static_cast<int>(next);
+    if (next > INT_MAX && num_hour == INT_MAX) num_hour = INT_MAX - 1;
+    return 1;
+}
+
+int FILE_set_time(const Date* date) {
+    if (date)
+        set = *date;
+    else
+        DATE_init(&set);
+    return 0;
+}
+
+int FILE_set_date_off(const Date* date, int seconds, char* out) {
+    Date d = date ? *date : file_date;
+    int total = wrap32(static_cast<long long>(DATE_num_sec(&d)) + seconds);
+    Date shifted;
+    DATE_get_gmdate(&total, &shifted);
+    FILE_set_date(&shifted, out);
+    return seconds / (late_off > 0 ? late_off : 100000);
+}
+
+int FILE_get_offset() {
+    return late_off > 0 ? late_off : 100000;
+}
+
+int FILE_num_hour() {
+    const char* text = RES_get("num_hour");
+    if (!text) return def_hours;
+    int hours = 0, minutes = 0;
+    const char* p = text;
+    if (scan_int(p, hours)) {
+        if (*p == ':') {
+            p++;
+            scan_int(p, minutes);
+        }
+    } else if (text[0] == ':') {
+        p = text + 1;
+        scan_int(p, minutes);
+    }
+    if (hours < 0 || (hours == 0 && text[0] == '-')) minutes = -minutes;
+    return clamp_int(minutes * 60LL + hours * 3600LL);
+}
+
+int FILE_get_skip() {
+    const char* text = RES_get("num_hour");
+    const char* comma = text ? std::strchr(text, ',') : nullptr;
+    if (!comma) return late_off;
+    int hours = 0, minutes = 0;
+    const char* p = comma + 1;
+    if (scan_int(p, hours) && *p == ':') {
+        p++;
+        scan_int(p, minutes);
+    }
+    return clamp_int(minutes * 60LL + hours * 3600LL);
+}
+
+int FILE_get_num_file() {
+    if (numfile == 1) return num_hour != 0 ? num_hour : 0;
+    if (numfile < 1) return num_hour;
+    return numfile - 1;
+}
+
+int FILE_set_def_hours(int hours) {
+    def_hours = clamp_int(hours * 3600LL);
+    return 0;
+}
+
+int FILE_list_file() {
+    std::string command = "ls -x ";
+    size_t i = 0;
+    while (i < conv.size() && command.size() < BUILD_LIMIT) {
+        char c = conv[i];
+        if (c == '{' || c == '}') {
+            i++;
+            continue;
+        }
+        if (c != '%') {
+            command += c;
+            i++;
+            continue;
+        }
+        i++;
+        Item item;
+        if (!read_item(conv, i, item)) break;
+        switch (item.kind) {
+            case 'Y':
+                command += "?[0-9]??";
+                break;
+            case 'y':
+            case 'm':
+            case 'd':
+            case 'h':
+            case 'n':
+                command += "[0-9]?";
+                break;
+            case 'b':
+                command += "?[a-z]?";
+                break;
+            case 'j':
+                command += "?[0-9]?";
+                break;
+            case 'e':
+                command += ext.empty() ? "*" : ext;
+                break;
+            case '%':
+                command += '%';
+                break;
+            case '{': {
+                std::string name = brace_name(conv, i);
+                if (const char* value = RES_get(name.c_str())) command += value;
+                break;
+            }
+            default:
+                if (const char* res = path_resource(item.kind)) {
+                    const char* value = RES_get(res);
+                    command += value ? value : ".";
+                } else {
+                    std::string text = key_text(static_cast<unsigned char>(item.kind));
+                    if (!text.empty())
+                        command += text;
+                    else if (item.width_given)
+                        command += std::string(static_cast<size_t>(item.width), '?');
+                    else
+                        command += '*';
+                }
+                break;
+        }
+    }
+    MESS_print(LEVEL_DEBUG, "SEARCH: %s\n", command.c_str());
+    std::fflush(nullptr);
+    return std::system(command.c_str());
+}
+
+int FILE_overwrite(const char* name, int mode) {
+    if (FILE_is_stdio(name) || !FILE_exist(name)) return 1;
+    if (FLAG_get(15) > 0) return FLAG_get(15);
+    if (FLAG_batch()) return 3;
+    if (mode != 1 && mode != 2) return 0;
+    std::string prompt =
+        std::string(name) + (mode == 1 ? ": exists overwrite (Y,N,Use,Over): "
+                                       : ": exists overwrite (Y,N,Use,Over,App): ");
+    char answer[16] = "";
+    ZMT_prompts(prompt.c_str(), answer, 9);
+    char first = static_cast<char>(std::toupper(static_cast<unsigned char>(answer[0])));
+    if (first == 'Y' || first == 'O') return 1;
+    if (mode == 2 && first == 'A') return 2;
+    return 3;
+}
+
+void FILE_reset() {
+    conv.clear();
+    hconv.clear();
+    sconv.clear();
+    shconv.clear();
+    slate_off = MISSING;
+    sfilename.clear();
+    sfilename_type = 0;
+    ext.clear();
+    for (auto& key : keys) key.fill('\0');
+    key_init = false;
+    min_size = 0;
+    rmin_size = 0;
+    late_off = MISSING;
+    filename.clear();
+    filename_type = 0;
+    DATE_init(&file_date);
+    DATE_init(&set);
+    ext_info.clear();
+    header = 0;
+    file_type = 0;
+    free_files();
+    file_ind = 0;
+    DATE_init(&first_date);
+    num_hour = 0;
+    def_hours = 0;
+    skip = 0;
+    offset = 0;
+    secs = 0;
+    nsecs = 0;
+}
