@@ -71,6 +71,6 @@ void BM_CatToDevNull(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(BM_ReadPlain)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ReadFramed)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_CatToDevNull)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ReadPlain)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ReadFramed)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_CatToDevNull)->Unit(benchmark::kMillisecond)->UseRealTime();
