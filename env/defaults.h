@@ -5,7 +5,7 @@
 // Buffers handed to DEF_get (key, value) and to DEF_env (value); longer texts are cut.
 constexpr int DEF_KEY_SIZE = 50;
 constexpr int DEF_VALUE_SIZE = 200;
-constexpr int DEF_ENV_SIZE = 1024;
+constexpr int DEF_ENV_SIZE = 4096;
 
 int DEF_prog();
 int DEF_name(const char* title);

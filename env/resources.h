@@ -64,6 +64,8 @@ int RES_append(int index, const char* name, const char* value, int type);
 int RES_list();
 int RES_setCL(int argc, char** argv);
 const char* RES_get_prog();
+// Copies without a bound: `buffer` must hold the base name of argv[0]; pass nullptr to
+// have it allocated.
 char* RES_get_progname(char* buffer);
 int RES_set_device(const char* text);
 // The time of interest of a `hour` value (-ho) as a Date: year, month, day, hour and minute,

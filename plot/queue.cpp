@@ -65,10 +65,12 @@ int MQ_put(int queue, int channel, const char* format, ...) {
     Message m{};
     m.type = 1;
     m.text[0] = channel == -1 ? '/' : static_cast<char>('0' + channel);
-    va_list args;
-    va_start(args, format);
-    std::vsnprintf(m.text + 1, kTextSize - 1, format ? format : "", args);
-    va_end(args);
+    if (format) {
+        va_list args;
+        va_start(args, format);
+        std::vsnprintf(m.text + 1, kTextSize - 1, format, args);
+        va_end(args);
+    }
     MQ_enable_alarm();
     int result = msgsnd(queue, &m, kTextSize, 0);
     MQ_disable_alarm();

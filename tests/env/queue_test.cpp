@@ -1,0 +1,102 @@
+// The loop window queue client against a private System V queue, with the test playing
+// the window's side.
+#include <gtest/gtest.h>
+#include <sys/ipc.h>
+#include <sys/msg.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "plot/queue.h"
+
+namespace {
+
+struct Wire {
+    long type;
+    char text[120];
+};
+
+class QueueTest : public ::testing::Test {
+   protected:
+    void SetUp() override {
+        id_ = msgget(IPC_PRIVATE, IPC_CREAT | 0600);
+        ASSERT_GE(id_, 0) << std::strerror(errno);
+    }
+    void TearDown() override { msgctl(id_, IPC_RMID, nullptr); }
+    // What the client sent to the window's input, channel 1.
+    std::string server_read() {
+        Wire w{};
+        ssize_t n = msgrcv(id_, &w, sizeof w.text, 1, IPC_NOWAIT);
+        return n < 0 ? "<none>" : std::string(w.text, strnlen(w.text, static_cast<size_t>(n)));
+    }
+    void server_send(long channel, const std::string& text) {
+        Wire w{};
+        w.type = channel;
+        std::memcpy(w.text, text.data(), text.size());
+        ASSERT_EQ(msgsnd(id_, &w, text.size(), 0), 0);
+    }
+    int id_ = -1;
+};
+
+TEST_F(QueueTest, LinesCarryTheirChannelDigit) {
+    EXPECT_EQ(MQ_put(id_, 3, "set res %s %s", "plot_domain", "us"), 0);
+    EXPECT_EQ(server_read(), "3set res plot_domain us");
+    MQ_put(id_, -1, "%d", 501);
+    EXPECT_EQ(server_read(), "/501");
+    // A line too long for a message is cut, not overrun.
+    MQ_put(id_, 4, "%s", std::string(300, 'x').c_str());
+    EXPECT_EQ(server_read(), "4" + std::string(118, 'x'));
+}
+
+TEST_F(QueueTest, RepliesGiveStatusAndText) {
+    char text[120];
+    server_send(5, "0us\n");
+    server_send(5, "1");
+    server_send(5, "-");
+    server_send(6, "0other");
+    EXPECT_EQ(MQ_get(id_, 5, text), 0);
+    EXPECT_STREQ(text, "us\n");
+    EXPECT_EQ(MQ_get(id_, 5, text), 1);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(MQ_get(id_, 5, text), -3);  // the window is not running
+    MQ_clear(id_, 6);
+    server_send(6, "2late");
+    EXPECT_EQ(MQ_get(id_, 6, text), 2);
+    EXPECT_STREQ(text, "late");
+}
+
+TEST_F(QueueTest, ConnectHandsOutAChannel) {
+    server_send(2, "2stale");  // dropped before asking
+    pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        Wire w{};
+        if (msgrcv(id_, &w, sizeof w.text, 1, 0) < 0) _exit(1);
+        std::string expected = "/" + std::to_string(getuid());
+        if (expected != w.text) _exit(2);
+        Wire reply{};
+        reply.type = 2;
+        std::strcpy(reply.text, "27");
+        _exit(msgsnd(id_, &reply, 3, 0) == 0 ? 0 : 3);
+    }
+    EXPECT_EQ(MQ_connect(id_), 7);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST(Queue, NoWindowMeansNoSuchEntry) {
+    errno = 0;
+    EXPECT_EQ(MQ_open(0), -1);  // never a private queue of its own
+    EXPECT_EQ(errno, ENOENT);
+    key_t unused = 0x5a7e0000 + static_cast<key_t>(getpid() % 65536);
+    errno = 0;
+    EXPECT_EQ(MQ_open(unused), -1);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+}  // namespace
