@@ -65,15 +65,15 @@ struct GvarNav {
     int32_t instrument;
 };
 
-// Size in bytes of a "GVAR" navigation block.
-constexpr int GVAR_BLOCK_BYTES = 2560;
+// Size in words of a "GVAR" navigation block.
+constexpr int GVAR_BLOCK_WORDS = 640;
 
 // The module's coefficient record, filled by GVAR_load or GVAR_read.
 GvarNav& GVAR_nav();
 
-// Loads the coefficient record from a "GVAR" block (2560 bytes, words behind the
+// Loads the coefficient record from a "GVAR" block (640 words, those behind the
 // first in host order), sets the instrument constants and runs GVAR_init.
-int GVAR_load(const unsigned char* block);
+int GVAR_load(const int32_t* block);
 
 int GVAR_init();
 int GVAR_read(FILE* file);
