@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -129,21 +130,27 @@ bool begins_with_nocase(const char* text, const char* prefix) {
     return true;
 }
 
-// A whole item as one number; trailing text makes it unreadable.
+// Items are read as the scanner reads them: a leading number is enough.
 bool scan_float(const char* text, float* out) {
-    char rest;
     float v;
-    if (std::sscanf(text, "%f%c", &v, &rest) != 1) return false;
+    if (std::sscanf(text, "%f", &v) != 1) return false;
     *out = v;
     return true;
 }
 
 bool scan_int(const char* text, int* out) {
-    char rest;
-    int v;
-    if (std::sscanf(text, "%d%c", &v, &rest) != 1) return false;
-    *out = v;
+    long long v;
+    if (std::sscanf(text, "%lld", &v) != 1) return false;
+    if (v > INT32_MAX) v = INT32_MAX;
+    if (v < INT32_MIN) v = INT32_MIN;
+    *out = static_cast<int>(v);
     return true;
+}
+
+// Nearest integer of a size read as a float; nonsense gives the unset value.
+int32_t round_size(float v) {
+    if (!(std::fabs(v) < 2.0e9f)) return DOM_MISSING;
+    return static_cast<int32_t>(std::lround(v));
 }
 
 // The pieces of a text split at a delimiter, released on scope exit.
@@ -246,7 +253,7 @@ bool read_region(const char* item, Domain* domain) {
 
 // Opens a table on the file path, then in the program's own data directory.
 FILE* open_on_path(const char* name, std::string* tried) {
-    char path[FILE_NAME_SIZE * 4];
+    char path[FILE_NAME_SIZE * 4] = "";
     const char* dir = RES_get("file_path");
     if (std::strlen(name) + (dir ? std::strlen(dir) : 0) + 2 > sizeof(path)) return nullptr;
     FILE_add_path(dir, name, path);
@@ -322,8 +329,8 @@ void fill_defaults(int order, Domain* d) {
             break;
         case 11:
             if (d->proj == 51) {
-                d->nx = static_cast<int32_t>(std::lround(d->clat));
-                d->ny = static_cast<int32_t>(std::lround(d->clon));
+                d->nx = round_size(d->clat);
+                d->ny = round_size(d->clon);
                 d->clat = DOM_FMISSING;
                 d->clon = DOM_FMISSING;
             } else if (d->proj == 50) {
@@ -519,7 +526,7 @@ int DOM_decode(const char* text, Domain* domain) {
 
     FLAG_set(5, result);
     FILE_set_key('r', text);
-    DOM_set_base_prior(static_cast<float>(domain->ny - 1) * domain->dy);
+    DOM_set_base_prior((static_cast<float>(domain->ny) - 1.0f) * domain->dy);
     return result;
 }
 

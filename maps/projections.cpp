@@ -626,8 +626,14 @@ int MAP_untran(float x, float y, float* lat, float* lon) {
         }
         case 4: {
             if (xfactor == UNSET) lambert_constants();
-            double a = (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(x, -sign * y) * RAD2DEG;
-            double rho = std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
+            // A southern cone through two true latitudes comes out with a negative
+            // cone constant and multiplier, which makes the forward's rho negative;
+            // take the radius and the angle with that sign so that such a map can be
+            // inverted at all. For every other cone this is the plain inverse.
+            double flip = mult < 0.0f ? -1.0 : 1.0;
+            double a =
+                (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(flip * x, -sign * flip * y) * RAD2DEG;
+            double rho = flip * std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
             *lat = static_cast<float>(std::atan(std::pow(rho / (mult * 63.7122), 1.0 / xfactor)) *
                                           (sign + sign) * -57.295779513082195 +
                                       sign * 90.0);
