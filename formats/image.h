@@ -34,6 +34,19 @@ struct Image {
     unsigned char* data;  // height lines of bytes_per_line bytes; owned
 };
 
+// Empties the record; keeps resolutions, offsets, mapped and masks. Returns 0.
 int IMG_init(Image* image);
+// Releases pixels and colour table. Returns 0.
 int IMG_free(Image* image);
-// (the rest of the IMG_ interface is declared below by the image module)
+// Reads a GIF, PNG, native or XWD raster by its first bytes: the reader's
+// status, or 0 if the file cannot be opened.
+int IMG_read(const char* name, Image* image, int truecolor);
+// Native image: 1, 0 when the pixels cannot be held, -1 on open failure or bad magic.
+int IMG_read_zmt(const char* name, Image* image);
+// Native image, compressed when `compress` is 1: 1, or 0 when the file can't be opened.
+int IMG_write(const char* name, const Image* image, int compress);
+// The current window as a native image: 1, or 0.
+int IMG_dump(const char* name);
+// Seconds a compressed read waits for a file still being written (10); tests
+// and the fuzzer lower it.
+int IMG_set_max_waits(int seconds);
