@@ -1,0 +1,361 @@
+// Name conventions: the convention file, template expansion, keys, and the path and
+// file helpers.
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "env/dates.h"
+#include "env_capture.h"
+#include "env/files.h"
+#include "env/messages.h"
+#include "env/resources.h"
+#include "test_support.h"
+
+using sat_test::Capture;
+using sat_test::TempDir;
+
+namespace {
+
+Date make(int year, int month, int day, int hour, int minute) {
+    Date d;
+    DATE_init(&d);
+    d.year = year;
+    d.month = month;
+    d.day = day;
+    d.hour = hour;
+    d.minute = minute;
+    return d;
+}
+
+class Naming : public ::testing::Test {
+   protected:
+    void SetUp() override {
+        RES_reset();
+        MESS_reset();
+        FILE_reset();
+        unsetenv("zmtcurtime");
+        RES_put("file_path", dir.path().c_str());
+        sat_test::write_file(dir.file("name_conv"),
+                             "# test conventions\n"
+                             "sat_ir   %D/%Y%m%d%h_ir.area  -  100\n"
+                             "sat      %D/%Y%m%d%h_sat.%e   %D/hdr.%e\n"
+                             "daily    %D/%Y%m%d.sfc\n"
+                             "cycle    %3h.x\n");
+    }
+    void TearDown() override {
+        FILE_reset();
+        RES_reset();
+    }
+    std::string expand(const Date& d) {
+        char out[FILE_NAME_SIZE];
+        EXPECT_EQ(FILE_set_date(&d, out), 0);
+        return out;
+    }
+    std::string expand_literal(const std::string& tmpl, const Date& d) {
+        FILE_set_name(("@" + tmpl).c_str());
+        return expand(d);
+    }
+    TempDir dir;
+};
+
+TEST_F(Naming, ConventionFileMatchesWholeAndPartialTags) {
+    RES_put("data_path", "/data");
+    Date d = make(2003, 1, 15, 12, 0);
+
+    EXPECT_EQ(FILE_set_name("SAT_IR"), 1);
+    EXPECT_EQ(FILE_get_min_size(), 100);
+    EXPECT_EQ(expand(d), "/data/2003011512_ir.area");
+    EXPECT_EQ(FILE_get_late_off(), 3600);
+
+    // A shorter line tag serves the longer tag, and the band becomes %e.
+    EXPECT_EQ(FILE_set_name("sat_wv"), 1);
+    EXPECT_EQ(FILE_get_min_size(), 0);
+    EXPECT_EQ(expand(d), "/data/2003011512_sat.wv");
+    char header[FILE_NAME_SIZE];
+    FILE_hdr_set_date(&d, header);
+    EXPECT_STREQ(header, "/data/hdr.wv");
+
+    // An unknown tag is a template of its own.
+    EXPECT_EQ(FILE_set_name("x%Y.dat"), 0);
+    EXPECT_EQ(expand(d), "x2003.dat");
+
+    EXPECT_EQ(FILE_set_name("@%D/lit%m"), 1);
+    EXPECT_EQ(expand(d), "/data/lit01");
+
+    // "none" leaves no convention: the date gives no name.
+    EXPECT_EQ(FILE_set_name("NONE"), 0);
+    char out[FILE_NAME_SIZE];
+    EXPECT_EQ(FILE_set_date(&d, out), 1);
+    EXPECT_STREQ(out, "filename");
+}
+
+TEST_F(Naming, ConventionFileByResourceAndInstalledFallback) {
+    sat_test::write_file(dir.file("other"), "sat_ir other%Y\n");
+    RES_put("name_conv", "other");
+    Date d = make(2003, 1, 15, 12, 0);
+    EXPECT_EQ(FILE_set_name("sat_ir"), 1);
+    EXPECT_EQ(expand(d), "other2003");
+
+    // Nothing on file_path: the installed conventions answer every tag the program asks for.
+    RES_reset();
+    RES_put("file_path", (dir.path() + "/nowhere").c_str());
+    RES_put("sat_path", "/sat");
+    for (const char* tag : {"sat_vis", "sat_ir", "sat_wv", "sat_img"}) {
+        EXPECT_EQ(FILE_set_name(tag), 1) << tag;
+        EXPECT_EQ(expand(d).rfind("/sat/", 0), 0u) << tag;
+    }
+    FILE_set_name("sat_ir");
+    EXPECT_EQ(expand(make(1998, 9, 17, 7, 52)), "/sat/19980917_0745_ir.area");
+    EXPECT_EQ(FILE_get_late_off(), 900);
+    for (const char* tag : {"gini_ir", "tiff_vis", "lrit_ir1", "unisys_ir", "sat_co2"}) {
+        EXPECT_EQ(FILE_set_name(tag), 1) << tag;
+        std::string band = std::string(tag).substr(std::string(tag).rfind('_') + 1);
+        EXPECT_NE(expand(d).find("_" + band + "."), std::string::npos) << tag;
+    }
+
+    // No file anywhere: said so, and the tag is the template.
+    RES_put("name_conv", "missing_conventions");
+    Capture capture;
+    EXPECT_EQ(FILE_set_name("sat_%Y"), 0);
+    EXPECT_EQ(expand(d), "sat_2003");
+    EXPECT_NE(capture.err().find("FILE_set_name: No file name convention file: "),
+              std::string::npos);
+}
+
+TEST_F(Naming, BrokenAndOverlongConventionLines) {
+    std::string text = "# comment " + std::string(5000, '#') + "\n";
+    text += std::string(300, 'a') + " " + std::string(300, '%') + "\n";  // overlong
+    text += "\n   \n";                                                   // blank
+    text += "lonely\n";                                                  // tag only
+    text += std::string("bin\x01\xff\x7f %Y \x02 notanumber\n");
+    text += "big %Y - 99999999999999999999\n";
+    text += "sat_ir\t%D/%Y_ir\t-\t7\r\n";  // tabs and a DOS line end
+    text += "last %Y";                     // no line end
+    sat_test::write_file(dir.file("name_conv"), text);
+    RES_put("data_path", "/d");
+    Date d = make(2003, 1, 15, 12, 0);
+
+    EXPECT_EQ(FILE_set_name("sat_ir"), 1);
+    EXPECT_EQ(expand(d), "/d/2003_ir");
+    EXPECT_EQ(FILE_get_min_size(), 7);
+    EXPECT_EQ(FILE_set_name("big"), 1);
+    EXPECT_EQ(FILE_get_min_size(), 2147483647);
+    EXPECT_EQ(FILE_set_name("last"), 1);
+    EXPECT_EQ(FILE_set_name("lonely"), 1);
+    EXPECT_EQ(FILE_set_name(std::string(300, 'a').c_str()), 1);
+    char out[FILE_NAME_SIZE];
+    FILE_set_date(&d, out);
+    EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE));
+    // A tag of any length is a template of at most 159 characters.
+    std::string long_tag(10000, 'q');
+    EXPECT_EQ(FILE_set_name(long_tag.c_str()), 0);
+    EXPECT_EQ(expand(d), std::string(159, 'q'));
+    EXPECT_EQ(FILE_set_name(nullptr), 0);
+}
+
+TEST_F(Naming, TemplateItems) {
+    RES_put("data_path", "/data");
+    RES_put("region_name", "east coast");
+    Date d = make(2003, 1, 15, 14, 47);
+    EXPECT_EQ(expand_literal("%Y|%y|%m|%b|%d|%j|%h|%n|%%|a b", d),
+              "2003|03|01|jan|15|015|14|47|%|a_b");
+    EXPECT_EQ(expand_literal("%{region_name}%{unknown}.%{data_path}", d), "east coast./data");
+    EXPECT_EQ(expand_literal("{opt}%D", d), "opt/data");
+    EXPECT_EQ(expand_literal("%S%C", d), "..");  // unset directories
+    EXPECT_EQ(expand_literal("%j", make(2004, 12, 31, 0, 0)), "366");
+
+    // Widths round down and set the step.
+    EXPECT_EQ(expand_literal("%3h", d), "12");
+    EXPECT_EQ(FILE_get_late_off(), 10800);
+    EXPECT_EQ(expand_literal("%15n", d), "45");
+    EXPECT_EQ(FILE_get_late_off(), 900);
+    EXPECT_EQ(expand_literal("%10Y", d), "2000");
+    EXPECT_EQ(expand_literal("%d%h%n", d), "151447");
+    EXPECT_EQ(FILE_get_late_off(), 60);
+
+    // Missing fields: zeros, and file_date says they were not given.
+    Date day_only = make(2003, 1, 15, -9999, -9999);
+    FILE_set_name("daily");
+    EXPECT_EQ(expand(day_only), "/data/20030115.sfc");
+    EXPECT_EQ(FILE_get_late_off(), 86400);
+    EXPECT_EQ(expand_literal("%b%h", make(2003, -9999, 15, -9999, 0)), "xxx00");
+    Date got;
+    FILE_get_date(&got);
+    EXPECT_EQ(got.month, -9999);
+    EXPECT_EQ(got.hour, -9999);
+    EXPECT_EQ(got.day, -9999);  // not in the template
+    EXPECT_EQ(expand_literal("%Y", make(-5, 1, 1, 0, 0)), "0000");
+
+    // Hostile templates end cleanly.
+    for (const char* t : {"%", "%5", "%999999999999h", "%0h", "%{", "%{never closed", "}{}{"}) {
+        char out[FILE_NAME_SIZE];
+        FILE_set_name((std::string("@") + t).c_str());
+        FILE_set_date(&d, out);
+        EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE)) << t;
+    }
+    std::string wide = "@" + std::string(2000, 'x') + "%D%D%D%{data_path}";
+    FILE_set_name(wide.c_str());
+    EXPECT_EQ(expand(d), std::string(159, 'x'));
+}
+
+TEST_F(Naming, KeysInTagsAndTemplates) {
+    Capture capture;
+    RES_put("name_conv", "none_such");
+    // "s=east" is a key; a colon without "=" stays in the tag.
+    EXPECT_EQ(FILE_set_name("%s/%r.%2s:s=east:r=us"), 0);
+    Date d = make(2003, 1, 15, 12, 0);
+    EXPECT_EQ(expand(d), "east/us.ea");
+    char key[30];
+    FILE_get_key('s', key);
+    EXPECT_STREQ(key, "east");
+    FILE_set_name("a:b%s");
+    EXPECT_EQ(expand(d), "a:beast");
+
+    // Blanks reach file names as underscores; keys hold 29 characters.
+    FILE_set_key('p', "my window title");
+    FILE_set_key("i", "07");
+    EXPECT_EQ(expand_literal("%p_%i_%z", d), "my_window_title_07_0");
+    FILE_set_key('p', std::string(100, 'k').c_str());
+    FILE_get_key('p', key);
+    EXPECT_EQ(std::string(key), std::string(29, 'k'));
+    FILE_set_key(0x1ff, "wrapped");
+    FILE_set_key(nullptr, "ignored");
+}
+
+TEST_F(Naming, PinnedFieldsAndSteps) {
+    Date pins;
+    DATE_init(&pins);
+    pins.hour = -1206;  // a cycle of 6 hours from 12
+    FILE_set_time(&pins);
+    EXPECT_EQ(expand_literal("%h", make(2003, 1, 15, 2, 0)), "12");
+    EXPECT_EQ(FILE_get_late_off(), 21600);
+    EXPECT_EQ(expand_literal("%h", make(2003, 1, 15, 14, 0)), "24");
+    EXPECT_EQ(expand_literal("%h", make(2003, 1, 15, 20, 0)), "30");  // not folded
+
+    DATE_init(&pins);
+    pins.day = -5;
+    pins.year = 1999;
+    FILE_set_time(&pins);
+    EXPECT_EQ(expand_literal("%Y%d", make(2003, 1, 14, 0, 0)), "199910");
+    EXPECT_EQ(FILE_get_late_off(), 432000);
+
+    DATE_init(&pins);
+    pins.hour = 6;
+    pins.minute = -15;
+    FILE_set_time(&pins);
+    EXPECT_EQ(expand_literal("%h%n", make(2003, 1, 14, 9, 40)), "0630");
+    Date got;
+    FILE_get_date(&got);
+    EXPECT_EQ(got.hour, 6);
+    EXPECT_EQ(got.minute, 30);
+
+    DATE_init(&pins);
+    pins.hour = -1200;  // no cycle length: once a day from 12
+    FILE_set_time(&pins);
+    EXPECT_EQ(expand_literal("%h", make(2003, 1, 14, 9, 40)), "12");
+}
+
+TEST_F(Naming, SaveAndRestoreBracketASecondConvention) {
+    FILE_set_name("@in%Y%h");
+    Date d = make(2003, 1, 15, 12, 0);
+    EXPECT_EQ(expand(d), "in200312");
+    FILE_save_name_conv();
+    FILE_set_name("@out%Y");
+    EXPECT_EQ(expand(d), "out2003");
+    EXPECT_EQ(FILE_get_late_off(), -9999);
+    FILE_restore_name_conv();
+    EXPECT_EQ(FILE_get_late_off(), 3600);
+    EXPECT_EQ(expand(d), "in200312");
+}
+
+TEST_F(Naming, PathHelpers) {
+    char out[FILE_NAME_SIZE];
+    EXPECT_STREQ(FILE_add_path("/a", "-", out), "-");
+    EXPECT_STREQ(FILE_add_path("/a/", "b", out), "/a/b");
+    EXPECT_STREQ(FILE_add_path("/a", "b", out), "/a/b");
+    EXPECT_STREQ(FILE_add_path(nullptr, "b", out), "b");
+    EXPECT_STREQ(FILE_add_path("/a", "/abs", out), "/abs");
+    EXPECT_STREQ(FILE_add_path("/a", "./rel", out), "./rel");
+    std::string long_dir(500, 'd');
+    FILE_add_path(long_dir.c_str(), "b", out);
+    EXPECT_EQ(std::strlen(out), 159u);
+
+    char path[16] = "/x";
+    EXPECT_STREQ(FILE_add_path_delim(path), "/x/");
+    EXPECT_STREQ(FILE_add_path_delim(path), "/x/");
+    char empty[4] = "";
+    EXPECT_STREQ(FILE_add_path_delim(empty), "");
+
+    for (const char* name : {"", "-", "std", "STDN", "Std"})
+        EXPECT_TRUE(FILE_is_stdio(name)) << name;
+    for (const char* name : {"stdx", "--", "a"}) EXPECT_FALSE(FILE_is_stdio(name)) << name;
+    EXPECT_TRUE(FILE_fullpath("/a"));
+    EXPECT_TRUE(FILE_fullpath("./a"));
+    EXPECT_TRUE(FILE_fullpath("~/a"));
+    EXPECT_FALSE(FILE_fullpath("a/b"));
+
+    struct passwd* pw = getpwuid(getuid());
+    ASSERT_NE(pw, nullptr);
+    EXPECT_EQ(std::string(FILE_add_user_path("~/x/y", out)), std::string(pw->pw_dir) + "/x/y");
+    EXPECT_EQ(std::string(FILE_add_user_path("~", out)), std::string(pw->pw_dir));
+    EXPECT_EQ(std::string(FILE_add_user_path((std::string("~") + pw->pw_name + "/q").c_str(), out)),
+              std::string(pw->pw_dir) + "/q");
+    EXPECT_STREQ(FILE_add_user_path("~no_such_user_here/q", out), "~no_such_user_here/q");
+}
+
+TEST_F(Naming, FilesOpenCreateAndDescribe) {
+    std::string deep = dir.path() + "/a/b/c/file.txt";
+    FILE* f = FILE_open(deep.c_str(), "w");
+    ASSERT_NE(f, nullptr);
+    std::fputs("12345", f);
+    std::fclose(f);
+    EXPECT_TRUE(FILE_exist(deep.c_str()));
+    EXPECT_EQ(FILE_size(deep.c_str()), 5);
+    EXPECT_TRUE(FILE_is_dir((dir.path() + "/a/b").c_str()));
+    EXPECT_FALSE(FILE_is_dir(deep.c_str()));
+    EXPECT_EQ(FILE_make_dir(deep.c_str(), 1), 1);  // parent there already
+    EXPECT_EQ(FILE_delete(deep.c_str()), 0);
+    EXPECT_FALSE(FILE_exist(deep.c_str()));
+    EXPECT_EQ(FILE_size(deep.c_str()), -1);
+    EXPECT_TRUE(FILE_exist("-"));
+
+    std::string win = dir.path() + "\\w1\\w2\\f";
+    FILE_make_dir(win.c_str(), 1);
+    EXPECT_TRUE(FILE_is_dir((dir.path() + "/w1/w2").c_str()));
+
+    EXPECT_EQ(FILE_open("-", "r"), stdin);
+    EXPECT_EQ(FILE_open("std", "w"), stdout);
+    EXPECT_EQ(FILE_open((dir.path() + "/none/x").c_str(), "r"), nullptr);
+    FILE* pipe = FILE_open("|echo piped", "rb");
+    ASSERT_NE(pipe, nullptr);
+    char line[32] = "";
+    ASSERT_NE(std::fgets(line, sizeof line, pipe), nullptr);
+    pclose(pipe);
+    EXPECT_STREQ(line, "piped\n");
+
+    const char* magics[][2] = {{"ZMTSFC....", "11"}, {"ZMTUPA", "12"}, {"ZMTRAW", "5"},
+                               {"ZMTGRID", "6"},     {"ZMTMETA", "8"}, {"ZMTIMGZ", "9"},
+                               {"ZMTGRI", "-1"},     {"", "-1"}};
+    for (auto& m : magics) {
+        sat_test::write_file(dir.file("m"), m[0]);
+        EXPECT_EQ(FILE_type(dir.file("m").c_str()), std::atoi(m[1])) << m[0];
+    }
+    // A name with a tail after a dash falls back to the name before it.
+    EXPECT_EQ(FILE_type((dir.file("m") + "-tail").c_str()), -1);
+    sat_test::write_file(dir.file("m"), "ZMTRAW");
+    EXPECT_EQ(FILE_type((dir.file("m") + "-tail").c_str()), 5);
+    EXPECT_EQ(FILE_type(dir.file("absent").c_str()), -1);
+
+    char name[32] = "ab#extra:info";
+    EXPECT_EQ(FILE_extract_extra_info(name), 0);  // only for file type 1
+    FILE_set_type(1);
+    EXPECT_EQ(FILE_extract_extra_info(name), 1);
+    EXPECT_STREQ(name, "ab");
+}
+
+}  // namespace
