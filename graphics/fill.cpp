@@ -1,6 +1,7 @@
 // Fill patterns and dither cells. Image colouring paints with these, so they stand
 // on their own, without a workstation.
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "graphics/graphics.h"
