@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds the Release configuration, and runs the main job
+# on the bundled real AREA file: read it, remap it onto the United States region,
+# and write the remapped counts as a native image under out/.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+"$root/scripts/install-deps.sh"
+dir=$("$root/scripts/build.sh" release | tail -n 1)
+out="$root/out"
+mkdir -p "$out/img"
+set -x
+"$dir/sat" -ba -me out2 -sp "$out" -pd us -of img \
+  "$root/data/samples/radar_composite_ps_2000137_0859.area"

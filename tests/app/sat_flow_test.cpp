@@ -1,0 +1,169 @@
+// The display's own decisions: input type and name convention from the options,
+// plot parameters, output conventions, and the report runs through the real binary.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "app/sat.h"
+#include "app/sat_params.h"
+#include "env/dates.h"
+#include "env/files.h"
+#include "env/messages.h"
+#include "env/resources.h"
+#include "formats/image.h"
+#include "test_support.h"
+
+namespace {
+
+// Decodes a command line in this process, as main does first.
+void decode(std::vector<std::string> args) {
+    RES_reset();
+    MESS_reset();
+    SAT_params_reset();
+    args.insert(args.begin(), "sat");
+    std::vector<char*> argv;
+    for (auto& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    static const int keyed[] = {57, 3, 73, 48, 111, 82, 76, 64, 80, 86, 53, 0};
+    static const int positional[] = {50, 0};
+    RES_init(static_cast<int>(argv.size()) - 1, argv.data(), keyed, positional);
+}
+
+// The file name a convention gives for a fixed date: two conventions are the
+// same when they name this instant alike.
+std::string name_for(const char* tag) {
+    Date d;
+    DATE_init(&d);
+    d.year = 2003;
+    d.month = 6;
+    d.day = 29;
+    d.hour = 13;
+    d.minute = 30;
+    d.second = 0;
+    char out[FILE_NAME_SIZE] = "";
+    if (tag) FILE_set_name(tag);
+    FILE_set_date(&d, out);
+    return out;
+}
+
+struct InputCase {
+    std::vector<std::string> args;
+    int flag;
+    const char* tag;
+};
+
+}  // namespace
+
+TEST(SatInFile, InputAndInFileSelectTypeAndConvention) {
+    const std::vector<InputCase> cases = {
+        {{}, 51, "sat_vis"},
+        {{"-inp", "area"}, 51, "sat_vis"},
+        {{"-inp", "img"}, 50, "sat_img"},
+        {{"-inp", "AWIPZ"}, 54, "sat_vis"},
+        {{"-inp", "awip"}, 53, "sat_vis"},
+        {{"-inp", "unisat"}, 55, "sat_vis"},
+        {{"-inp", "tiff"}, 59, "sat_vis"},
+        {{"-inp", "lrit"}, 60, "sat_vis"},
+        {{"-if", "ir"}, 51, "sat_ir"},
+        {{"-if", "wv"}, 51, "sat_wv"},
+        // The name convention only: the reader stays AREA.
+        {{"-if", "img"}, 51, "sat_img"},
+        // "awip" is tested first and takes "awipz" too; five characters set no name.
+        {{"-if", "awipz"}, 53, "sat_vis"},
+        {{"-if", "awip:sat_ir"}, 53, "sat_ir"},
+        {{"-if", "tiff:sat_wv"}, 59, "sat_wv"},
+        {{"-if", "lrit"}, 60, "sat_vis"},
+        // The name part starts at the sixth character whatever the keyword's length,
+        // so "unisat" names the convention "t".
+        {{"-if", "unisat"}, 55, "t"},
+        {{"-inp", "awipz", "-if", "vis"}, 54, "sat_vis"},
+        {{"-if", "sat_wv"}, 51, "sat_wv"},
+    };
+    for (const auto& c : cases) {
+        decode(c.args);
+        SAT_in_file();
+        std::string label;
+        for (const auto& a : c.args) label += a + " ";
+        EXPECT_EQ(FLAG_get(14), c.flag) << label;
+        const std::string got = name_for(nullptr);
+        EXPECT_EQ(got, name_for(c.tag)) << label;
+    }
+}
+
+TEST(SatPlotParam, KeywordsAndTheirEdgeCases) {
+    decode({"-pp", "remap=0,cutoff=10:50,pixoff=-300,zoom=2.5,minlon=-120,maxlon=-60,irbar,over"});
+    SAT_plot_param();
+    const SatParams& p = SAT_params();
+    EXPECT_EQ(p.remap_inc, 0);
+    EXPECT_EQ(p.cutbase, 10);
+    EXPECT_EQ(p.cutoff[0], 0);
+    EXPECT_EQ(p.cutoff[1], 50);
+    EXPECT_EQ(p.cutoff[2], 256);
+    EXPECT_EQ(p.numcut, 1);
+    EXPECT_EQ(p.pix_off, -300);
+    EXPECT_FLOAT_EQ(p.zoom, 2.5f);
+    EXPECT_FLOAT_EQ(p.min_lon, -120.0f);
+    EXPECT_FLOAT_EQ(p.max_lon, -60.0f);
+    EXPECT_EQ(p.bar, 2);
+    EXPECT_EQ(p.over, 1);
+
+    decode({"-pp", "remap,tran_zmt,no_pixave,bar,refresh,cutoff=5:20:40:80"});
+    SAT_plot_param();
+    EXPECT_EQ(p.remap_inc, 20);
+    EXPECT_EQ(p.tran_sat, 0);
+    EXPECT_EQ(p.pix_ave, 0);
+    EXPECT_EQ(p.bar, 1);
+    EXPECT_EQ(p.refresh, 1);
+    EXPECT_EQ(p.numcut, 3);
+    EXPECT_EQ(p.cutoff[4], 256);
+
+    // Only the whole word turns the refresh on; an empty cutoff stays in bounds.
+    decode({"-pp", "refreshing,cutoff"});
+    SAT_plot_param();
+    EXPECT_EQ(p.refresh, 0);
+    EXPECT_EQ(p.numcut, -1);
+    EXPECT_EQ(p.cutoff[0], 256);
+}
+
+TEST(SatImageSetup, PixelOffsetIsClampedToAByte) {
+    decode({});
+    Image image;
+    std::memset(&image, 0, sizeof image);
+    IMG_init(&image);
+    image.width = image.bytes_per_line = 4;
+    image.height = 2;
+    image.data = static_cast<unsigned char*>(std::malloc(8));
+    const unsigned char start[8] = {0, 1, 100, 200, 250, 255, 30, 99};
+    std::memcpy(image.data, start, 8);
+    Domain domain;
+
+    SAT_params().pix_off = 10;
+    SAT_image_setup(&image, &domain);
+    const unsigned char plus10[8] = {10, 11, 110, 210, 255, 255, 40, 109};
+    EXPECT_EQ(std::memcmp(image.data, plus10, 8), 0);
+
+    SAT_params().pix_off = -300;
+    SAT_image_setup(&image, &domain);
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(image.data[i], 0) << i;
+    IMG_free(&image);
+}
+
+TEST(SatOutFile, LastValueDecidesForm) {
+    const struct {
+        const char* value;
+        int result;
+        const char* tag;
+    } cases[] = {
+        {"img", 1, "sat_img"}, {"imgz", 2, "sat_img"}, {"img:sat_ir", 1, "sat_ir"},
+        {"imgz:sat_wv", 2, "sat_wv"}, {"img,imgz", 2, "sat_img"}, {"sat_ir", 1, "sat_ir"},
+    };
+    for (const auto& c : cases) {
+        decode({"-of", c.value});
+        EXPECT_EQ(SAT_out_file(), c.result) << c.value;
+        EXPECT_EQ(name_for(nullptr), name_for(c.tag)) << c.value;
+    }
+    decode({});
+    EXPECT_EQ(SAT_out_file(), 0);
+}
