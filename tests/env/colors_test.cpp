@@ -91,7 +91,8 @@ TEST_F(ColorTable, FillRangeOnlyFromTheColorTableResource) {
 
 TEST_F(ColorTable, HostileTablesAreCutNotOverrun) {
     std::string text;
-    for (int i = 0; i < 1000; ++i) text += "c" + std::to_string(i) + " 0.5 0.5 0.5\n";
+    for (int i = 0; i < 1000; ++i)
+        text.append("c").append(std::to_string(i)).append(" 0.5 0.5 0.5\n");
     text += "2000000 far 1 1 1\n99999999999999999999 further 1 1 1\n";
     load(text);
     EXPECT_EQ(CLR_get_num(), 256);
