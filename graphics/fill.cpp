@@ -71,3 +71,7 @@ int DITHER_val(int size, int level, int a, int b) {
         if (order[i] == cell) return 1;
     return 0;
 }
+
+// Filled areas. With the workstation closed nothing is drawn.
+int gfill_area(int, float*) { return 0; }
+int gset_fill_colr_ind(int) { return -1; }
