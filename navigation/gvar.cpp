@@ -206,10 +206,9 @@ int GVAR_load(const int32_t* block) {
     instr = n.instrument;
     set_gvar_con(n.instrument, word_at(block, 1516), word_at(block, 1524), word_at(block, 1520),
                  word_at(block, 1528));
-    // Block words are in host order here, so the flag byte is read from the word.
-    unsigned char flag_byte = 0;
-    std::memcpy(&flag_byte, reinterpret_cast<const unsigned char*>(block) + 8, 1);
-    imc = (flag_byte & 0x80) ? 0 : 1;
+    // The flag is the top bit of the byte that leads the third word in memory on
+    // the little-endian hosts the block is byte-corrected for: its low-order byte.
+    imc = (static_cast<uint32_t>(n.imc_word2) & 0x80u) ? 0 : 1;
     return GVAR_init();
 }
 
