@@ -191,7 +191,10 @@ int DATE_monday_julian(int year, int month, int day, int* julian) {
     const auto& table = DATE_is_leap(year) ? num_day_leap : num_day;
     if (month < 1) month = 1;
     if (month > 12) month = 12;
-    if (julian) *julian = table[month - 1] + day;
+    if (julian) {
+        long long value = static_cast<long long>(table[month - 1]) + day;
+        *julian = static_cast<int>(std::clamp<long long>(value, INT32_MIN, INT32_MAX));
+    }
     return 0;
 }
 
