@@ -214,15 +214,17 @@ bool read_id(const char* item, Domain* domain) {
         ident = rest.substr(colon + 1);
     }
     if (ident.empty()) return false;
-    float lat = DOM_FMISSING, lon = DOM_FMISSING;
 #ifdef DOM_HAVE_CITIES
+    float lat = DOM_FMISSING, lon = DOM_FMISSING;
     if (CTY_get_loc(file.c_str(), ident.c_str(), &lat, &lon) != 1) return false;
-#else
-    return false;
-#endif
     domain->clat = lat;
     domain->clon = lon;
     return true;
+#else
+    // A build without the station database knows no station.
+    (void)domain;
+    return false;
+#endif
 }
 
 // The region slot; every outcome but an "id:" item counts as read.
