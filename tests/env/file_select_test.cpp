@@ -254,14 +254,18 @@ TEST_F(Selection, RunsOverHours) {
     EXPECT_EQ(run(base), names({1, 3, 2}));
     EXPECT_EQ(FILE_get_num_file(), 2);
 
-    // One file and a span: the file starts it, the template gives the rest.
-    RES_new(-9999, "filename", name_of(15, 9).c_str(), RES_LIST);
+    // One file and a span: the file starts it, the template gives the rest, in the
+    // directory of that file.
+    const std::string other = dir.path() + "/other";
+    RES_new(-9999, "filename", (other + "/2003011509_ir.area").c_str(), RES_LIST);
     RES_put("num_hour", "2");
     char out[FILE_NAME_SIZE];
     FILE_get_file("", out);
     Date start;
     FILE_get_date(&start);
-    EXPECT_EQ(run(start), names({9, 10, 11}));
+    EXPECT_EQ(run(start), (std::vector<std::string>{other + "/2003011509_ir.area",
+                                                    other + "/2003011510_ir.area",
+                                                    other + "/2003011511_ir.area"}));
 
     // One current file and no span: that file alone.
     RES_reset();
