@@ -1,23 +1,586 @@
+// The Image record's life and the native image format, plain and compressed.
 #include "formats/image.h"
 
-int IMG_init(Image*) {
-    return -1;
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "env/files.h"
+#include "env/messages.h"
+#include "formats/gif.h"
+#include "formats/png.h"
+#include "formats/xwd.h"
+#include "graphics/graphics.h"
+#include "maps/projections.h"
+#include "plot/plot.h"
+
+namespace {
+
+constexpr float MISSING = -9999.0f;
+constexpr int PIECE = 10000;    // bytes of image per compressed stream, and input buffer
+constexpr int OUT_BUF = 12000;  // output buffer; a piece of PIECE always deflates into it
+constexpr int LINE = 161;       // fgetline reads at most 160 characters
+// The most a deflate stream can expand to per byte of input.
+constexpr unsigned long long MAX_INFLATE_RATIO = 1032;
+
+// Seconds the compressed reader waits for a file still being written.
+int max_waits = 10;
+
+struct FileCloser {
+    void operator()(FILE* f) const {
+        if (f && f != stdin && f != stdout) std::fclose(f);
+    }
+};
+using FilePtr = std::unique_ptr<FILE, FileCloser>;
+
+// A growing pixel buffer from malloc, as Image.data must be.
+struct Pixels {
+    unsigned char* p = nullptr;
+    size_t cap = 0;
+    size_t used = 0;
+    Pixels() = default;
+    Pixels(const Pixels&) = delete;
+    Pixels& operator=(const Pixels&) = delete;
+    ~Pixels() { std::free(p); }
+    bool reserve(size_t n) {
+        if (n <= cap) return true;
+        void* q = std::realloc(p, n ? n : 1);
+        if (!q) return false;
+        p = static_cast<unsigned char*>(q);
+        cap = n;
+        return true;
+    }
+    // Room for `more` bytes after `used`, growing by doubling up to `limit`.
+    bool room(size_t more, size_t limit) {
+        if (used + more <= cap) return true;
+        size_t n = cap ? cap : (1u << 20);
+        while (n < used + more) n *= 2;
+        if (n > limit) n = limit;
+        return reserve(n);
+    }
+    // Full size with the missing tail zeroed; hands the buffer over.
+    unsigned char* finish(size_t n) {
+        if (!reserve(n)) return nullptr;
+        if (used < n) std::memset(p + used, 0, n - used);
+        unsigned char* out = p;
+        p = nullptr;
+        cap = used = 0;
+        return out;
+    }
+};
+
+void copy_text(char* dst, size_t size, const char* src) {
+    std::strncpy(dst, src, size - 1);
+    dst[size - 1] = '\0';
 }
-int IMG_free(Image*) {
-    return -1;
+
+// Bytes between the stream's position and the end of a regular file; -1 when unknown.
+long long bytes_left(FILE* f) {
+    struct stat st;
+    if (fstat(fileno(f), &st) != 0 || !S_ISREG(st.st_mode)) return -1;
+    long long at = ftello(f);
+    if (at < 0 || at > st.st_size) return -1;
+    return static_cast<long long>(st.st_size) - at;
 }
-int IMG_read(const char*, Image*, int) {
+
+bool skip_bytes(FILE* f, long n) {
+    unsigned char buf[1024];
+    while (n > 0) {
+        size_t want = n < static_cast<long>(sizeof buf) ? static_cast<size_t>(n) : sizeof buf;
+        size_t got = std::fread(buf, 1, want, f);
+        if (got == 0) return false;
+        n -= static_cast<long>(got);
+    }
+    return true;
+}
+
+// Reads a plain body. A short file leaves a zeroed tail, but a file that holds
+// less than half of what its header claims is refused: its size is not believed.
+bool read_plain(FILE* f, size_t needed, Pixels& px) {
+    long long left = bytes_left(f);
+    if (left >= 0 && !px.reserve(needed < static_cast<size_t>(left) ? needed : left)) return false;
+    while (px.used < needed) {
+        if (!px.room(needed - px.used < (1u << 20) ? needed - px.used : (1u << 20), needed))
+            return false;
+        size_t got = std::fread(px.p + px.used, 1, px.cap - px.used, f);
+        if (got == 0) break;
+        px.used += got;
+    }
+    return px.used >= needed - needed / 2;
+}
+
+// Inflates the run of zlib streams that forms a compressed body.
+bool read_compressed(FILE* f, size_t expected, size_t needed, Pixels& px) {
+    unsigned char in[PIECE];
+    unsigned char out[OUT_BUF];
+    z_stream zs{};
+    bool active = false;
+    bool first = true;
+    int last = Z_OK;
+    int waits = 0;
+    size_t avail = 0, pos = 0;
+    unsigned long long total = 0, raw = 0;
+    bool ok = true;
+    long long left = bytes_left(f);
+    if (left >= 0) {
+        unsigned long long most =
+            static_cast<unsigned long long>(left) * MAX_INFLATE_RATIO + OUT_BUF;
+        if (!px.reserve(needed < most ? needed : most)) return false;
+    }
+
+    for (;;) {
+        if (avail == 0) {
+            avail = std::fread(in, 1, PIECE, f);
+            pos = 0;
+            raw += avail;
+            if (avail == 0) {
+                if (total >= expected || waits >= max_waits) break;
+                std::clearerr(f);  // so that the next read sees what the writer added
+                sleep(1);
+                waits++;
+                continue;
+            }
+        }
+        if (first || last == Z_STREAM_END) {
+            if (active) inflateEnd(&zs);
+            zs = z_stream{};
+            if (inflateInit(&zs) != Z_OK) break;
+            active = true;
+            first = false;
+        }
+        zs.next_in = in + pos;
+        zs.avail_in = static_cast<uInt>(avail);
+        zs.next_out = out;
+        zs.avail_out = OUT_BUF;
+        int ret = inflate(&zs, Z_PARTIAL_FLUSH);
+        size_t produced = OUT_BUF - zs.avail_out;
+        size_t consumed = avail - zs.avail_in;
+        if (MESS_check(0x40000000))
+            MESS_print(0x40000000, "Inflate+ %d = %d %d = %d %d - %d %d\n", ret,
+                       static_cast<int>(avail), static_cast<int>(zs.avail_in), OUT_BUF,
+                       static_cast<int>(zs.avail_out), static_cast<int>(total),
+                       static_cast<int>(expected));
+        // A stream asking for a dictionary would be asked again forever.
+        if (ret < 0 || ret == Z_NEED_DICT) break;
+
+        // The header is not trusted: output past the pixel buffer is dropped.
+        size_t keep = needed - px.used < produced ? needed - px.used : produced;
+        if (keep > 0) {
+            if (!px.room(keep, needed)) {
+                ok = false;
+                break;
+            }
+            std::memcpy(px.p + px.used, out, keep);
+            px.used += keep;
+        }
+        total += produced;
+        pos += consumed;
+        avail = zs.avail_in;
+        last = ret;
+        if (ret == Z_STREAM_END) {
+            inflateEnd(&zs);
+            active = false;
+        } else if (produced == 0 && consumed == 0) {
+            break;  // no progress possible
+        }
+    }
+    if (active) inflateEnd(&zs);
+    if (!ok) return false;
+    // Refuse a header that claims more than the compressed data could ever give.
+    return needed <= raw * MAX_INFLATE_RATIO + OUT_BUF;
+}
+
+// Version 3 projection token: "LL", "ME", "PS[:plon]", "LC[:...]", "SAT:plat:plon[:radius]".
+void decode_token(const char* tok, Domain* d) {
+    if (std::strncmp(tok, "LL", 2) == 0) {
+        d->proj = 2;
+    } else if (std::strncmp(tok, "ME", 2) == 0) {
+        d->proj = 3;
+    } else if (std::strncmp(tok, "PS", 2) == 0) {
+        d->proj = 1;
+        std::sscanf(tok, "PS:%f ", &d->plon);
+    } else if (std::strncmp(tok, "LC", 2) == 0) {
+        d->proj = 4;
+        float v[5];
+        if (std::sscanf(tok, "LC:%f:%f:%f:%f:%f ", &v[0], &v[1], &v[2], &v[3], &v[4]) == 5) {
+            d->plat = v[0];
+            d->plon = v[1];
+            d->param[0] = v[2];
+            d->param[1] = v[3];
+            d->param[2] = v[4];
+        } else {
+            std::sscanf(tok, "LC:%f ", &d->plon);
+        }
+    } else if (std::strncmp(tok, "SA", 2) == 0) {
+        d->proj = 9;
+        std::sscanf(tok, "SAT:%f:%f:%f ", &d->plat, &d->plon, &d->param[0]);
+    }
+}
+
+// Version 3 projection token as the writer forms it; empty for projections it has none for.
+void encode_token(const Domain& d, char* out, size_t size) {
+    out[0] = '\0';
+    switch (d.proj) {
+        case 2:
+            std::snprintf(out, size, "LL ");
+            break;
+        case 3:
+            std::snprintf(out, size, "ME ");
+            break;
+        case 1:
+            if (d.plon == MISSING || d.plon == d.clon)
+                std::snprintf(out, size, "PS ");
+            else
+                std::snprintf(out, size, "PS:%f ", d.plon);
+            break;
+        case 4:
+            if (d.param[0] != MISSING)
+                std::snprintf(out, size, "LC:%f:%f:%f:%f:%f ", d.plat, d.plon, d.param[0],
+                              d.param[1], d.param[2]);
+            else if (d.plon != MISSING)
+                std::snprintf(out, size, "LC:%f ", d.plon);
+            else
+                std::snprintf(out, size, "LC ");
+            break;
+        case 9:
+            if (d.param[0] != MISSING)
+                std::snprintf(out, size, "SAT:%f:%f:%f ", d.plat, d.plon, d.param[0]);
+            else
+                std::snprintf(out, size, "SAT:%f:%f ", d.plat, d.plon);
+            break;
+        default:
+            break;
+    }
+}
+
+// One byte a pixel from a raster of any other form (a screen grab).
+bool write_expanded(FILE* f, const Image* image) {
+    const int bpl = image->bytes_per_line;
+    int per_line = 0;
+    if (image->bits_per_pixel == 32)
+        per_line = bpl / 4;
+    else if (image->depth > 0)
+        per_line = static_cast<int>(static_cast<long long>(bpl) * 8 / image->depth);
+    if (per_line <= 0 || image->height <= 0) return true;
+
+    const unsigned char* data = image->data;
+    const size_t limit = data ? static_cast<size_t>(image->height) * static_cast<size_t>(bpl) : 0;
+    auto at = [&](size_t i) -> unsigned char { return i < limit ? data[i] : 0; };
+
+    std::vector<unsigned char> row;
+    try {
+        row.resize(static_cast<size_t>(per_line));
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    size_t s = 0;
+    long long count = 0;  // pixel number over the whole image, for depths 4 and 1
+    int bit = 0;
+    unsigned char prev = 0;
+    const bool msb = image->byte_order == 1;
+    for (int y = 0; y < image->height; y++) {
+        const size_t line_end = s + static_cast<size_t>(bpl);
+        for (int x = 0; x < per_line; x++, count++) {
+            unsigned char b = prev;
+            if (image->bits_per_pixel == 32) {
+                int sum = msb ? at(s + 1) + at(s + 2) + at(s + 3) : at(s) + at(s + 1) + at(s + 2);
+                b = static_cast<unsigned char>(sum / 3);
+                s += 4;
+            } else if (image->depth == 24) {
+                b = msb ? at(s + 2) : at(s);
+                s += 3;
+            } else if (image->depth == 16) {
+                b = msb ? at(s + 1) : at(s);
+                s += 2;
+            } else if (image->depth == 8) {
+                b = at(s);
+            } else if (image->depth == 4) {
+                b = (count % 2 == 0) ? static_cast<unsigned char>(at(s) >> 4)
+                                     : static_cast<unsigned char>(at(s) & 0x0F);
+                if (count % 2 == 1) s++;
+            } else if (image->depth == 1) {
+                b = static_cast<unsigned char>((at(s) >> bit) & 1);
+                if (++bit == 8) {
+                    bit = 0;
+                    s++;
+                }
+            }
+            row[static_cast<size_t>(x)] = b;
+            prev = b;
+        }
+        if ((image->bits_per_pixel == 32 || image->depth == 24) && line_end > s && line_end - s > 1)
+            s = line_end;
+        if (std::fwrite(row.data(), 1, row.size(), f) != row.size()) return false;
+    }
+    return true;
+}
+
+bool write_compressed(FILE* f, const unsigned char* data, size_t size) {
+    z_stream zs{};
+    if (deflateInit(&zs, Z_DEFAULT_COMPRESSION) != Z_OK) return false;
+    unsigned char out[OUT_BUF];
+    bool ok = true;
+    // Each piece is an independent stream, so that a reader can start on a
+    // file that is still being written.
+    for (size_t done = 0; done < size && ok; done += PIECE) {
+        size_t n = size - done < static_cast<size_t>(PIECE) ? size - done : PIECE;
+        deflateReset(&zs);
+        zs.next_in = const_cast<unsigned char*>(data + done);
+        zs.avail_in = static_cast<uInt>(n);
+        zs.next_out = out;
+        zs.avail_out = OUT_BUF;
+        int ret = deflate(&zs, Z_FINISH);
+        if (MESS_check(0x40000000))
+            MESS_print(0x40000000, "Deflate+ %d = %d %d = %d %d\n", ret, static_cast<int>(n),
+                       static_cast<int>(zs.avail_in), OUT_BUF, static_cast<int>(zs.avail_out));
+        size_t len = OUT_BUF - zs.avail_out;
+        ok = std::fwrite(out, 1, len, f) == len;
+    }
+    deflateEnd(&zs);
+    return ok;
+}
+
+}  // namespace
+
+int IMG_set_max_waits(int seconds) {
+    max_waits = seconds < 0 ? 0 : seconds;
     return 0;
 }
-int IMG_read_zmt(const char*, Image*) {
-    return -1;
-}
-int IMG_write(const char*, const Image*, int) {
+
+int IMG_init(Image* image) {
+    image->source = 0;
+    image->type = 0;
+    image->version = 0;
+    image->date_label[0] = '\0';
+    image->info[0] = '\0';
+    DATE_init(&image->date);
+    DOM_init(&image->domain);
+    image->width = 0;
+    image->height = 0;
+    image->depth = 0;
+    image->bits_per_pixel = 0;
+    image->bytes_per_line = 0;
+    image->num_colors = 0;
+    image->byte_order = 1;
+    image->transparent = -1;
+    image->colors = nullptr;
+    image->data = nullptr;
     return 0;
 }
-int IMG_dump(const char*) {
+
+int IMG_free(Image* image) {
+    std::free(image->data);
+    std::free(image->colors);
+    image->data = nullptr;
+    image->colors = nullptr;
+    image->num_colors = 0;
     return 0;
 }
-int IMG_set_max_waits(int) {
-    return -1;
+
+int IMG_read_zmt(const char* name, Image* image) {
+    FilePtr file(FILE_open(name, "r"));
+    if (!file) {
+        MESS_print(0xc0, "Unable to open: %s\n", name);
+        return -1;
+    }
+    FILE* f = file.get();
+    char line[LINE] = "";
+    if (fgetline(f, line) < 6 || std::strncmp(line, "ZMTIMG", 6) != 0) {
+        MESS_print(0xc0, "IMG_read_zmt: Invalid image type\n");
+        return -1;
+    }
+    bool version4 = false, second_file = false, compressed = false, vblock = false, cblock = false;
+    for (const char* p = line + 6; *p; p++) {
+        if (*p == '4') version4 = true;
+        if (*p == '*') second_file = true;
+        if (*p == 'Z') compressed = true;
+        if (*p == 'V') vblock = true;
+        if (*p == 'C') cblock = true;
+    }
+
+    IMG_init(image);
+    image->source = 50;
+    line[0] = '\0';
+    fgetline(f, line);
+    copy_text(image->date_label, sizeof image->date_label, line);
+    DATE_decode_label(image->date_label, &image->date);
+    line[0] = '\0';
+    fgetline(f, line);
+    copy_text(image->info, sizeof image->info, line);
+
+    Domain& d = image->domain;
+    image->depth = 8;
+    if (version4) {
+        line[0] = '\0';
+        fgetline(f, line);
+        DOM_decode(line, &d);
+        std::fscanf(f, "%*c");
+        image->width = image->bytes_per_line = d.nx;
+        image->height = d.ny;
+    } else {
+        std::fscanf(f, " ");
+        int c = std::fgetc(f);
+        if (c != EOF) std::ungetc(c, f);
+        if (std::isalpha(c)) {
+            char tok[LINE] = "";
+            std::fscanf(f, "%160s", tok);
+            decode_token(tok, &d);
+            std::fscanf(f, "%f %f %f %f %d %d%*c", &d.clat, &d.clon, &d.dx, &d.dy, &d.nx, &d.ny);
+            image->width = image->bytes_per_line = d.nx;
+            image->height = d.ny;
+        } else {
+            std::fscanf(f, "%d %d%*c", &image->width, &image->height);
+            d.nx = image->width;
+            d.ny = image->height;
+        }
+    }
+
+    FilePtr data_file;
+    FILE* body = f;
+    if (second_file) {
+        char path[1024] = "";
+        if (std::fscanf(f, "%1023s", path) != 1) return -1;
+        data_file.reset(std::fopen(path, "r"));
+        if (!data_file) return -1;
+        body = data_file.get();
+    }
+    if (vblock) skip_bytes(f, 1024);
+    if (cblock) {
+        unsigned char two[2] = {0, 0};
+        skip_bytes(f, 2);
+        if (std::fread(two, 1, 2, f) == 2) {
+            int more = 2 * static_cast<signed char>(two[1]);
+            if (more > 0) skip_bytes(f, more);
+        }
+    }
+
+    if (image->width <= 0 || image->height <= 0) {
+        MESS_print(0xc0, "IMG_read_zmt: Invalid image size %dx%d: %s\n", image->width,
+                   image->height, name);
+        return 0;
+    }
+    const size_t needed = static_cast<size_t>(image->height) * static_cast<size_t>(image->width) *
+                          static_cast<size_t>(image->depth / 8);
+    Pixels px;
+    bool ok;
+    if (compressed && !second_file) {
+        const size_t expected =
+            static_cast<size_t>(image->height) *
+            static_cast<size_t>(image->bytes_per_line > 0 ? image->bytes_per_line : 0);
+        ok = read_compressed(body, expected, needed, px);
+    } else {
+        ok = read_plain(body, needed, px);
+    }
+    if (!ok) {
+        MESS_print(0xc0, "IMG_read_zmt: Image of %dx%d is larger than the file: %s\n", image->width,
+                   image->height, name);
+        return 0;
+    }
+    image->data = px.finish(needed);
+    return image->data ? 1 : 0;
+}
+
+int IMG_write(const char* name, const Image* image, int compress) {
+    FilePtr file(FILE_open(name, "w"));
+    if (!file) {
+        MESS_print(0xc0, "Unable to open: %s\n", name);
+        return 0;
+    }
+    FILE* f = file.get();
+    std::fputs(compress == 1 ? "ZMTIMGZ\n" : "ZMTIMG\n", f);
+    std::fprintf(f, "%.*s\n",
+                 static_cast<int>(strnlen(image->date_label, sizeof image->date_label)),
+                 image->date_label);
+    std::fprintf(f, "%.*s\n", static_cast<int>(strnlen(image->info, sizeof image->info)),
+                 image->info);
+    const Domain& d = image->domain;
+    if (d.proj == -9999) {
+        std::fprintf(f, "%d %d\n", image->width, image->height);
+    } else {
+        char tok[200];
+        encode_token(d, tok, sizeof tok);
+        std::fprintf(f, "%s%f %f %f %f %d %d\n", tok, d.clat, d.clon, d.dx, d.dy, d.nx, d.ny);
+    }
+
+    bool ok = true;
+    if (image->depth == 8 && image->num_colors <= 0) {
+        size_t size = 0;
+        if (image->data && image->height > 0 && image->bytes_per_line > 0)
+            size = static_cast<size_t>(image->height) * static_cast<size_t>(image->bytes_per_line);
+        if (compress == 1)
+            ok = write_compressed(f, image->data, size);
+        else
+            ok = std::fwrite(image->data, 1, size, f) == size;
+    } else {
+        ok = write_expanded(f, image);
+    }
+    if (std::fflush(f) != 0) ok = false;
+    if (!ok) {
+        MESS_print(0xc0, "IMG_write: Unable to write: %s\n", name);
+        return 0;
+    }
+    return 1;
+}
+
+int IMG_dump(const char* name) {
+    Image image{};
+    IMG_init(&image);
+    if (!gget_image(&image)) return 0;
+    MAP_get_domain(&image.domain);
+    Domain& d = image.domain;
+    if (d.nx != image.width && image.width > 1 && image.height > 1) {
+        d.dx = d.dx * static_cast<float>(d.nx - 1) / static_cast<float>(image.width - 1);
+        d.dy = d.dy * static_cast<float>(d.ny - 1) / static_cast<float>(image.height - 1);
+        d.nx = image.width;
+        d.ny = image.height;
+    }
+    const char* up_left = PLT_get_label(0, 0);
+    const char* low_right = PLT_get_label(5, 0);
+    const char* up_right = PLT_get_label(2, 0);
+    std::snprintf(image.info, sizeof image.info, "%s [%s]", up_left ? up_left : "",
+                  low_right ? low_right : "");
+    copy_text(image.date_label, sizeof image.date_label, up_right ? up_right : "");
+    if (!IMG_write(name, &image, 0)) return 0;
+    IMG_free(&image);
+    return 1;
+}
+
+int IMG_read(const char* name, Image* image, int truecolor) {
+    char head[7] = "";
+    {
+        FilePtr file(FILE_open(name, "r"));
+        if (!file) {
+            MESS_print(0xc0, "IMG_read: Unable to open image file: %s\n", name);
+            return 0;
+        }
+        size_t got = std::fread(head, 1, 6, file.get());
+        head[got] = '\0';
+        IMG_init(image);
+        if (truecolor == 1 && image->depth == 0) image->depth = 32;
+        // Broadcast products put a "** " banner line in front of the raster.
+        if (std::strncmp(head, "** ", 3) == 0) {
+            std::fscanf(file.get(), "%*[^\n]\n");
+            got = std::fread(head, 1, 6, file.get());
+            head[got] = '\0';
+        }
+    }
+    int status;
+    if (std::strncmp(head, "GIF", 3) == 0)
+        status = GIF_read(name, image, truecolor);
+    else if (std::strncmp(head + 1, "PNG", 3) == 0)
+        status = PNG_read(name, image, truecolor);
+    else if (std::strncmp(head, "ZMT", 3) == 0)
+        status = IMG_read_zmt(name, image);
+    else
+        status = XWD_read(name, image);
+    if (status == 0) IMG_free(image);
+    return status;
 }
