@@ -169,10 +169,10 @@ int spin_scan_tran(int mode, float* lat, float* lon, float* line, float* elem, b
     } else {
         float aline = static_cast<float>((*line - g_nav.center_line) * s.rad_per_line);
         float aelem = static_cast<float>((*elem - s.center_elem) * s.rad_per_elem);
-        sl = std::sin(aline);
-        cl = std::cos(aline);
-        se = std::sin(aelem);
-        ce = std::cos(aelem);
+        sl = std::sin(static_cast<double>(aline));
+        cl = std::cos(static_cast<double>(aline));
+        se = std::sin(static_cast<double>(aelem));
+        ce = std::cos(static_cast<double>(aelem));
         iter = 20;
     }
 
