@@ -12,10 +12,7 @@
 #include "env/domains.h"
 #include "env/messages.h"
 #include "env/resources.h"
-#if __has_include("env/tables.h")
 #include "env/tables.h"
-#define GVAR_HAVE_TABLES 1
-#endif
 #include "formats/image.h"
 #include "maps/projections.h"
 #include "navigation/area_nav.h"
@@ -481,10 +478,9 @@ float gould_float(int32_t word) {
     return static_cast<float>(negative ? -value : value);
 }
 
-#ifdef GVAR_HAVE_TABLES
 int fread_gould_float(float* out, FILE* file) {
     int32_t word = 0;
-    int count = fread_long_swap(&word, file);
+    int count = static_cast<int>(fread_long_swap(&word, file));
     *out = gould_float(word);
     return count;
 }
@@ -570,17 +566,6 @@ int GVAR_read(FILE* file) {
     return 1;
 }
 
-#else
-int fread_gould_float(float*, FILE*) {
-    return 0;
-}
-int GVAR_gatt_read(GattRec*, FILE*) {
-    return 0;
-}
-int GVAR_read(FILE*) {
-    return 0;
-}
-#endif
 
 // Date arithmetic.
 

@@ -407,4 +407,117 @@ TEST(GvarDomain, SectorAndFullDiskCentres) {
     }
 }
 
+// A Gould floating-point word: base-16 exponent excess 64, 24-bit fraction,
+// negatives as the two's complement of the whole word.
+uint32_t to_gould(double v) {
+    if (v == 0.0) return 0;
+    double m = std::fabs(v);
+    int e = 64;
+    while (m >= 1.0) m /= 16.0, ++e;
+    while (m < 1.0 / 16.0) m *= 16.0, --e;
+    uint32_t word =
+        (static_cast<uint32_t>(e) << 24) | static_cast<uint32_t>(std::lround(m * 16777216.0));
+    return v < 0 ? 0u - word : word;
+}
+
+void put_be(std::string& out, uint32_t w) {
+    for (int s = 24; s >= 0; s -= 8) out.push_back(static_cast<char>((w >> s) & 0xFF));
+}
+
+// The header sequence GVAR_read takes, with the coefficients of a block.
+std::string gvar_header(const GvarNav& n, uint32_t img_bcd0, uint32_t img_bcd1, uint32_t ep0,
+                        uint32_t ep1) {
+    std::string out(90, '\0');
+    out.push_back(70);  // satellite number
+    out.append(29, '\0');
+    put_be(out, img_bcd0);
+    put_be(out, img_bcd1);
+    out.append(240, '\0');
+    out.append("GVAR");
+    out.append(12, '\0');
+    for (float v :
+         {n.ref_lon, n.ref_dist, n.ref_lat, n.ref_yaw, n.att_roll, n.att_pitch, n.att_yaw})
+        put_be(out, to_gould(v));
+    put_be(out, ep0);
+    put_be(out, ep1);
+    for (float v : {n.imc_offset, n.adj_roll, n.adj_pitch, n.adj_yaw}) put_be(out, to_gould(v));
+    for (float v : n.lon_coef) put_be(out, to_gould(v));
+    for (float v : n.dist_coef) put_be(out, to_gould(v));
+    for (float v : n.lat_coef) put_be(out, to_gould(v));
+    for (float v : n.yaw_coef) put_be(out, to_gould(v));
+    put_be(out, to_gould(n.sun_rate));
+    put_be(out, to_gould(n.exp_start));
+    for (const GattRec* r : {&n.roll, &n.pitch, &n.yaw, &n.rma, &n.pma}) {
+        put_be(out, to_gould(r->exp_mag));
+        put_be(out, to_gould(r->exp_tc));
+        put_be(out, to_gould(r->mean));
+        put_be(out, static_cast<uint32_t>(r->n_sin));
+        for (const GattSin& x : r->sin)
+            put_be(out, to_gould(x.mag)), put_be(out, to_gould(x.phase));
+        put_be(out, static_cast<uint32_t>(r->n_mono));
+        for (const GattMono& m : r->mono) {
+            put_be(out, static_cast<uint32_t>(m.sin_order));
+            put_be(out, static_cast<uint32_t>(m.mono_order));
+            put_be(out, to_gould(m.mag));
+            put_be(out, to_gould(m.phase));
+            put_be(out, to_gould(m.angle));
+        }
+    }
+    return out;
+}
+
+TEST(GvarStream, HeaderReadsToTheSameModelAsTheBlock) {
+    // The block with the coefficient model selected, as the stream form always has it.
+    GvarArea g(kSector);
+    g.nav[2] &= ~0x80;
+    g.load();
+    const GvarNav block = GVAR_nav();
+    std::vector<std::pair<float, float>> want;
+    for (float lat : {10.0f, 25.0f, 45.0f})
+        for (float lon : {-110.0f, -80.0f, -55.0f}) {
+            float line = 0, elem = 0;
+            ASSERT_EQ(earth2sat(lat, lon, &line, &elem), 0);
+            want.push_back({line, elem});
+        }
+    sat_test::TempDir tmp;
+    // 1998 day 260 07:45:14.372 and the epoch 10:00:00.000, in BCD.
+    sat_test::write_file(tmp.file("hdr"),
+                         gvar_header(block, 0x19982600, 0x74514372, 0x19982601, 0x00000000));
+    FILE* f = std::fopen(tmp.file("hdr").c_str(), "rb");
+    ASSERT_NE(f, nullptr);
+    unsetenv("GVARCON");
+    EXPECT_EQ(GVAR_read(f), 1);
+    std::fclose(f);
+    EXPECT_NEAR(GVAR_nav().img_time, block.img_time, 1e-4);
+    EXPECT_DOUBLE_EQ(GVAR_nav().epoch, block.epoch);
+    EXPECT_EQ(GVAR_nav().imc_word2, 0);
+    size_t k = 0;
+    for (float lat : {10.0f, 25.0f, 45.0f})
+        for (float lon : {-110.0f, -80.0f, -55.0f}) {
+            float line = 0, elem = 0;
+            ASSERT_EQ(earth2sat(lat, lon, &line, &elem), 0);
+            EXPECT_NEAR(line, want[k].first, 0.01);
+            EXPECT_NEAR(elem, want[k].second, 0.01);
+            ++k;
+        }
+
+    // GVARCON replaces the increments of the bounds: 100 more north-south
+    // increments of 8 microradians move the image 100 * 8 / 28 lines down.
+    setenv("GVARCON", "3587,3068", 1);
+    f = std::fopen(tmp.file("hdr").c_str(), "rb");
+    EXPECT_EQ(GVAR_read(f), 1);
+    std::fclose(f);
+    unsetenv("GVARCON");
+    float line = 0, elem = 0;
+    earth2sat(25.0f, -80.0f, &line, &elem);
+    EXPECT_NEAR(line - want[4].first, 100 * 8.0 / 28.0, 0.01);
+    EXPECT_NEAR(elem, want[4].second, 0.01);
+
+    // A stream that ends before the first time word.
+    sat_test::write_file(tmp.file("short"), std::string(100, '\0'));
+    f = std::fopen(tmp.file("short").c_str(), "rb");
+    EXPECT_EQ(GVAR_read(f), 0);
+    std::fclose(f);
+}
+
 }  // namespace
