@@ -449,7 +449,10 @@ int IMG_read_zmt(const char* name, Image* image) {
         char path[1024] = "";
         if (std::fscanf(f, "%1023s", path) != 1) return -1;
         data_file.reset(std::fopen(path, "r"));
-        if (!data_file) return -1;
+        // Only a plain file can hold the pixels; a device would never end.
+        struct stat st;
+        if (!data_file || fstat(fileno(data_file.get()), &st) != 0 || !S_ISREG(st.st_mode))
+            return -1;
         body = data_file.get();
     }
     if (vblock) skip_bytes(f, 1024);
