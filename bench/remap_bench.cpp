@@ -27,6 +27,7 @@ struct Source {
 const Source& full_disk() {
     static Source src = [] {
         Source s;
+        MESS_set(0, MESS_WARN);
         FLAG_set(14, SAT_AREA);
         const std::string name =
             std::string(SAT_TESTDATA_DIR) + "/area/goes8_fulldisk_gvar_synthetic.area";

@@ -312,6 +312,35 @@ TEST_F(Remap, NothingToDoOrNothingToSampleFrom) {
     for (int i = 0; i < 30 * 20; ++i) ASSERT_EQ(img.im.data[i], 0) << i;
 }
 
+TEST_F(Remap, HostileTargetsAndImagesDoNotCrash) {
+    for (int remap_inc : {0, 20}) {
+        SAT_params().remap_inc = remap_inc;
+        OwnedImage img;
+        make_image(img, 20, 10, make_domain(2, 40.0f, -100.0f, 0.5f, 20, 10),
+                   [](int, int) { return 9; });
+        Domain empty = make_domain(2, 40.0f, -100.0f, 0.5f, 0, -5);
+        ASSERT_EQ(SAT_remap_image(&img.im, &empty), 1);
+        EXPECT_EQ(img.im.width, 0);
+        EXPECT_EQ(img.im.height, 0);
+        // Spacing that is not a number: every position fails, every pixel is black.
+        std::free(img.im.data);
+        img.im.data = nullptr;
+        make_image(img, 20, 10, make_domain(2, 40.0f, -100.0f, 0.5f, 20, 10),
+                   [](int, int) { return 9; });
+        const Domain nan = make_domain(2, 40.0f, -100.0f, NAN, 30, 20);
+        ASSERT_EQ(SAT_remap_image(&img.im, &nan), 1);
+        for (int i = 0; i < 600; ++i) ASSERT_EQ(img.im.data[i], 0) << i;
+        // A record that claims pixels it does not have.
+        OwnedImage bare;
+        bare.im.width = bare.im.height = 50;
+        bare.im.depth = 8;
+        bare.im.domain = make_domain(2, 40.0f, -100.0f, 0.5f, 50, 50);
+        const Domain target = make_domain(4, 40.0f, -100.0f, 0.3f, 40, 40);
+        ASSERT_EQ(SAT_remap_image(&bare.im, &target), 1);
+        for (int i = 0; i < 1600; ++i) ASSERT_EQ(bare.im.data[i], 0) << i;
+    }
+}
+
 // Two-valued images, left half `a`, right half `b`, on a one-degree lat-lon grid;
 // a one-pixel target that lands at element 3 + f, line 1 of it.
 int classify(int a, int b, float f, const char* cutoff) {
