@@ -49,6 +49,12 @@ inline float nearest(float f) {
     return f > 0.5f ? 1.0f : 0.0f;
 }
 
+// depth * width / 8 with integer division, kept within 32 bits for odd depths.
+int32_t line_bytes(int32_t depth, int32_t width) {
+    const int64_t n = static_cast<int64_t>(depth) * width / 8;
+    return n > INT32_MAX ? INT32_MAX : n < INT32_MIN ? INT32_MIN : static_cast<int32_t>(n);
+}
+
 unsigned char* alloc_pixels(int64_t count, const char* caller) {
     const size_t n = count > 0 ? static_cast<size_t>(count) : 1;
     auto* p = static_cast<unsigned char*>(std::calloc(n, 1));
@@ -101,8 +107,8 @@ unsigned char sample(const Remap& r, float ix, float iy) {
     const Image* image = r.image;
     // Written so that a position that is not a number (a failed transform, a
     // zero-length last segment) also falls outside.
-    if (!(iy >= 0.0f && iy <= static_cast<float>(image->height - 1) && ix >= 0.0f &&
-          ix <= static_cast<float>(image->width - 1)))
+    if (!(iy >= 0.0f && iy <= static_cast<float>(static_cast<int64_t>(image->height) - 1) &&
+          ix >= 0.0f && ix <= static_cast<float>(static_cast<int64_t>(image->width) - 1)))
         return 0;
 
     const auto ty = static_cast<int32_t>(iy);
@@ -178,7 +184,7 @@ int SAT_zoom_image_to(Image* image, float lat, float lon, float zoom, int vw, in
     Image tmp = *image;
     tmp.width = nw;
     tmp.height = nh;
-    tmp.bytes_per_line = tmp.depth * nw / 8;
+    tmp.bytes_per_line = line_bytes(tmp.depth, nw);
 
     float x0 = 0.0f, y0 = 0.0f;
     if (image->source == 51 && image->domain.proj == 9 && params.tran_sat != 0) {
@@ -373,7 +379,7 @@ int SAT_remap_image(Image* image, const Domain* domain) {
     image->source = 50;
     image->width = nx;
     image->height = ny;
-    image->bytes_per_line = image->depth * nx / 8;
+    image->bytes_per_line = line_bytes(image->depth, nx);
     image->domain = *domain;
     image->domain.nx = nx;
     image->domain.ny = ny;
