@@ -78,8 +78,9 @@ struct Pixels {
 };
 
 void copy_text(char* dst, size_t size, const char* src) {
-    std::strncpy(dst, src, size - 1);
-    dst[size - 1] = '\0';
+    size_t n = strnlen(src, size - 1);
+    std::memcpy(dst, src, n);
+    dst[n] = '\0';
 }
 
 // Bytes between the stream's position and the end of a regular file; -1 when unknown.
@@ -149,12 +150,13 @@ bool read_compressed(FILE* f, size_t expected, size_t needed, Pixels& px) {
                 continue;
             }
         }
-        if (first || last == Z_STREAM_END) {
-            if (active) inflateEnd(&zs);
-            zs = z_stream{};
+        if (first) {
             if (inflateInit(&zs) != Z_OK) break;
             active = true;
             first = false;
+        } else if (last == Z_STREAM_END) {
+            // A fresh stream; resetting the state spares its reallocation.
+            if (inflateReset(&zs) != Z_OK) break;
         }
         zs.next_in = in + pos;
         zs.avail_in = static_cast<uInt>(avail);
@@ -185,10 +187,7 @@ bool read_compressed(FILE* f, size_t expected, size_t needed, Pixels& px) {
         pos += consumed;
         avail = zs.avail_in;
         last = ret;
-        if (ret == Z_STREAM_END) {
-            inflateEnd(&zs);
-            active = false;
-        } else if (produced == 0 && consumed == 0) {
+        if (ret != Z_STREAM_END && produced == 0 && consumed == 0) {
             break;  // no progress possible
         }
     }
