@@ -513,6 +513,25 @@ TEST(ZoomReal, NavigatedAndProjected) {
     EXPECT_NEAR(sl, sat_l, 0.05);
     EXPECT_NEAR(se, sat_e, 0.05);
 
+    // The full disk shrunk from its corner: the new centre is the earth point
+    // under the window's middle, old line 600, element 800.
+    OwnedImage disk;
+    ASSERT_TRUE(load(kFullDisk, disk));
+    const Pixels dp(disk.im);
+    ASSERT_EQ(SAT_zoom_image_to(&disk.im, -9999.0f, -9999.0f, 0.5f, 800, 600), 0);
+    ASSERT_EQ(disk.im.width, 800);
+    ASSERT_EQ(disk.im.height, 600);
+    for (int r = 0; r < 600; r += 3)
+        for (int c = 0; c < 800; c += 3)
+            ASSERT_LE(std::fabs(disk.im.data[r * 800 + c] - dp.raw(c * 2.0, r * 2.0)), 1.0)
+                << r << "," << c;
+    OwnedImage fresh;  // navigation back on the file's own pixels
+    ASSERT_TRUE(load(kFullDisk, fresh));
+    AREA_line_elem(1, 600.0f, 800.0f, &sat_l, &sat_e);
+    AREA_tran(1, &lat, &lon, &sat_l, &sat_e);
+    EXPECT_NEAR(disk.im.domain.clat, lat, 1e-3);
+    EXPECT_NEAR(disk.im.domain.clon, lon, 1e-3);
+
     OwnedImage radar;
     ASSERT_TRUE(load(kRadar, radar));
     const Pixels rp(radar.im);
