@@ -90,7 +90,9 @@ void clip_lon(const Remap& r, float& lat, float lon) {
 // current when it went through the projections.
 void to_source(const Remap& r, float lat, float lon, float& e, float& l) {
     if (r.tran_sat != 0) {
-        float line = 0.0f, elem = 0.0f;
+        // Missing unless the navigation writes them: without a navigated image
+        // it leaves them alone.
+        float line = MISSING, elem = MISSING;
         AREA_tran(2, &lat, &lon, &line, &elem);
         AREA_line_elem(2, line, elem, &l, &e);
     } else {
@@ -189,7 +191,7 @@ int SAT_zoom_image_to(Image* image, float lat, float lon, float zoom, int vw, in
     float x0 = 0.0f, y0 = 0.0f;
     if (image->source == 51 && image->domain.proj == 9 && params.tran_sat != 0) {
         if (lat != MISSING) {
-            float line = 0.0f, elem = 0.0f, l = 0.0f, e = 0.0f;
+            float line = MISSING, elem = MISSING, l = 0.0f, e = 0.0f;
             float la = lat, lo = lon;
             AREA_tran(2, &la, &lo, &line, &elem);
             AREA_line_elem(2, line, elem, &l, &e);

@@ -314,7 +314,9 @@ TEST_F(Remap, NothingToDoOrNothingToSampleFrom) {
 
 TEST_F(Remap, HostileTargetsAndImagesDoNotCrash) {
     for (int remap_inc : {0, 20}) {
+        SCOPED_TRACE(remap_inc);
         SAT_params().remap_inc = remap_inc;
+        SAT_params().tran_sat = 0;
         OwnedImage img;
         make_image(img, 20, 10, make_domain(2, 40.0f, -100.0f, 0.5f, 20, 10),
                    [](int, int) { return 9; });
