@@ -396,6 +396,10 @@ bool projected_domain_sane(const Domain& d, int untran_ok) {
 
 const int32_t* block_for(const AreaFile* area, NavKind kind) {
     switch (kind) {
+        case NavKind::Goes:
+            return area->goes;
+        case NavKind::Gvar:
+            return area->gvar;
         case NavKind::Ps:
         case NavKind::Msat:
             return area->ps;
@@ -634,14 +638,15 @@ int AREA_calc_domain(Image* image, AreaFile* area) {
     }
     const int32_t* dir = area->dir;
     NavKind kind = nav_kind(area->nav_type);
+    const int32_t* blk = block_for(area, kind);
+    // A type named without its block has nothing to build from.
+    if (kind != NavKind::None && !blk) {
+        print_domain(dom);
+        return 0;
+    }
     if (kind == NavKind::Gvar) {
         dom.proj = 9;
         GVAR_calc_domain(image);
-        return 0;
-    }
-    const int32_t* blk = block_for(area, kind);
-    if (kind != NavKind::Goes && kind != NavKind::None && !blk) {
-        print_domain(dom);
         return 0;
     }
     const int32_t elements = dir[9];

@@ -563,4 +563,35 @@ TEST(ProjectedDomain, GridDomainResourceAndUnknownTypes) {
     EXPECT_EQ(p.domain().proj, -9999);
 }
 
+// The same files through the AREA reader: the block arrives as the reader hands
+// it over, byte order corrected on this host, and gives the same domains.
+TEST(ProjectedDomain, FilesThroughTheReader) {
+    SAT_params_reset();
+    struct Want {
+        const char* file;
+        int proj;
+        double clat, clon, tol;
+    };
+    for (Want w : {Want{"area/radar_composite_ps_2000137_0859.area", 1, 38.2789, -98.1975, 0.1},
+                   Want{"area/goes8_wv_gvar_1998260_0745.area", 9, 25.0, -80.0, 0.3}}) {
+        FILE* f = std::fopen(sat_test::testdata(w.file).c_str(), "rb");
+        ASSERT_NE(f, nullptr);
+        AreaFile area{};
+        ASSERT_EQ(SAT_read_AREA(f, &area), 0) << w.file;
+        std::fclose(f);
+        Image image{};
+        image.width = area.dir[9];
+        image.height = area.dir[8];
+        image.xres = static_cast<float>(area.dir[12]);
+        image.yres = static_cast<float>(area.dir[11]);
+        AREA_reset();
+        AREA_init(&area);
+        AREA_calc_domain(&image, &area);
+        EXPECT_EQ(image.domain.proj, w.proj) << w.file;
+        EXPECT_LT(great_circle_deg(image.domain.clat, image.domain.clon, w.clat, w.clon), w.tol)
+            << w.file;
+        SAT_free_AREA(&area);
+    }
+}
+
 }  // namespace
