@@ -7,7 +7,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh"
 dir=$("$root/scripts/build.sh" release | tail -n 1)
 out="$root/out"
-mkdir -p "$out/img"
+mkdir -p "$out"
 set -x
 "$dir/sat" -ba -me out2 -sp "$out" -pd us -of img \
   "$root/data/samples/radar_composite_ps_2000137_0859.area"

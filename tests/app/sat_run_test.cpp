@@ -31,7 +31,7 @@ TEST(SatRun, ReportRunsPrintAndEndWithTen) {
     sat_test::TempDir dir;
     r = run_sat({"-ou", "file", "-of", "sat_img", "-sp", dir.path(), radar});
     EXPECT_EQ(r.code, 10);
-    EXPECT_TRUE(contains(r.out, dir.path() + "/img/20000516_0845.img\n")) << r.out;
+    EXPECT_TRUE(contains(r.out, dir.path() + "/20000516_0845.img\n")) << r.out;
 }
 
 TEST(SatRun, ReportsFollowTheMessageLevel) {
