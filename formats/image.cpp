@@ -550,9 +550,9 @@ int IMG_dump(const char* name) {
     std::snprintf(image.info, sizeof image.info, "%s [%s]", up_left ? up_left : "",
                   low_right ? low_right : "");
     copy_text(image.date_label, sizeof image.date_label, up_right ? up_right : "");
-    if (!IMG_write(name, &image, 0)) return 0;
+    int status = IMG_write(name, &image, 0);
     IMG_free(&image);
-    return 1;
+    return status ? 1 : 0;
 }
 
 int IMG_read(const char* name, Image* image, int truecolor) {
