@@ -17,6 +17,9 @@ std::string scratch() {
     char name[] = "/tmp/native_fuzz_XXXXXX";
     int fd = mkstemp(name);
     if (fd >= 0) close(fd);
+    static std::string kept;
+    kept = name;
+    std::atexit([] { std::remove(kept.c_str()); });
     return name;
 }
 
