@@ -11,7 +11,7 @@ trap 'rm -rf "$tmp"' EXIT
 
 fail=0
 run() {
-    # $1 output spec, $2 input file
+    # $1 the -of value, $2 the input file
     if ! (cd "$tmp" && timeout 120 "$sat" -of "$1" -pl none -dr none "$2" >"$tmp/log" 2>&1); then
         echo "sat failed for $1 $2:"
         cat "$tmp/log"
