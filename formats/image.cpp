@@ -536,13 +536,17 @@ int IMG_dump(const char* name) {
     Image image{};
     IMG_init(&image);
     if (!gget_image(&image)) return 0;
-    MAP_get_domain(&image.domain);
-    Domain& d = image.domain;
-    if (d.nx != image.width && image.width > 1 && image.height > 1) {
-        d.dx = d.dx * static_cast<float>(d.nx - 1) / static_cast<float>(image.width - 1);
-        d.dy = d.dy * static_cast<float>(d.ny - 1) / static_cast<float>(image.height - 1);
-        d.nx = image.width;
-        d.ny = image.height;
+    // Record the window's pixels as the grid, unless the view is offset so far
+    // that the map no longer fills it.
+    if (PLT_get_view_offset() <= 0.7f) {
+        MAP_get_domain(&image.domain);
+        Domain& d = image.domain;
+        if (d.nx != image.width && image.width > 1 && image.height > 1) {
+            d.dx = d.dx * static_cast<float>(d.nx - 1) / static_cast<float>(image.width - 1);
+            d.dy = d.dy * static_cast<float>(d.ny - 1) / static_cast<float>(image.height - 1);
+            d.nx = image.width;
+            d.ny = image.height;
+        }
     }
     const char* up_left = PLT_get_label(0, 0);
     const char* low_right = PLT_get_label(5, 0);
@@ -566,6 +570,7 @@ int IMG_read(const char* name, Image* image, int truecolor) {
         size_t got = std::fread(head, 1, 6, file.get());
         head[got] = '\0';
         IMG_init(image);
+        image->depth = gget_win_depth();
         if (truecolor == 1 && image->depth == 0) image->depth = 32;
         // Broadcast products put a "** " banner line in front of the raster.
         if (std::strncmp(head, "** ", 3) == 0) {

@@ -9,6 +9,8 @@ struct Attrib;
 
 // Workstation.
 int gchk_graphics();
+// Depth of the window in bits; 0 with no window.
+int gget_win_depth();
 
 // Transformations.
 // rect: xmin, xmax, ymin, ymax.

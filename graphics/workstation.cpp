@@ -2,3 +2,5 @@
 #include "graphics/graphics.h"
 
 int gchk_graphics() { return 0; }
+
+int gget_win_depth() { return 0; }

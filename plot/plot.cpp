@@ -16,6 +16,7 @@ PltDomainFunc resize_func = nullptr;
 PltDomainFunc refresh_func = nullptr;
 int refresh_seconds = 0;
 int work_id = 0;
+float view_offset = 0.0f;  // last value given to PLT_set_view_offset
 // Six label positions: upper left, centre, right, lower left, centre, right.
 std::array<std::string, 6> labels;
 
@@ -68,6 +69,11 @@ int PLT_get_view(float view[4]) {
     view[0] = view[1] = view[2] = view[3] = 0.0f;
     return 0;
 }
+int PLT_set_view_offset(float value) {
+    view_offset = value;
+    return 0;
+}
+float PLT_get_view_offset() { return view_offset; }
 int PLT_dump(int) { return -1; }
 int PLT_labels() { return 0; }
 

@@ -20,6 +20,8 @@ int PLT_plot_zoom(int event, int x, int y);
 int PLT_plot_resize(int event);
 int PLT_get_work_type();
 int PLT_get_view(float view[4]);
+int PLT_set_view_offset(float value);
+float PLT_get_view_offset();
 int PLT_dump(int frame);
 int PLT_labels();
 int PLT_label_up_left(const char* text);
