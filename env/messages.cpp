@@ -636,16 +636,17 @@ char* set_num(char* out, const char* format, float value) {
     } else {
         exponent = static_cast<int>(std::floor(std::log10(std::fabs(static_cast<double>(value)))));
     }
-    if (width < 1) width = digits + 1;
-    if (width > 9) width = 9;
-    int decimals = digits - 1 - exponent;
+    // In 64 bits: a format such as "0.2147483647.0" must not overflow the sums.
+    long long wide = width < 1 ? static_cast<long long>(digits) + 1 : width;
+    if (wide > 9) wide = 9;
+    long long decimals = static_cast<long long>(digits) - 1 - exponent;
     if (decimals < least) decimals = least;
     // A negative or absurd precision would make the printf format invalid or overlong.
     if (decimals < 0) decimals = 0;
     if (decimals > 40) decimals = 40;
-    if (width < decimals) width = decimals;
+    if (wide < decimals) wide = decimals;
     char fmt[32];
-    std::snprintf(fmt, sizeof fmt, "%%%d.%df", width, decimals);
+    std::snprintf(fmt, sizeof fmt, "%%%d.%df", static_cast<int>(wide), static_cast<int>(decimals));
     std::sprintf(out, fmt, static_cast<double>(value));
     return out;
 }

@@ -135,6 +135,18 @@ TEST(TextHelpers, SetNumFollowsSignificantDigits) {
     EXPECT_STREQ(set_num(out, "15.2.0", -3.0f), "     -3.0");
 }
 
+TEST(TextHelpers, SetNumSurvivesExtremeFormatsAndValues) {
+    char out[128];
+    // Digit counts at the ends of the int range: the precision is held to 40, the
+    // width follows it, and nothing overflows on the way.
+    char expected[128];
+    std::snprintf(expected, sizeof expected, "%40.40f", 0.5);
+    EXPECT_STREQ(set_num(out, "0.2147483647.0", 0.5f), expected);
+    EXPECT_STREQ(set_num(out, "0.-2147483648.0", 2.5f), "2");
+    std::snprintf(expected, sizeof expected, "%40.40f", 1.0);
+    EXPECT_STREQ(set_num(out, "5.3.2147483647", 1.0f), expected);
+}
+
 TEST(LineReaders, NewlineStaysUntilTheNextRead) {
     TempDir dir;
     write_file(dir.file("t"), "one\n\nthree is long\nlast");
