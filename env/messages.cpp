@@ -633,6 +633,9 @@ char* set_num(char* out, const char* format, float value) {
     if (std::fabs(static_cast<double>(value)) < 0.00001) {
         value = 0.0f;
         exponent = 2;
+    } else if (!std::isfinite(value)) {
+        // No digits to count; printf writes "inf" or "nan" at any precision.
+        exponent = 0;
     } else {
         exponent = static_cast<int>(std::floor(std::log10(std::fabs(static_cast<double>(value)))));
     }

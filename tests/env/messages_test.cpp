@@ -3,6 +3,7 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -145,6 +146,10 @@ TEST(TextHelpers, SetNumSurvivesExtremeFormatsAndValues) {
     EXPECT_STREQ(set_num(out, "0.-2147483648.0", 2.5f), "2");
     std::snprintf(expected, sizeof expected, "%40.40f", 1.0);
     EXPECT_STREQ(set_num(out, "5.3.2147483647", 1.0f), expected);
+    // Values without digits print as printf prints them.
+    EXPECT_STREQ(set_num(out, "6.3.0", INFINITY), "   inf");
+    EXPECT_STREQ(set_num(out, "6.3.0", -INFINITY), "  -inf");
+    EXPECT_STREQ(set_num(out, "4.3.0", NAN), " nan");
 }
 
 TEST(LineReaders, NewlineStaysUntilTheNextRead) {
