@@ -1,0 +1,197 @@
+// libFuzzer target for colour tables, attribute strings and enhancements. Input:
+// one control byte, then three parts ended by NUL bytes, then the rest:
+//   control  bit 0: colour fill from the enhancement file instead of the list
+//            bit 1: the table named by resource color_table (fill range counted)
+//            bit 2: the table file read twice, as a list of two
+//            bits 3-4: calibration family 51, 53, 55 or none
+//            bits 5-7: the fill pattern punched through the image
+//   part 1   the color_fill list (unset when empty)
+//   part 2   attribute strings, one a line
+//   part 3   the colour table file "t.clr"
+//   rest     the enhancement file "e.enh"
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "app/sat_color.h"
+#include "app/sat_params.h"
+#include "env/colors.h"
+#include "env/messages.h"
+#include "env/resources.h"
+#include "formats/image.h"
+
+namespace {
+
+std::string dir;
+
+void write(const std::string& name, const std::string& bytes) {
+    if (FILE* f = std::fopen((dir + "/" + name).c_str(), "wb")) {
+        std::fwrite(bytes.data(), 1, bytes.size(), f);
+        std::fclose(f);
+    }
+}
+
+bool setup() {
+    char name[] = "/tmp/colors_fuzz_XXXXXX";
+    if (!mkdtemp(name)) std::abort();
+    dir = name;
+    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    // Entries 0 to 15 keep their names from one table to the next; a fixed table
+    // first makes every run start from the same names.
+    std::string base;
+    for (int i = 0; i < 16; ++i) base += "base" + std::to_string(i) + " 0.5 0.5 0.5\n";
+    write("base.clr", base);
+    return true;
+}
+
+void messages_to_null() {
+    MESS_reset();
+    MESS_set(0, 0xFFFFFFFFu);
+    MESS_set(-1, 0xF0u);
+}
+
+// Splits off the text up to the next NUL; false when there is none.
+bool next_part(const std::string& input, size_t& pos, std::string& part) {
+    size_t end = input.find('\0', pos);
+    if (end == std::string::npos) return false;
+    part = input.substr(pos, end - pos);
+    pos = end + 1;
+    return true;
+}
+
+void check_table() {
+    const int n = CLR_get_num();
+    if (n < 0 || n > 256 || CLR_get_num_fill() < 0 || CLR_get_num_fill() > 256) std::abort();
+    for (int i = -1; i <= n; ++i) {
+        if (std::memchr(CLR_get_name(i), '\0', 20) == nullptr) std::abort();
+        float r, g, b;
+        CLR_get_rgb(i, &r, &g, &b);
+    }
+}
+
+void attributes(const std::string& lines) {
+    size_t pos = 0;
+    while (pos <= lines.size()) {
+        size_t end = lines.find('\n', pos);
+        if (end == std::string::npos) end = lines.size();
+        const std::string line = lines.substr(pos, end - pos);
+        pos = end + 1;
+        Attrib a;
+        ATTRIB_init(&a);
+        ATTRIB_parse(line.c_str(), &a);
+        ATTRIB_print(&a);
+        RES_put("color_map", line.c_str());
+        ATTRIB_get("color_map", "green:st=dsh:w2", &a);
+        (void)CLR_get_ind(line.c_str());
+        (void)ATTR_parse_fill_pat(line.c_str());
+        (void)ATTR_parse_marker(line.c_str());
+    }
+}
+
+void enhancement() {
+    SAT_color_setup();
+    const int max = SAT_color_get_max();
+    if (max < -1 || max > 255) std::abort();
+    if (std::strlen(SAT_color_get_enhance()) >= 10) std::abort();
+    // An enhancement file that does not open leaves the tables of the frame before,
+    // with no break-off set; otherwise every count falls in one of the bins.
+    const bool rebuilt = SAT_color_get_cut(0) != -9999;
+    for (int v = 0; v < 256; ++v) {
+        const int bin = SAT_color_get_bin(v);
+        if (bin < 0 || bin > 255 || (rebuilt && bin > (max < 0 ? 0 : max))) std::abort();
+        (void)SAT_ind_ir(v);
+    }
+    for (float t = -120.0f; t <= 60.0f; t += 7.5f) (void)SAT_ir_ind(t);
+    (void)SAT_ir_ind(-9999.0f);
+    (void)SAT_ir_ind(NAN);
+
+    Image image{};
+    image.width = 17;
+    image.height = 9;
+    image.depth = 8;
+    image.bytes_per_line = 17;
+    const size_t bytes = static_cast<size_t>(image.height) * image.bytes_per_line;
+    image.data = static_cast<unsigned char*>(std::malloc(bytes));
+    if (!image.data) return;
+    for (size_t i = 0; i < bytes; ++i) image.data[i] = static_cast<unsigned char>(i * 37);
+    SAT_color_image(&image);
+    if (image.num_colors != CLR_get_num()) std::abort();
+    std::free(image.data);
+    std::free(image.colors);
+}
+
+// Runs one input in the scratch directory, so that relative names in it stay there.
+// libFuzzer opens its own files between runs, in the directory it was started in.
+class InScratch {
+   public:
+    explicit InScratch(const std::string& scratch) {
+        if (!getcwd(home_, sizeof home_) || chdir(scratch.c_str()) != 0) std::abort();
+    }
+    ~InScratch() {
+        if (chdir(home_) != 0) std::abort();
+    }
+    InScratch(const InScratch&) = delete;
+    InScratch& operator=(const InScratch&) = delete;
+
+   private:
+    char home_[4096];
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+    static const bool ready = setup();
+    (void)ready;
+    const InScratch in_scratch(dir);
+    if (size < 1) return 0;
+    const unsigned control = bytes[0];
+    const std::string input(reinterpret_cast<const char*>(bytes) + 1, size - 1);
+    size_t pos = 0;
+    std::string fill_list, attrib_lines, table;
+    if (!next_part(input, pos, fill_list) || !next_part(input, pos, attrib_lines) ||
+        !next_part(input, pos, table))
+        return 0;
+    // A single value names an enhancement file; a path could name a device that
+    // never ends a word.
+    if (fill_list.find('/') != std::string::npos) return 0;
+    write("t.clr", table);
+    write("e.enh", input.substr(pos));
+
+    RES_reset();
+    messages_to_null();
+    SAT_params_reset();
+    SAT_color_reset();
+    static const int families[4] = {51, 53, 55, 0};
+    SAT_params().imager_source = families[(control >> 3) & 3];
+    SAT_params().fill = static_cast<int>(control >> 5);
+    RES_put("file_path", dir.c_str());
+
+    CLR_clear_table();
+    CLR_read_table("base.clr");
+    CLR_clear_table();
+    if (control & 2) {
+        RES_put("color_table", "t.clr");
+        CLR_read_table(nullptr);
+    } else {
+        CLR_read_table((control & 4) ? "t.clr,t.clr" : "t.clr");
+    }
+    check_table();
+
+    attributes(attrib_lines);
+    check_table();
+
+    if (control & 1)
+        RES_put("color_fill", "e.enh");
+    else if (!fill_list.empty())
+        RES_put("color_fill", fill_list.c_str());
+    enhancement();
+    check_table();
+    return 0;
+}

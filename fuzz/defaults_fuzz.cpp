@@ -1,0 +1,227 @@
+// libFuzzer target for defaults files and the line readers. Input: line 1 the
+// program title (-name), line 2 the leading elements of the defaults list (tags
+// such as "+sat", or "." for the directory), the rest the file "zmt.cfg". The file
+// is read twice: directly through DEF_open/DEF_get, and as a defaults list of a
+// whole RES_init, whose values then take effect.
+#include <dirent.h>
+#include <ftw.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "env/dates.h"
+#include "env/defaults.h"
+#include "env/files.h"
+#include "env/messages.h"
+#include "env/resources.h"
+
+namespace {
+
+std::string dir;
+
+bool setup() {
+    char name[] = "/tmp/defaults_fuzz_XXXXXX";
+    if (!mkdtemp(name)) std::abort();
+    dir = name;
+    if (!std::freopen("/dev/null", "r", stdin)) std::abort();
+    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    // Variables of the caller would be a second, unseen source.
+    for (char** env = environ; env && *env;) {
+        if (std::strncmp(*env, "zmt", 3) == 0) {
+            std::string var(*env, std::strcspn(*env, "="));
+            unsetenv(var.c_str());
+        } else {
+            ++env;
+        }
+    }
+    return true;
+}
+
+int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
+    std::remove(path);
+    return 0;
+}
+
+// Log files that a "message" value opened are made here; each run starts empty.
+void clean_dir() {
+    if (DIR* d = opendir(dir.c_str())) {
+        std::vector<std::string> names;
+        while (struct dirent* e = readdir(d))
+            if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0)
+                names.push_back(dir + "/" + e->d_name);
+        closedir(d);
+        for (const std::string& n : names) nftw(n.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
+    }
+}
+
+void reset_all() {
+    RES_reset();
+    DEF_reset();
+    MESS_reset();
+    FILE_reset();
+    DATE_reset();
+    FLAG_reset(-9999);
+    FLAG_resetplot(1);
+    MESS_set(0, 0xFFFFFFFFu);
+    MESS_set(-1, 0xF0u);
+}
+
+std::string next_line(const std::string& input, size_t& pos) {
+    if (pos >= input.size()) return "";
+    size_t end = input.find('\n', pos);
+    if (end == std::string::npos) end = input.size();
+    std::string line = input.substr(pos, end - pos);
+    pos = end + 1;
+    return line;
+}
+
+void read_directly(const std::string& path, const std::string& title,
+                   const std::vector<std::string>& tags) {
+    char prog[] = "sat";
+    char* argv[] = {prog, nullptr};
+    RES_setCL(1, argv);
+    DEF_prog();
+    if (!title.empty()) DEF_name(title.c_str());
+    DEF_clr_tag();
+    for (const std::string& t : tags) DEF_tag(t.c_str());
+    if (DEF_open(path.c_str()) != 0) return;
+    char key[DEF_KEY_SIZE];
+    char value[DEF_VALUE_SIZE];
+    while (DEF_get(key, value) == 1) {
+        if (std::memchr(key, '\0', sizeof key) == nullptr ||
+            std::memchr(value, '\0', sizeof value) == nullptr)
+            std::abort();
+        for (const char* k = key; *k; ++k)
+            if (std::isupper(static_cast<unsigned char>(*k))) std::abort();
+        (void)DEF_cmp("plot_domain", key);
+        (void)DEF_cmp(value, key);
+        char bare[DEF_KEY_SIZE];
+        std::memset(bare, 'x', sizeof bare);
+        DEF_parse_name(key, bare);
+        if (std::memchr(bare, '\0', sizeof bare) == nullptr) std::abort();
+        if (DEF_valid(key)) {
+            // A key meant for this program names a resource that the environment
+            // could hold as well.
+            std::vector<char> env(DEF_ENV_SIZE);
+            DEF_env(bare, value, env.data());
+        }
+    }
+    DEF_close();
+}
+
+// The same file through the line readers, at a few sizes.
+void line_readers(const std::string& path, size_t input_size) {
+    for (int size : {1, 7, 160, 249}) {
+        FILE* f = std::fopen(path.c_str(), "r");
+        if (!f) return;
+        std::vector<char> buffer(static_cast<size_t>(size) + 1);
+        for (size_t n = 0; n <= input_size + 1; ++n) {
+            int got;
+            switch (n % 4) {
+                case 0:
+                    got = fgetstring(f, buffer.data(), size);
+                    break;
+                case 1:
+                    got = fgetnline(f, buffer.data(), size);
+                    break;
+                case 2:
+                    got = size == 160 ? fgetline(f, buffer.data()) : fskipline(f);
+                    break;
+                default:
+                    got = fskipline(f);
+                    break;
+            }
+            if (got < 0) break;
+            if (std::strlen(buffer.data()) > static_cast<size_t>(size)) std::abort();
+        }
+        std::fclose(f);
+    }
+}
+
+constexpr int keyed_ids[] = {57, 3,  73,  48, 41, 39, 55,  94, 63, 106, 112, 113, 114,
+                             6,  72, 111, 82, 76, 64, 80,  47, 40, 58,  78,  84,  110,
+                             96, 98, 89,  88, 85, 86, 44,  69, 37, 35,  51,  27,  28,
+                             13, 23, 17,  22, 15, 46, 102, 59, 2,  53,  0};
+constexpr int positional_ids[] = {50, 0};
+
+// Runs one input in the scratch directory, so that relative names in it stay there.
+// libFuzzer opens its own files between runs, in the directory it was started in.
+class InScratch {
+   public:
+    explicit InScratch(const std::string& scratch) {
+        if (!getcwd(home_, sizeof home_) || chdir(scratch.c_str()) != 0) std::abort();
+    }
+    ~InScratch() {
+        if (chdir(home_) != 0) std::abort();
+    }
+    InScratch(const InScratch&) = delete;
+    InScratch& operator=(const InScratch&) = delete;
+
+   private:
+    char home_[4096];
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+    static const bool ready = setup();
+    (void)ready;
+    const InScratch in_scratch(dir);
+    const std::string input(reinterpret_cast<const char*>(bytes), size);
+    // Values become log files and region files: a '|' would run a command, and a
+    // path or a home directory would leave the scratch directory.
+    if (input.find_first_of("|/~") != std::string::npos) return 0;
+    size_t pos = 0;
+    const std::string title = next_line(input, pos);
+    const std::string list = next_line(input, pos);
+    // "#n" in the defaults list asks a loop window over a message queue.
+    if (title.find('\0') != std::string::npos ||
+        list.find_first_of(std::string("#\0", 2)) != std::string::npos)
+        return 0;
+    const std::string body = pos < input.size() ? input.substr(pos) : "";
+
+    reset_all();
+    clean_dir();
+    const std::string path = dir + "/zmt.cfg";
+    if (FILE* f = std::fopen(path.c_str(), "wb")) {
+        std::fwrite(body.data(), 1, body.size(), f);
+        std::fclose(f);
+    }
+
+    std::vector<std::string> tags;
+    for (size_t p = 0; p <= list.size();) {
+        size_t end = list.find(':', p);
+        if (end == std::string::npos) end = list.size();
+        if (end > p && list[p] == '+') tags.push_back(list.substr(p + 1, end - p - 1));
+        p = end + 1;
+    }
+    read_directly(path, title, tags);
+    line_readers(path, body.size());
+
+    reset_all();
+    std::string def = list.empty() ? path : list + ":" + path;
+    std::vector<std::string> args = {"sat", "-df", def};
+    if (!title.empty()) {
+        args.push_back("-name");
+        args.push_back(title);
+    }
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    RES_init(static_cast<int>(args.size()), argv.data(), keyed_ids, positional_ids);
+    RES_list();
+    int count = 0;
+    char** names = nullptr;
+    RES_getvals("filename", &count, &names);
+    free_parsed_array(count, names);
+
+    reset_all();
+    clean_dir();
+    return 0;
+}
