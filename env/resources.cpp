@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
@@ -303,6 +304,11 @@ void queue_drain() {
     }
 }
 
+// The lowest int has no positive counterpart; it goes to the highest.
+int negated(int value) {
+    return value == INT_MIN ? INT_MAX : -value;
+}
+
 int hour_to_date(const char* t, Date* out) {
     int v[5] = {-9999, -9999, -9999, -9999, -9999};  // year, month, day, hour, minute
     int& month = v[1];
@@ -338,13 +344,13 @@ int hour_to_date(const char* t, Date* out) {
     } else if (t[0] == ':') {
         std::sscanf(t, ":%d", &minute);
     } else if (t[0] == '-' && t[1] == ':') {
-        if (std::sscanf(t + 2, "%d", &minute) == 1) minute = -minute;
+        if (std::sscanf(t + 2, "%d", &minute) == 1) minute = negated(minute);
     } else {
         std::sscanf(t, "%d:%d", &hour, &minute);
         if (t[0] == '-' && hour == 0) {
             // "-0:30" is thirty minutes back, not hour zero.
             hour = -9999;
-            if (minute != -9999) minute = -minute;
+            if (minute != -9999) minute = negated(minute);
         }
     }
     DATE_init(out);

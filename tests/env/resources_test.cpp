@@ -249,6 +249,9 @@ TEST_F(ResTest, TimeOfInterestForms) {
         {"6:15", M, M, M, 6, 15},
         {"-2:30", M, M, M, -2, 30},
         {"-0:30", M, M, M, M, -30},
+        // The lowest minute has no opposite in an int: it turns into the highest.
+        {"-:-2147483648", M, M, M, M, 2147483647},
+        {"-0:-2147483648", M, M, M, M, 2147483647},
         {"abc", M, M, M, M, M},
     };
     for (const auto& c : cases) {
