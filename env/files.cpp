@@ -1429,8 +1429,10 @@ int FILE_num_hour() {
         p = text + 1;
         scan_int(p, minutes);
     }
-    if (hours < 0 || (hours == 0 && text[0] == '-')) minutes = -minutes;
-    return clamp_int(minutes * 60LL + hours * 3600LL);
+    // In 64 bits: the lowest int as minutes has no opposite in an int.
+    long long signed_minutes = minutes;
+    if (hours < 0 || (hours == 0 && text[0] == '-')) signed_minutes = -signed_minutes;
+    return clamp_int(signed_minutes * 60 + hours * 3600LL);
 }
 
 int FILE_get_skip() {

@@ -294,7 +294,10 @@ TEST_F(Selection, SpanAndStepTexts) {
                           {"6,:30", 21600, 0},
                           {"", 0, 3600},
                           {"junk", 0, 3600},
-                          {"99999999999,99999999999", 2147483647, 2147483647}};
+                          {"99999999999,99999999999", 2147483647, 2147483647},
+                          // Minutes at the lowest int turn positive without overflow.
+                          {"-1:-2147483648", 2147483647, 3600},
+                          {"-0:-99999999999", 2147483647, 3600}};
     for (const Case& c : cases) {
         RES_put("num_hour", c.text);
         EXPECT_EQ(FILE_num_hour(), c.hours) << c.text;
