@@ -2,6 +2,7 @@
 // message levels and log, and the order of the sources of a resource.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -17,13 +18,11 @@ namespace {
 
 using sat_test::Capture;
 using sat_test::read_file;
-using sat_test::run_sat;
 using sat_test::RunOptions;
 using sat_test::RunResult;
 using sat_test::TempDir;
 using sat_test::write_file;
 
-// The help screen of the display's option list, line for line.
 const std::string kHelp = R"(sat syntax (version:5.59-LINUX-X11)
    sat [options...]
 Keyed options...
@@ -100,6 +99,7 @@ Positional options...
 )";
 
 const std::string kHelpHead = "sat: This program plots satellite data\n";
+const std::string kScreen = kHelpHead + kHelp;
 
 const int kKeyed[] = {57, 3,  73, 48, 41, 39, 55, 94, 63,  106, 112, 113, 114, 6,  72, 111, 82,
                       76, 64, 80, 47, 40, 58, 78, 84, 110, 96,  98,  89,  88,  85, 86, 44,  69,
@@ -109,20 +109,16 @@ const int kPositional[] = {50, 0};
 // A run of the binary with no defaults file of the machine taking part.
 RunResult sat(const std::vector<std::string>& args, RunOptions options = {}) {
     if (!options.env.count("zmtdefault")) options.env["zmtdefault"] = "/nonexistent/defaults";
-    return run_sat(args, options);
+    return sat_test::run_sat(args, options);
 }
 
 // A batch run for the current file in an empty directory: it ends in "File not found".
-std::vector<std::string> no_file_run(const TempDir& dir, std::vector<std::string> args) {
+RunResult no_file_run(const TempDir& dir, std::vector<std::string> args) {
     for (const char* a : {"-ba", "-cu", "-fp"}) args.push_back(a);
     args.push_back(dir.path());
-    return args;
-}
-
-RunOptions in_dir(const TempDir& dir) {
     RunOptions options;
     options.cwd = dir.path();
-    return options;
+    return sat(args, options);
 }
 
 std::vector<std::string> lines_of(const std::string& text) {
@@ -132,62 +128,76 @@ std::vector<std::string> lines_of(const std::string& text) {
     return lines;
 }
 
-TEST(Help, ScreenTextInProcess) {
+TEST(Help, ScreenTextAndLabelQuirksInProcess) {
     MESS_reset();
     Capture cap;
     RES_help_print("sat", kKeyed, kPositional);
-    EXPECT_EQ(cap.out(), kHelp);
+    for (int id : {111, 56, 107, 64, 65, 104, 49}) RES_help_item(id);
+    EXPECT_EQ(cap.out(), kHelp +
+                             " -in type    Type of input\n"
+                             " -gn number  Specific grid type (number) to use\n"
+                             " -de dev[,name]  ZMTLoop window number\n"
+                             " -if type    Input data file type\n"
+                             " -if type[,...]  Input data file type\n"
+                             " val1 val2 ...  Input values:\n"
+                             " file        Input file name\n");
     EXPECT_EQ(cap.err(), "");
 }
 
-TEST(Help, OtherIdsKeepTheirLabelQuirks) {
-    MESS_reset();
-    Capture cap;
-    for (int id : {111, 56, 107, 64, 65, 104, 49}) RES_help_item(id);
-    EXPECT_EQ(cap.out(),
-              " -in type    Type of input\n"
-              " -gn number  Specific grid type (number) to use\n"
-              " -de dev[,name]  ZMTLoop window number\n"
-              " -if type    Input data file type\n"
-              " -if type[,...]  Input data file type\n"
-              " val1 val2 ...  Input values:\n"
-              " file        Input file name\n");
-}
-
-TEST(Binary, HelpExitsZero) {
-    RunResult r = sat({"-h"});
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.out, kHelpHead + kHelp);
-    EXPECT_EQ(r.err, "");
-    // Flags never eat the next word; `--` vanishes.
-    RunResult r2 = sat({"-h", "somefile", "--", "-ba"});
-    EXPECT_EQ(r2.code, 0);
-    EXPECT_EQ(r2.out, kHelpHead + kHelp);
-}
-
-TEST(Binary, MessageLevelGatesOutput) {
-    EXPECT_EQ(sat({"-me", "none", "-h"}).out, "");
-    EXPECT_EQ(sat({"-me=-print", "-h"}).out, "");
-    EXPECT_EQ(sat({"--me=+debug", "-h"}).out, kHelpHead + kHelp);
-    EXPECT_EQ(sat({"-me", "print", "-h"}).out, kHelpHead + kHelp);
-    // `-me -print` is two switches: the level stays and an unknown resource `print` appears.
-    EXPECT_EQ(sat({"-me", "-print", "-h"}).out, kHelpHead + kHelp);
-    // An explicit level stands against the batch default in either order.
-    EXPECT_EQ(sat({"-ba", "-me=-print", "-h"}).out, "");
-    EXPECT_EQ(sat({"-me=-print", "-ba", "-h"}).out, "");
+// Whether the help screen shows, by message level and by the source of the level that
+// spoke last: defaults list, environment, command line.
+TEST(Binary, HelpScreenByLevelAndLatestSource) {
     TempDir dir;
-    RunResult r = sat(no_file_run(dir, {"-me", "none"}), in_dir(dir));
-    EXPECT_EQ(r.code, 10);
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.err, "");
+    write_file(dir.file("quiet"), "sat.message: none\n");
+    write_file(dir.file("loud"), "*message: print\n");
+    const std::map<std::string, std::string> quiet{{"zmtdefault", dir.file("quiet")}},
+        quiet_env{{"zmtdefault", dir.file("quiet")}, {"zmtmess", "print"}},
+        loud_env{{"zmtdefault", dir.file("loud")}, {"zmtsat.message", "none"}};
+    const struct {
+        std::vector<std::string> args;
+        std::map<std::string, std::string> env;
+        bool shown;
+    } cases[] = {
+        {{"-h"}, {}, true},
+        {{"-h", "somefile", "--", "-ba"}, {}, true},  // flags never eat the next word
+        {{"-me", "none", "-h"}, {}, false},
+        {{"-me=-print", "-h"}, {}, false},
+        {{"--me=+debug", "-h"}, {}, true},
+        {{"-me", "print", "-h"}, {}, true},
+        {{"-me", "-print", "-h"}, {}, true},  // two switches: the level stays
+        {{"-ba", "-me=-print", "-h"}, {}, false},
+        {{"-me=-print", "-ba", "-h"}, {}, false},
+        {{"-h"}, quiet, false},
+        {{"-h"}, quiet_env, true},
+        {{"-h", "-me", "none"}, quiet_env, false},
+        {{"-h"}, loud_env, false},
+        {{"-h", "-me=print"}, loud_env, true},
+        {{"-h", "-df", dir.file("quiet")}, {}, false},  // replaces zmtdefault
+        // Under another program name the qualified environment name no longer applies.
+        {{"-h", "-name", "radar"}, loud_env, true},
+    };
+    for (const auto& c : cases) {
+        std::string label;
+        for (const auto& a : c.args) label += a + " ";
+        for (const auto& e : c.env) label += e.first + "=" + e.second + " ";
+        RunOptions options;
+        options.env = c.env;
+        RunResult r = sat(c.args, options);
+        EXPECT_EQ(r.code, 0) << label;
+        EXPECT_EQ(r.err, "") << label;
+        EXPECT_EQ(r.out, c.shown ? kScreen : "") << label;
+    }
 }
 
-TEST(Binary, ErrorsGoToStandardError) {
+TEST(Binary, ErrorsGoToStandardErrorUnlessSilenced) {
     TempDir dir;
-    RunResult r = sat(no_file_run(dir, {}), in_dir(dir));
+    RunResult r = no_file_run(dir, {});
     EXPECT_EQ(r.code, 10);
     EXPECT_EQ(r.err.rfind("File not found: ", 0), 0u) << r.err;
     EXPECT_EQ(r.out.find("File not found"), std::string::npos);
+    r = no_file_run(dir, {"-me", "none"});
+    EXPECT_EQ(r.code, 10);
+    EXPECT_EQ(r.out + r.err, "");
     r = sat({"/nonexistent/x.area"});
     EXPECT_EQ(r.code, 10);
     EXPECT_NE(r.err.find("SAT_read_file: Unable to open file:/nonexistent/x.area\n"),
@@ -200,9 +210,8 @@ TEST(Binary, LogFileWithTimeStamps) {
     std::string log = dir.file("run.log");
     RunResult r = sat({"-me", "@fi:" + log, "-h"});
     EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.out, kHelpHead + kHelp);  // still on the screen
-    std::vector<std::string> expected = lines_of(kHelpHead + kHelp);
-    std::vector<std::string> logged = lines_of(read_file(log));
+    EXPECT_EQ(r.out, kScreen);  // still on the screen
+    std::vector<std::string> expected = lines_of(kScreen), logged = lines_of(read_file(log));
     ASSERT_EQ(logged.size(), expected.size());
     const std::regex stamp(
         R"(^\d\d (JAN|FEB|MAR|APR|MAY|JUN|JUL|AUG|SEP|OCT|NOV|DEC) \d\d  \d\d:\d\d:\d\dZ -- )");
@@ -213,56 +222,25 @@ TEST(Binary, LogFileWithTimeStamps) {
     }
 
     std::string quiet = dir.file("quiet.log");
-    r = sat(no_file_run(dir, {"-me", "out3,fi:" + quiet}), in_dir(dir));
+    r = no_file_run(dir, {"-me", "out3,fi:" + quiet});
     EXPECT_EQ(r.code, 10);
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.out + r.err, "");
     EXPECT_NE(read_file(quiet).find("File not found: "), std::string::npos);
 }
 
-TEST(Binary, PagingPausesEveryTwentyTwoLines) {
+TEST(Binary, PagingPausesEveryTwentyTwoLinesButNotInBatch) {
     RunOptions options;
     options.input = "\n\n\n\n";
     RunResult r = sat({"-me", "page,line:0", "-h"}, options);
     EXPECT_EQ(r.code, 0);
     std::string expected;
     int count = 0;
-    for (const std::string& line : lines_of(kHelpHead + kHelp)) {
+    for (const std::string& line : lines_of(kScreen)) {
         expected += line + "\n";
-        if (++count == 23) {
-            expected += "Press return to continue\n";
-            count = 0;
-        }
+        if (++count == 23) expected += "Press return to continue\n", count = 0;
     }
     EXPECT_EQ(r.out, expected);
-    // In batch the pause never comes.
-    EXPECT_EQ(sat({"-me", "page,line:0", "-ba", "-h"}, options).out, kHelpHead + kHelp);
-}
-
-// The message level is a resource like any other, and it shows from outside: the help
-// screen appears or not by the source that spoke last.
-TEST(Binary, LatestSourceWins) {
-    TempDir dir;
-    write_file(dir.file("quiet"), "sat.message: none\n");
-    write_file(dir.file("loud"), "*message: print\n");
-    RunOptions file_only;
-    file_only.env["zmtdefault"] = dir.file("quiet");
-    EXPECT_EQ(sat({"-h"}, file_only).out, "");
-
-    RunOptions file_env = file_only;
-    file_env.env["zmtmess"] = "print";
-    EXPECT_EQ(sat({"-h"}, file_env).out, kHelpHead + kHelp);
-    EXPECT_EQ(sat({"-h", "-me", "none"}, file_env).out, "");
-
-    RunOptions loud;
-    loud.env["zmtdefault"] = dir.file("loud");
-    loud.env["zmtsat.message"] = "none";
-    EXPECT_EQ(sat({"-h"}, loud).out, "");
-    EXPECT_EQ(sat({"-h", "-me=print"}, loud).out, kHelpHead + kHelp);
-    // The defaults list given on the command line replaces zmtdefault.
-    EXPECT_EQ(sat({"-h", "-df", dir.file("quiet")}, RunOptions{}).out, "");
-    // Under another program name the qualified environment name no longer applies.
-    EXPECT_EQ(sat({"-h", "-name", "radar"}, loud).out.substr(0, kHelpHead.size()), kHelpHead);
+    EXPECT_EQ(sat({"-me", "page,line:0", "-ba", "-h"}, options).out, kScreen);
 }
 
 TEST(Binary, LoopWindowThatIsNotRunning) {
@@ -271,7 +249,7 @@ TEST(Binary, LoopWindowThatIsNotRunning) {
     RunResult r = sat({"-h"}, options);
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.err, "ZMTloop window: 7 not running or no message queue exists\n");
-    EXPECT_EQ(r.out, kHelpHead + kHelp);
+    EXPECT_EQ(r.out, kScreen);
 }
 
 }  // namespace

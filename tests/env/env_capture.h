@@ -1,5 +1,5 @@
 // Captures standard output and standard error of the test process and feeds its
-// standard input, for the tests of the message and resource modules.
+// standard input from a text, for the tests of the message and resource modules.
 #pragma once
 
 #include <stdio_ext.h>
@@ -12,20 +12,19 @@
 
 namespace sat_test {
 
-// Captures what the process writes to standard output and standard error, and feeds
-// standard input from a text.
 class Capture {
    public:
     explicit Capture(const std::string& input = "") {
         sat_test::write_file(dir_.file("in"), input);
         std::fflush(stdout);
         std::fflush(stderr);
-        saved_[0] = dup(0);
-        saved_[1] = dup(1);
-        saved_[2] = dup(2);
-        redirect(0, "in", "r");
-        redirect(1, "out", "w");
-        redirect(2, "err", "w");
+        const char* names[] = {"in", "out", "err"};
+        for (int fd = 0; fd < 3; ++fd) {
+            saved_[fd] = dup(fd);
+            FILE* f = std::fopen(dir_.file(names[fd]).c_str(), fd ? "w" : "r");
+            dup2(fileno(f), fd);
+            std::fclose(f);
+        }
         __fpurge(stdin);
         std::clearerr(stdin);
     }
@@ -44,21 +43,10 @@ class Capture {
         out_ = sat_test::read_file(dir_.file("out"));
         err_ = sat_test::read_file(dir_.file("err"));
     }
-    const std::string& out() {
-        restore();
-        return out_;
-    }
-    const std::string& err() {
-        restore();
-        return err_;
-    }
+    const std::string& out() { return restore(), out_; }
+    const std::string& err() { return restore(), err_; }
 
    private:
-    void redirect(int fd, const char* name, const char* mode) {
-        FILE* f = std::fopen(dir_.file(name).c_str(), mode);
-        dup2(fileno(f), fd);
-        std::fclose(f);
-    }
     TempDir dir_;
     int saved_[3] = {-1, -1, -1};
     bool done_ = false;

@@ -28,9 +28,7 @@ std::vector<std::string> split(const char* text, char delimiter, int* result = n
     if (result) *result = r;
     std::vector<std::string> pieces;
     for (int i = 0; i < count; ++i) pieces.emplace_back(array[i]);
-    if (count == 0) {
-        EXPECT_EQ(array, nullptr);
-    }
+    EXPECT_TRUE(count != 0 || array == nullptr) << "no piece leaves no array";
     free_parsed_array(count, array);
     return pieces;
 }
@@ -38,8 +36,7 @@ std::vector<std::string> split(const char* text, char delimiter, int* result = n
 class MessTest : public ::testing::Test {
    protected:
     void SetUp() override {
-        MESS_reset();
-        RES_reset();
+        TearDown();
         FLAG_reset(-9999);
         FLAG_resetplot(1);
     }
@@ -50,17 +47,18 @@ class MessTest : public ::testing::Test {
 };
 
 TEST(ParseString, KeepsInnerEmptyPiecesAndDropsTrailingDelimiters) {
-    EXPECT_EQ(split("a,,b,", ','), (std::vector<std::string>{"a", "", "b"}));
-    EXPECT_EQ(split("a,,b,,,", ','), (std::vector<std::string>{"a", "", "b"}));
-    EXPECT_EQ(split(",a", ','), (std::vector<std::string>{"", "a"}));
-    EXPECT_EQ(split(",,,", ','), (std::vector<std::string>{""}));
-    EXPECT_EQ(split("one\ntwo", '\n'), (std::vector<std::string>{"one", "two"}));
-    EXPECT_EQ(split("/usr/local", '/'), (std::vector<std::string>{"", "usr", "local"}));
+    using V = std::vector<std::string>;
+    EXPECT_EQ(split("a,,b,", ','), (V{"a", "", "b"}));
+    EXPECT_EQ(split("a,,b,,,", ','), (V{"a", "", "b"}));
+    EXPECT_EQ(split(",a", ','), (V{"", "a"}));
+    EXPECT_EQ(split(",,,", ','), (V{""}));
+    EXPECT_EQ(split("one\ntwo", '\n'), (V{"one", "two"}));
+    EXPECT_EQ(split("/usr/local", '/'), (V{"", "usr", "local"}));
     int r = 0;
-    EXPECT_TRUE(split("", ',', &r).empty());
-    EXPECT_EQ(r, -1);
-    EXPECT_TRUE(split(nullptr, ',', &r).empty());
-    EXPECT_EQ(r, -1);
+    for (const char* nothing : {"", static_cast<const char*>(nullptr)}) {
+        EXPECT_TRUE(split(nothing, ',', &r).empty());
+        EXPECT_EQ(r, -1);
+    }
     split("x", ',', &r);
     EXPECT_EQ(r, 0);
     free_parsed_array(0, nullptr);  // no piece, nothing to free
@@ -68,18 +66,13 @@ TEST(ParseString, KeepsInnerEmptyPiecesAndDropsTrailingDelimiters) {
 
 TEST(TextHelpers, CaseInsensitiveCompareAgreesWithTheCLibrary) {
     const char* words[] = {"", "a", "A", "abc", "ABD", "abcd", "Zeta", "zet", "b", "_x", "[y"};
+    auto same_sign = [](int x, int y) { return (x < 0) == (y < 0) && (x == 0) == (y == 0); };
     for (const char* a : words) {
         for (const char* b : words) {
-            int mine = stricmp(a, b);
-            int libc = strcasecmp(a, b);
-            EXPECT_EQ(mine < 0, libc < 0) << a << " " << b;
-            EXPECT_EQ(mine == 0, libc == 0) << a << " " << b;
-            for (int n = 1; n <= 5; ++n) {
-                int mine_n = strnicmp(a, b, n);
-                int libc_n = strncasecmp(a, b, static_cast<size_t>(n));
-                EXPECT_EQ(mine_n < 0, libc_n < 0) << a << " " << b << " " << n;
-                EXPECT_EQ(mine_n == 0, libc_n == 0) << a << " " << b << " " << n;
-            }
+            EXPECT_TRUE(same_sign(stricmp(a, b), strcasecmp(a, b))) << a << " " << b;
+            for (size_t n = 1; n <= 5; ++n)
+                EXPECT_TRUE(same_sign(strnicmp(a, b, static_cast<int>(n)), strncasecmp(a, b, n)))
+                    << a << " " << b << " " << n;
         }
     }
     EXPECT_EQ(stricmp("b", "a"), 1);  // the difference of the first differing characters
@@ -90,74 +83,59 @@ TEST(TextHelpers, CaseInsensitiveCompareAgreesWithTheCLibrary) {
 }
 
 TEST(TextHelpers, InPlaceEditors) {
-    char a[] = "MiXeD 123 Z";
-    EXPECT_EQ(low_string(a), 1);
-    EXPECT_STREQ(a, "mixed 123 z");
-    char empty[] = "";
-    EXPECT_EQ(low_string(empty), 0);
+    // Runs an editor on a copy of the text: "result:text".
+    auto edit = [](int (*fn)(char*), std::string text) {
+        int r = fn(text.data());
+        return std::to_string(r) + ":" + text.c_str();
+    };
+    EXPECT_EQ(edit(low_string, "MiXeD 123 Z"), "1:mixed 123 z");
+    EXPECT_EQ(edit(low_string, ""), "0:");
     EXPECT_EQ(low_string(nullptr), 0);
-
-    char b[] = "line\r\r";
-    trim_cr_string(b);
-    EXPECT_STREQ(b, "line");
-    char c[] = "word  \t  ";
-    trim_string(c);
-    EXPECT_STREQ(c, "word  \t");
-    char d[] = "a\nb\r\nc  \n";
-    EXPECT_EQ(wstrim_string(d), 1);
-    EXPECT_STREQ(d, "abc  ");
+    EXPECT_EQ(edit(trim_cr_string, "line\r\r").substr(1), ":line");
+    EXPECT_EQ(edit(trim_string, "word  \t  ").substr(1), ":word  \t");
+    EXPECT_EQ(edit(wstrim_string, "a\nb\r\nc  \n"), "1:abc  ");
+    EXPECT_EQ(edit(clean_line, "x\ty\x80z\x01\n\r"), "1:x y z");
+    EXPECT_EQ(edit(clean_line, "\n\r"), "1:");
+    EXPECT_EQ(edit(clean_line, ""), "0:");
     char e[] = "a b  c";
     fill_string(e, ' ', '_');
     EXPECT_STREQ(e, "a_b__c");
-
-    char f[] = "x\ty\x80z\x01\n\r";
-    EXPECT_EQ(clean_line(f), 1);
-    EXPECT_STREQ(f, "x y z");
-    char g[] = "\n\r";
-    EXPECT_EQ(clean_line(g), 1);
-    EXPECT_STREQ(g, "");
-    EXPECT_EQ(clean_line(empty), 0);
 }
 
 TEST(TextHelpers, SetNumFollowsSignificantDigits) {
-    char out[64];
-    // 12.345 with 3 digits: exponent 1, so 1 decimal, width 5.
-    EXPECT_STREQ(set_num(out, "5.3.0", 12.345f), " 12.3");
-    // 0.0123 with 2 digits: exponent -2, 3 decimals.
-    EXPECT_STREQ(set_num(out, "6.2.0", 0.0123f), " 0.012");
-    // Least decimals win over the digit rule.
-    EXPECT_STREQ(set_num(out, "8.2.2", 1234.0f), " 1234.00");
-    // Tiny values count as zero with exponent 2: 3 digits give 0 decimals.
-    EXPECT_STREQ(set_num(out, "4.3.0", 0.000001f), "   0");
-    // Width below 1 becomes digits + 1; a width below the decimals grows to them.
-    EXPECT_STREQ(set_num(out, "0.3.0", 5.5f), "5.50");
-    EXPECT_STREQ(set_num(out, "2.4.0", 0.5f), "0.5000");
-    // Width above 9 is cut to 9.
-    EXPECT_STREQ(set_num(out, "15.2.0", -3.0f), "     -3.0");
-}
-
-TEST(TextHelpers, SetNumSurvivesExtremeFormatsAndValues) {
+    // 12.345 with 3 digits has exponent 1: 1 decimal; 0.0123 with 2 digits: 3 decimals;
+    // least decimals win over the digit rule; tiny values count as zero with exponent 2;
+    // a width below 1 becomes digits + 1 and one below the decimals grows to them; a width
+    // above 9 is cut to 9. Values without digits print as printf prints them.
+    const struct {
+        const char* format;
+        float value;
+        const char* expected;
+    } cases[] = {{"5.3.0", 12.345f, " 12.3"},    {"6.2.0", 0.0123f, " 0.012"},
+                 {"8.2.2", 1234.0f, " 1234.00"}, {"4.3.0", 0.000001f, "   0"},
+                 {"0.3.0", 5.5f, "5.50"},        {"2.4.0", 0.5f, "0.5000"},
+                 {"15.2.0", -3.0f, "     -3.0"}, {"6.3.0", INFINITY, "   inf"},
+                 {"6.3.0", -INFINITY, "  -inf"}, {"4.3.0", NAN, " nan"},
+                 {"0.-2147483648.0", 2.5f, "2"}};
     char out[128];
-    // Digit counts at the ends of the int range: the precision is held to 40, the
-    // width follows it, and nothing overflows on the way.
+    for (const auto& c : cases)
+        EXPECT_STREQ(set_num(out, c.format, c.value), c.expected) << c.format;
+    // Digit counts at the ends of the int range: the precision is held to 40 and the width
+    // follows it, with no overflow on the way.
     char expected[128];
     std::snprintf(expected, sizeof expected, "%40.40f", 0.5);
     EXPECT_STREQ(set_num(out, "0.2147483647.0", 0.5f), expected);
-    EXPECT_STREQ(set_num(out, "0.-2147483648.0", 2.5f), "2");
     std::snprintf(expected, sizeof expected, "%40.40f", 1.0);
     EXPECT_STREQ(set_num(out, "5.3.2147483647", 1.0f), expected);
-    // Values without digits print as printf prints them.
-    EXPECT_STREQ(set_num(out, "6.3.0", INFINITY), "   inf");
-    EXPECT_STREQ(set_num(out, "6.3.0", -INFINITY), "  -inf");
-    EXPECT_STREQ(set_num(out, "4.3.0", NAN), " nan");
 }
 
 TEST(LineReaders, NewlineStaysUntilTheNextRead) {
     TempDir dir;
-    write_file(dir.file("t"), "one\n\nthree is long\nlast");
+    write_file(dir.file("t"), "skip me\none\n\nthree is long\nlast");
     FILE* f = std::fopen(dir.file("t").c_str(), "r");
     ASSERT_NE(f, nullptr);
     char buf[200];
+    EXPECT_EQ(fskipline(f), 0);
     EXPECT_EQ(fgetstring(f, buf, 100), 1);
     EXPECT_STREQ(buf, "one");
     EXPECT_EQ(fgetstring(f, buf, 100), 0);
@@ -171,80 +149,65 @@ TEST(LineReaders, NewlineStaysUntilTheNextRead) {
     EXPECT_EQ(fgetstring(f, buf, 100), -1);
     EXPECT_EQ(fgetnline(f, buf, 100), -1);
     std::fclose(f);
-
-    write_file(dir.file("s"), "skip me\nkeep\n");
-    f = std::fopen(dir.file("s").c_str(), "r");
-    EXPECT_EQ(fskipline(f), 0);
-    EXPECT_EQ(fgetline(f, buf), 4);
-    EXPECT_STREQ(buf, "keep");
-    std::fclose(f);
 }
 
 TEST_F(MessTest, SetOperationsAndPriorities) {
     EXPECT_EQ(MESS_get(), 0x000FFFFFu);
-    MESS_set(20, 0xC0);  // a default: acts while nothing was set explicitly
-    EXPECT_EQ(MESS_get(), 0xFFu);
-    EXPECT_EQ(MESS_check_set(), 0);
-    MESS_set(10, 0x800);  // acts without counting
-    EXPECT_EQ(MESS_get(), 0xFFFu);
-    EXPECT_EQ(MESS_check_set(), 0);
-    MESS_set(0, 0x30);  // explicit
-    EXPECT_EQ(MESS_get(), 0x3Fu);
-    EXPECT_EQ(MESS_check_set(), 1);
-    MESS_set(21, 0xF000);  // defaults now give way
-    MESS_set(20, 0);
-    MESS_set(19, 0x3F);
-    EXPECT_EQ(MESS_get(), 0x3Fu);
-    MESS_set(11, 0x80000000u);
-    EXPECT_EQ(MESS_get(), 0x8000003Fu);
-    MESS_set(9, 0x0F);
-    EXPECT_EQ(MESS_get(), 0x80000030u);
-    MESS_set(1, 0x100);
-    MESS_set(-1, 0x80000000u);
-    EXPECT_EQ(MESS_get(), 0x130u);
-    EXPECT_EQ(MESS_check_set(), 3);
-    MESS_set(7, 0xFFFF);  // not an operation
-    EXPECT_EQ(MESS_get(), 0x130u);
-    MESS_set(0, 0);
-    EXPECT_EQ(MESS_get(), 0u);
+    // Applied in order. 20 is a default, acting while nothing was set explicitly; 10 acts
+    // without counting; 0 is explicit; 7 is no operation. `set` -1: not checked.
+    const struct {
+        int op;
+        uint32_t mask, level;
+        int set;
+    } steps[] = {{20, 0xC0, 0xFF, 0},
+                 {10, 0x800, 0xFFF, 0},
+                 {0, 0x30, 0x3F, 1},
+                 {21, 0xF000, 0x3F, -1},
+                 {20, 0, 0x3F, -1},
+                 {19, 0x3F, 0x3F, -1},
+                 {11, 0x80000000u, 0x8000003Fu, -1},
+                 {9, 0x0F, 0x80000030u, -1},
+                 {1, 0x100, 0x80000130u, -1},
+                 {-1, 0x80000000u, 0x130, 3},
+                 {7, 0xFFFF, 0x130, -1},
+                 {0, 0, 0, -1}};
+    for (const auto& c : steps) {
+        MESS_set(c.op, c.mask);
+        EXPECT_EQ(MESS_get(), c.level) << c.op << " " << c.mask;
+        EXPECT_EQ(c.set < 0 ? c.set : MESS_check_set(), c.set) << c.op << " " << c.mask;
+    }
     EXPECT_EQ(MESS_check(0xFFFFFFFFu), 0);
 }
 
 TEST_F(MessTest, LevelWordsAndSubLevels) {
-    struct Case {
-        const char* text;
-        uint32_t level;
-    };
-    const Case cases[] = {
-        {"debug", 0xFFFFFFFFu},
-        {"none", 0},
-        {"print", 0xF},
-        {"ERROR", 0x3F},
-        {"warn", 0xFF},
-        {"mess", 0xFFF},
-        {"out1", 0xFFFF},
-        {"out2", 0xFFFFF},
-        {"out3", 0xFFFFFF},
-        {"out4", 0xFFFFFFF},
-        {"out1b", 0x3FFF},
-        {"warna", 0x7F},
-        {"errord", 0},
-        {"errora", 0x1F},
-        {"warnb", 0xFF},
-        {"warnc", 0},
-        {"printc", 0x7},
-        {"out2d", 0xFFFFF},
-        {"nonsense", 0},
-        {"+debugd", 0x800FFFFFu},
-        {"-out2", 0xFFFF},
-        {"-print,+out4a", 0x010FFFF0u},
-        {"warn,+debug", 0xF00000FFu},
-    };
-    for (const Case& c : cases) {
+    const std::pair<const char*, uint32_t> cases[] = {{"debug", 0xFFFFFFFFu},
+                                                      {"none", 0},
+                                                      {"print", 0xF},
+                                                      {"ERROR", 0x3F},
+                                                      {"warn", 0xFF},
+                                                      {"mess", 0xFFF},
+                                                      {"out1", 0xFFFF},
+                                                      {"out2", 0xFFFFF},
+                                                      {"out3", 0xFFFFFF},
+                                                      {"out4", 0xFFFFFFF},
+                                                      {"out1b", 0x3FFF},
+                                                      {"warna", 0x7F},
+                                                      {"errord", 0},
+                                                      {"errora", 0x1F},
+                                                      {"warnb", 0xFF},
+                                                      {"warnc", 0},
+                                                      {"printc", 0x7},
+                                                      {"out2d", 0xFFFFF},
+                                                      {"nonsense", 0},
+                                                      {"+debugd", 0x800FFFFFu},
+                                                      {"-out2", 0xFFFF},
+                                                      {"-print,+out4a", 0x010FFFF0u},
+                                                      {"warn,+debug", 0xF00000FFu}};
+    for (const auto& [text, level] : cases) {
         MESS_reset();
-        MESS_set_str(c.text);
-        EXPECT_EQ(MESS_get(), c.level) << c.text;
-        EXPECT_EQ(MESS_check_set(), 1) << c.text;
+        MESS_set_str(text);
+        EXPECT_EQ(MESS_get(), level) << text;
+        EXPECT_EQ(MESS_check_set(), 1) << text;
     }
 }
 
@@ -263,22 +226,18 @@ TEST_F(MessTest, ErrorsAndWarningsGoToStandardError) {
 TEST_F(MessTest, PagingCountsOnlyTheNewlinesOfTheFormat) {
     MESS_set_str("page,line:2");
     EXPECT_EQ(MESS_get_max_lines(), 2);
-    Capture cap("xy");
-    MESS_print(0xF, "%s", "a\nb\nc\nd\n");  // no newline in the format: no count
-    MESS_print(0xF, "1\n");
-    MESS_print(0xF, "2\n");
-    MESS_print(0xF, "3\n");  // third line: pause
-    MESS_print(0xF, "4\n");
-    MESS_print(0xF, "5\n");
-    MESS_print(0xF, "6\n");  // pause again
-    EXPECT_EQ(cap.out(),
-              "a\nb\nc\nd\n1\n2\n3\nPress return to continue\n4\n5\n6\nPress return to continue\n");
+    {
+        Capture cap("xy");
+        MESS_print(0xF, "%s", "a\nb\nc\nd\n");  // no newline in the format: no count
+        for (const char* line : {"1\n", "2\n", "3\n", "4\n", "5\n", "6\n"}) MESS_print(0xF, line);
+        EXPECT_EQ(cap.out(),
+                  "a\nb\nc\nd\n1\n2\n3\nPress return to continue\n4\n5\n6\n"
+                  "Press return to continue\n");
+    }
     MESS_reset();
     MESS_set_str("line:0");
     EXPECT_EQ(MESS_get_max_lines(), 22);
-}
-
-TEST_F(MessTest, BatchAndNoPageNeverStop) {
+    // In batch the pause never comes.
     MESS_set_str("page,line:1");
     FLAG_set_batch(1);
     Capture cap("");
@@ -286,34 +245,34 @@ TEST_F(MessTest, BatchAndNoPageNeverStop) {
     EXPECT_EQ(cap.out(), "x\nx\nx\nx\nx\n");
 }
 
+// Prints through a log set by `-me` text, restores the screen and returns what it showed.
+std::string print_with(const std::string& level,
+                       const std::vector<std::pair<uint32_t, const char*>>& lines) {
+    MESS_reset();
+    MESS_set_str(level.c_str());
+    Capture cap;
+    for (const auto& [mask, text] : lines) MESS_print(mask, "%s", text);
+    std::string shown = cap.out() + cap.err();
+    MESS_reset();
+    return shown;
+}
+
 TEST_F(MessTest, LogFileModes) {
     TempDir dir;
+    // Into a new directory, appending, only the log.
     std::string log = dir.file("sub/run.log");
-    {
-        MESS_set_str(("out3,fi:" + log).c_str());
-        Capture cap;
-        MESS_print(0x100000, "out3 %d\n", 3);
-        MESS_print(0x1000000, "out4\n");
-        MESS_print(0x30, "error\n");
-        EXPECT_EQ(cap.out(), "");
-        EXPECT_EQ(cap.err(), "");
-    }
-    MESS_reset();
-    EXPECT_EQ(read_file(log), "out3 3\nerror\n");
+    EXPECT_EQ(print_with("out3,fi:" + log,
+                         {{0x100000, "out3\n"}, {0x1000000, "out4\n"}, {0x30, "error\n"}}),
+              "");
+    EXPECT_EQ(read_file(log), "out3\nerror\n");
 
+    // "26 NOV 16  04:20:05Z -- text", and the screen as well.
     std::string stamped = dir.file("stamp.log");
-    {
-        MESS_set_str(("@fi:" + stamped).c_str());
-        Capture cap;
-        MESS_print(0xF00, "Current filename: %s\n", "x.area");
-        EXPECT_EQ(cap.out(), "Current filename: x.area\n");
-    }
-    MESS_reset();
+    EXPECT_EQ(print_with("@fi:" + stamped, {{0xF00, "Current filename: x.area\n"}}),
+              "Current filename: x.area\n");
     std::string text = read_file(stamped);
-    // "26 NOV 16  04:20:05Z -- text"
     int yy, dd, h, m, s;
-    char mon[8];
-    char rest[64];
+    char mon[8], rest[64];
     ASSERT_EQ(std::sscanf(text.c_str(), "%2d %3s %2d  %2d:%2d:%2dZ -- %63[^\n]", &yy, mon, &dd, &h,
                           &m, &s, rest),
               7)
@@ -322,25 +281,20 @@ TEST_F(MessTest, LogFileModes) {
     EXPECT_EQ(text.substr(2, 1), " ");
     EXPECT_EQ(text.substr(9, 2), "  ");
 
+    // Opened and closed for every message.
     std::string opened = dir.file("each.log");
     MESS_set_str(("dfi:" + opened).c_str());
     {
         Capture cap;
         MESS_print(0xF, "one\n");
-        EXPECT_EQ(read_file(opened), "one\n");  // closed after every message
+        EXPECT_EQ(read_file(opened), "one\n");
         MESS_print(0xF, "two\n");
     }
     EXPECT_EQ(read_file(opened), "one\ntwo\n");
 
-    MESS_reset();
+    // Truncated first, and the screen as well.
     write_file(dir.file("w.log"), "old\n");
-    MESS_set_str(("-fi:" + dir.file("w.log")).c_str());
-    {
-        Capture cap;
-        MESS_print(0xF, "new\n");
-        EXPECT_EQ(cap.out(), "new\n");
-    }
-    MESS_reset();
+    EXPECT_EQ(print_with("-fi:" + dir.file("w.log"), {{0xF, "new\n"}}), "new\n");
     EXPECT_EQ(read_file(dir.file("w.log")), "new\n");
 }
 
@@ -362,10 +316,6 @@ TEST(Flags, TableAndDrawComponents) {
     EXPECT_EQ(FLAG_setl(-1, 1), -1);
     EXPECT_EQ(FLAG_get(30), 0);
     EXPECT_EQ(FLAG_get(-5), 0);
-    FLAG_set_batch(1);
-    EXPECT_EQ(FLAG_batch(), 1);
-    FLAG_set(20, 0);
-    EXPECT_EQ(FLAG_help(), 0);
 
     FLAG_resetplot(1);
     FLAG_setplot(0, 0);
@@ -380,6 +330,7 @@ TEST(Flags, TableAndDrawComponents) {
     EXPECT_EQ(FLAG_getplot(0), 6);
     EXPECT_EQ(FLAG_getplot(12), 17);  // 6 for text plus 11 ones
     EXPECT_EQ(FLAG_setplot(13, 1), -1);
+    EXPECT_EQ(FLAG_getplot(13), 0);
     FLAG_resetplot(1);
 }
 
@@ -405,22 +356,18 @@ TEST_F(MessTest, PromptCommands) {
         ZMT_prompts("", buffer, 8);  // end of input ends the loop
         EXPECT_STREQ(buffer, "");
     }
-    {
-        Capture cap("set a=1\n2.5e1\n");
-        EXPECT_FLOAT_EQ(ZMT_promptf("Value: "), 25.0f);
-        EXPECT_STREQ(RES_get("a"), "1");
+    for (auto [input, value] : {std::pair{"set a=1\n2.5e1\n", 25.0f}, {"\n", 0.0f}}) {
+        Capture cap(input);
+        EXPECT_FLOAT_EQ(ZMT_promptf("Value: "), value) << input;
     }
-    {
-        Capture cap("\n");
-        EXPECT_FLOAT_EQ(ZMT_promptf(""), 0.0f);
-    }
+    EXPECT_STREQ(RES_get("a"), "1");
     EXPECT_EQ(ZMT_set_command("settle x=1"), 1);  // only the first three letters are looked at
     EXPECT_STREQ(RES_get("x"), "1");
     EXPECT_EQ(ZMT_set_command("nothing"), 0);
     EXPECT_EQ(ZMT_set_command(""), 0);
 }
 
-TEST(ProcessServices, TimeAndSleep) {
+TEST(ProcessServices, TimeSleepAndExit) {
     EXPECT_STREQ(ZMT_version(), "5.59-LINUX-X11");
     EXPECT_EQ(ZMT_sleep(0.0f), -1);
     EXPECT_EQ(ZMT_sleep(-1.0f), -1);
@@ -429,9 +376,6 @@ TEST(ProcessServices, TimeAndSleep) {
     float t = ZMT_elapse_time();
     EXPECT_GE(t, 0.04f);
     EXPECT_LT(t, 5.0f);
-}
-
-TEST(ProcessServices, ExitLeavesWithTheCode) {
     EXPECT_EXIT(ZMT_exit(7), ::testing::ExitedWithCode(7), "");
 }
 

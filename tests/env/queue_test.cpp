@@ -1,5 +1,4 @@
-// The loop window queue client against a private System V queue, with the test playing
-// the window's side.
+// The loop window queue client against a private queue; the test plays the window.
 #include <gtest/gtest.h>
 #include <sys/ipc.h>
 #include <sys/msg.h>
@@ -53,9 +52,7 @@ TEST_F(QueueTest, LinesCarryTheirChannelDigit) {
 
 TEST_F(QueueTest, RepliesGiveStatusAndText) {
     char text[120];
-    server_send(5, "0us\n");
-    server_send(5, "1");
-    server_send(5, "-");
+    for (const char* reply : {"0us\n", "1", "-"}) server_send(5, reply);
     server_send(6, "0other");
     EXPECT_EQ(MQ_get(id_, 5, text), 0);
     EXPECT_STREQ(text, "us\n");
@@ -75,28 +72,23 @@ TEST_F(QueueTest, ConnectHandsOutAChannel) {
     if (pid == 0) {
         Wire w{};
         if (msgrcv(id_, &w, sizeof w.text, 1, 0) < 0) _exit(1);
-        std::string expected = "/" + std::to_string(getuid());
-        if (expected != w.text) _exit(2);
-        Wire reply{};
-        reply.type = 2;
-        std::strcpy(reply.text, "27");
+        if ("/" + std::to_string(getuid()) != w.text) _exit(2);
+        Wire reply{2, "27"};
         _exit(msgsnd(id_, &reply, 3, 0) == 0 ? 0 : 3);
     }
     EXPECT_EQ(MQ_connect(id_), 7);
     int status = 0;
     waitpid(pid, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
 TEST(Queue, NoWindowMeansNoSuchEntry) {
-    errno = 0;
-    EXPECT_EQ(MQ_open(0), -1);  // never a private queue of its own
-    EXPECT_EQ(errno, ENOENT);
-    key_t unused = 0x5a7e0000 + static_cast<key_t>(getpid() % 65536);
-    errno = 0;
-    EXPECT_EQ(MQ_open(unused), -1);
-    EXPECT_EQ(errno, ENOENT);
+    // Key 0 must never make a private queue of its own.
+    for (key_t key : {key_t{0}, 0x5a7e0000 + static_cast<key_t>(getpid() % 65536)}) {
+        errno = 0;
+        EXPECT_EQ(MQ_open(key), -1) << key;
+        EXPECT_EQ(errno, ENOENT) << key;
+    }
 }
 
 }  // namespace

@@ -2,10 +2,12 @@
 // environment, decoded in-process.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "env/dates.h"
@@ -29,16 +31,20 @@ const int kKeyed[] = {57, 3,  73, 48, 41, 39, 55, 94, 63,  106, 112, 113, 114, 6
                       37, 35, 51, 27, 28, 13, 23, 17, 22,  15,  46,  102, 59,  2,  53, 0};
 const int kPositional[] = {50, 0};
 
+// Expected values as "name=value".
+using Values = std::vector<std::string>;
+
 class ResTest : public ::testing::Test {
    protected:
     void SetUp() override {
-        clear_zmt_environment();
-        // No defaults file of the machine may take part.
-        setenv("zmtdefault", "/nonexistent/defaults", 1);
-        reset();
+        TearDown();
+        setenv("zmtdefault", "/nonexistent/defaults", 1);  // no defaults of the machine
     }
     void TearDown() override {
-        clear_zmt_environment();
+        std::vector<std::string> names;
+        for (char** e = environ; *e; ++e)
+            if (std::strncmp(*e, "zmt", 3) == 0) names.emplace_back(*e, std::strcspn(*e, "="));
+        for (const std::string& n : names) unsetenv(n.c_str());
         reset();
     }
     static void reset() {
@@ -46,14 +52,6 @@ class ResTest : public ::testing::Test {
         DEF_reset();
         MESS_reset();
         FLAG_resetplot(1);
-    }
-    static void clear_zmt_environment() {
-        std::vector<std::string> names;
-        for (char** e = environ; *e; ++e) {
-            std::string entry = *e;
-            if (entry.rfind("zmt", 0) == 0) names.push_back(entry.substr(0, entry.find('=')));
-        }
-        for (const std::string& n : names) unsetenv(n.c_str());
     }
     void init(std::vector<std::string> args, const char* program = "/usr/local/bin/sat") {
         args_ = std::move(args);
@@ -63,9 +61,20 @@ class ResTest : public ::testing::Test {
         argv_.push_back(nullptr);
         RES_init(static_cast<int>(args_.size()), argv_.data(), kKeyed, kPositional);
     }
-    static std::string get(const char* name) {
-        const char* v = RES_get(name);
+    static std::string get(const std::string& name) {
+        const char* v = RES_get(name.c_str());
         return v ? v : "<absent>";
+    }
+    // Resets, decodes a command line and checks the values it leaves.
+    void expect_after(const std::vector<std::string>& args, const Values& expected) {
+        reset();
+        init(args);
+        std::string label;
+        for (const auto& a : args) label += a + " ";
+        for (const std::string& e : expected) {
+            size_t eq = e.find('=');
+            EXPECT_EQ(get(e.substr(0, eq)), e.substr(eq + 1)) << e << " after " << label;
+        }
     }
 
     std::vector<std::string> args_;
@@ -102,39 +111,36 @@ TEST_F(ResTest, ListStoresCopiesAndAppends) {
     EXPECT_EQ(RES_getvals("none", &count, &array), 0);
     EXPECT_EQ(array, nullptr);
     EXPECT_EQ(RES_get("X"), nullptr);  // names are case-sensitive
-
     Capture cap;
     RES_list();
     EXPECT_EQ(cap.out(), "x: one\ny: a\nb\nz: p,q,,r\nnl: f1\nf,2\n");
 }
 
 TEST_F(ResTest, ConversionByType) {
-    int i = 42;
-    EXPECT_EQ(RES_conv_data(nullptr, &i, RES_BOOLEAN), 1);
-    EXPECT_EQ(i, 1);
-    RES_conv_data("OFF", &i, RES_BOOLEAN);
-    EXPECT_EQ(i, 0);
-    RES_conv_data("Yes", &i, RES_BOOLEAN);
-    EXPECT_EQ(i, 1);
-    i = 42;
-    RES_conv_data("maybe", &i, RES_BOOLEAN);
-    EXPECT_EQ(i, 42);
+    // Each case converts into an int that held `before`.
+    const struct {
+        const char* text;
+        int type, before, after;
+    } cases[] = {
+        {nullptr, RES_BOOLEAN, 42, 1},   {"OFF", RES_BOOLEAN, 1, 0},
+        {"Yes", RES_BOOLEAN, 0, 1},      {"maybe", RES_BOOLEAN, 42, 42},
+        {"0x1F", RES_INTEGER, 0, 31},    {"-12", RES_INTEGER, 0, -12},
+        {"+7", RES_INTEGER, 0, 7},       {"abc", RES_INTEGER, 7, 7},
+        {"-5", RES_LONG, 7, 7},                                       // only a digit may begin it
+        {"123456", RES_LONG, 0, 123456}, {"x9", RES_UINTEGER, 7, 0},  // unchecked
+        {nullptr, RES_INTEGER, 9, 9},
+    };
+    for (const auto& c : cases) {
+        int i = c.before;
+        RES_conv_data(c.text, &i, c.type);
+        EXPECT_EQ(i, c.after) << (c.text ? c.text : "(null)") << " type " << c.type;
+    }
     EXPECT_EQ(RES_conv_data("on", nullptr, RES_BOOLEAN), 0);
-
-    RES_conv_data("0x1F", &i, RES_INTEGER);
-    EXPECT_EQ(i, 31);
-    RES_conv_data("-12", &i, RES_INTEGER);
-    EXPECT_EQ(i, -12);
-    RES_conv_data("+7", &i, RES_INTEGER);
-    EXPECT_EQ(i, 7);
-    RES_conv_data("abc", &i, RES_INTEGER);
-    EXPECT_EQ(i, 7);
-    RES_conv_data("-5", &i, RES_LONG);  // only a digit may begin it
-    EXPECT_EQ(i, 7);
-    RES_conv_data("123456", &i, RES_LONG);
-    EXPECT_EQ(i, 123456);
-    RES_conv_data("x9", &i, RES_UINTEGER);  // unchecked
-    EXPECT_EQ(i, 0);
+    EXPECT_EQ(RES_conv_data("5", nullptr, RES_INTEGER), 0);
+    EXPECT_EQ(RES_conv_data(nullptr, nullptr, RES_MESSAGE), 0);
+    int i = 0;
+    EXPECT_EQ(RES_conv_data("x", nullptr, RES_CURRENT), 0);
+    EXPECT_EQ(RES_conv_data("x", &i, RES_CURRENT), 1);
     int16_t s = 3;
     RES_conv_data("70000", &s, RES_SHORT);
     EXPECT_EQ(s, static_cast<int16_t>(70000));
@@ -149,26 +155,13 @@ TEST_F(ResTest, ConversionByType) {
     char copy[16];
     RES_conv_data(text, copy, RES_STRCOPY);
     EXPECT_STREQ(copy, "value");
-    char* path = nullptr;
-    RES_conv_data("NONE", &path, RES_PATH);
-    ASSERT_NE(path, nullptr);
-    EXPECT_STREQ(path, "");
-    std::free(path);
-    RES_conv_data("/data", &path, RES_PATH);
-    EXPECT_STREQ(path, "/data/");
-    std::free(path);
-    RES_conv_data("/data/", &path, RES_PATH);
-    EXPECT_STREQ(path, "/data/");
-    std::free(path);
-
-    // An absent value or destination does nothing.
-    i = 9;
-    EXPECT_EQ(RES_conv_data(nullptr, &i, RES_INTEGER), 0);
-    EXPECT_EQ(RES_conv_data("5", nullptr, RES_INTEGER), 0);
-    EXPECT_EQ(RES_conv_data(nullptr, nullptr, RES_MESSAGE), 0);
-    EXPECT_EQ(i, 9);
-    EXPECT_EQ(RES_conv_data("x", nullptr, RES_CURRENT), 0);
-    EXPECT_EQ(RES_conv_data("x", &i, RES_CURRENT), 1);
+    for (auto [in, out] : {std::pair{"NONE", ""}, {"/data", "/data/"}, {"/data/", "/data/"}}) {
+        char* path = nullptr;
+        RES_conv_data(in, &path, RES_PATH);
+        ASSERT_NE(path, nullptr) << in;
+        EXPECT_STREQ(path, out) << in;
+        std::free(path);
+    }
 }
 
 TEST_F(ResTest, ConversionSideEffects) {
@@ -179,208 +172,150 @@ TEST_F(ResTest, ConversionSideEffects) {
     EXPECT_EQ(FLAG_batch(), 1);
     EXPECT_EQ(MESS_get(), 0xFFu);  // batch default with no explicit level
 
-    RES_conv_data("REUSE", nullptr, RES_FILEPARAM);
-    EXPECT_EQ(FLAG_get(15), 3);
-    RES_conv_data("recalc", nullptr, RES_FILEPARAM);
-    EXPECT_EQ(FLAG_get(15), 1);
-    RES_conv_data("other", nullptr, RES_FILEPARAM);  // unknown words change nothing
-    EXPECT_EQ(FLAG_get(15), 1);
-    RES_conv_data("NONE", nullptr, RES_PLOTTYPE);
-    EXPECT_EQ(FLAG_get(11), 99);
-    RES_conv_data("pie", nullptr, RES_PLOTTYPE);
-    EXPECT_EQ(FLAG_get(11), 99);
-
-    const char* connection = nullptr;
-    RES_conv_data("p,out.ps", &connection, RES_DEVICE);
-    EXPECT_EQ(FLAG_get(2), 4);
-    EXPECT_STREQ(connection, "out.ps");
-    connection = nullptr;
-    RES_conv_data("Q", &connection, RES_DEVICE);
-    EXPECT_EQ(FLAG_get(2), 5);
-    EXPECT_EQ(connection, nullptr);
-    RES_conv_data(",", &connection, RES_DEVICE);
-    EXPECT_EQ(FLAG_get(2), 1);
-    EXPECT_EQ(RES_set_device("meta"), 3);
-    EXPECT_EQ(RES_set_device("window"), 6);
-    EXPECT_EQ(RES_set_device("hp"), 5);
-    EXPECT_EQ(RES_set_device("display"), 1);
-
-    // Draw components: an unsigned first word clears everything first.
-    FLAG_resetplot(1);
-    RES_conv_data("map,+data,-grid,bogus", nullptr, RES_DRAW);
-    EXPECT_EQ(FLAG_getplot(8), 1);
-    EXPECT_EQ(FLAG_getplot(7), 1);
-    EXPECT_EQ(FLAG_getplot(9), 0);
-    EXPECT_EQ(FLAG_getplot(0), 0);
-    EXPECT_EQ(FLAG_getplot(12), 2);
-    RES_conv_data("+text", nullptr, RES_DRAW);  // text is 0 and the border 11
-    EXPECT_EQ(FLAG_getplot(0), 6);
-    EXPECT_EQ(FLAG_getplot(11), 1);
-    RES_conv_data("-text_ul,sum", nullptr, RES_DRAW);
-    EXPECT_EQ(FLAG_getplot(1), 0);
-    EXPECT_EQ(FLAG_getplot(10), 1);
-    EXPECT_EQ(FLAG_getplot(0), 5);
-    RES_conv_data("+none", nullptr, RES_DRAW);  // always off
-    EXPECT_EQ(FLAG_getplot(12), 0);
-    RES_conv_data("-all", nullptr, RES_DRAW);  // always on
-    EXPECT_EQ(FLAG_getplot(12), 17);
-}
-
-TEST_F(ResTest, TimeOfInterestForms) {
-    const int M = -9999;
+    // Unknown words change nothing.
     const struct {
         const char* text;
-        int year, month, day, hour, minute;
-    } cases[] = {
-        {"#201611260420", 2016, 11, 26, 4, 20},
-        {"#2016", 2016, M, M, M, M},
-        {"#2016ab26", 2016, M, 26, M, M},
-        {"#x0161126", M, 11, 26, M, M},
-        {"112604", M, 11, 26, 4, M},
-        {"-12345", M, -1, 23, 45, M},  // six characters: no test of the first
-        {"2604", M, M, 26, 4, M},
-        {"504", M, M, 5, 4, M},
-        {"1d6:30", M, M, 1, 6, 30},
-        {"-1d", M, M, -1, M, M},
-        {":45", M, M, M, M, 45},
-        {"-:30", M, M, M, M, -30},
-        {"6", M, M, M, 6, M},
-        {"-6", M, M, M, -6, M},
-        {"6:15", M, M, M, 6, 15},
-        {"-2:30", M, M, M, -2, 30},
-        {"-0:30", M, M, M, M, -30},
-        // The lowest minute has no opposite in an int: it turns into the highest.
-        {"-:-2147483648", M, M, M, M, 2147483647},
-        {"-0:-2147483648", M, M, M, M, 2147483647},
-        {"abc", M, M, M, M, M},
-    };
-    for (const auto& c : cases) {
-        Date d;
-        ASSERT_EQ(RES_hour_date(c.text, &d), 1);
-        EXPECT_EQ(d.year, c.year) << c.text;
-        EXPECT_EQ(d.month, c.month) << c.text;
-        EXPECT_EQ(d.day, c.day) << c.text;
-        EXPECT_EQ(d.hour, c.hour) << c.text;
-        EXPECT_EQ(d.minute, c.minute) << c.text;
-        EXPECT_EQ(d.second, M) << c.text;
+        int type, flag, value;
+    } flags[] = {{"REUSE", RES_FILEPARAM, 15, 3},
+                 {"recalc", RES_FILEPARAM, 15, 1},
+                 {"other", RES_FILEPARAM, 15, 1},
+                 {"NONE", RES_PLOTTYPE, 11, 99},
+                 {"pie", RES_PLOTTYPE, 11, 99}};
+    for (const auto& c : flags) {
+        RES_conv_data(c.text, nullptr, c.type);
+        EXPECT_EQ(FLAG_get(c.flag), c.value) << c.text;
+    }
+    const struct {
+        const char* text;
+        int device;
+        const char* connection;
+    } devices[] = {{"p,out.ps", 4, "out.ps"}, {"Q", 5, nullptr}, {",", 1, nullptr}};
+    for (const auto& c : devices) {
+        const char* connection = nullptr;
+        RES_conv_data(c.text, &connection, RES_DEVICE);
+        EXPECT_EQ(FLAG_get(2), c.device) << c.text;
+        EXPECT_STREQ(connection, c.connection) << c.text;
+    }
+    for (auto [name, device] : {std::pair{"meta", 3}, {"window", 6}, {"hp", 5}, {"display", 1}})
+        EXPECT_EQ(RES_set_device(name), device) << name;
+
+    // Draw components, one after the other: an unsigned first word clears everything
+    // first; text is 0 and the border 11; "none" is always off and "all" always on.
+    FLAG_resetplot(1);
+    const struct {
+        const char* text;
+        std::vector<std::pair<int, int>> plot;
+    } draws[] = {{"map,+data,-grid,bogus", {{8, 1}, {7, 1}, {9, 0}, {0, 0}, {12, 2}}},
+                 {"+text", {{0, 6}, {11, 1}}},
+                 {"-text_ul,sum", {{1, 0}, {10, 1}, {0, 5}}},
+                 {"+none", {{12, 0}}},
+                 {"-all", {{12, 17}}}};
+    for (const auto& c : draws) {
+        RES_conv_data(c.text, nullptr, RES_DRAW);
+        for (auto [index, value] : c.plot)
+            EXPECT_EQ(FLAG_getplot(index), value) << c.text << " " << index;
     }
 }
 
-TEST_F(ResTest, FlagsNeverEatTheNextWord) {
-    init({"-ba", "file1", "-ic", "file2", "-h", "file3"});
-    EXPECT_EQ(get("filename"), "file1\nfile2\nfile3");
-    EXPECT_EQ(get("batch"), "");
-    EXPECT_EQ(get("icon"), "");
-    EXPECT_EQ(FLAG_batch(), 1);
-    EXPECT_EQ(FLAG_help(), 1);
-
-    reset();
-    init({"-cu", "file", "-ba=yes"});
-    EXPECT_EQ(get("current"), "file");
-    EXPECT_EQ(get("filename"), "<absent>");
-    EXPECT_EQ(get("batch"), "yes");
+TEST_F(ResTest, TimeOfInterestForms) {
+    // "text=year month day hour minute", "-" for missing. "-12345" has six characters:
+    // no test of the first. The lowest minute has no opposite in an int: it turns into
+    // the highest.
+    // clang-format off
+    const std::string cases[] = {
+        "#201611260420=2016 11 26 4 20", "#2016=2016 - - - -", "#2016ab26=2016 - 26 - -",
+        "#x0161126=- 11 26 - -", "112604=- 11 26 4 -", "-12345=- -1 23 45 -", "2604=- - 26 4 -",
+        "504=- - 5 4 -", "1d6:30=- - 1 6 30", "-1d=- - -1 - -", ":45=- - - - 45",
+        "-:30=- - - - -30", "6=- - - 6 -", "-6=- - - -6 -", "6:15=- - - 6 15",
+        "-2:30=- - - -2 30", "-0:30=- - - - -30", "abc=- - - - -",
+        "-:-2147483648=- - - - 2147483647", "-0:-2147483648=- - - - 2147483647"};
+    // clang-format on
+    for (const std::string& c : cases) {
+        std::string text = c.substr(0, c.find('=')), expected = c.substr(c.find('=') + 1);
+        Date d;
+        ASSERT_EQ(RES_hour_date(text.c_str(), &d), 1);
+        std::string got;
+        for (int v : {d.year, d.month, d.day, d.hour, d.minute})
+            got += (got.empty() ? "" : " ") + (v == -9999 ? "-" : std::to_string(v));
+        EXPECT_EQ(got, expected) << text;
+        EXPECT_EQ(d.second, -9999) << text;
+    }
 }
 
-TEST_F(ResTest, SwitchOrPositional) {
-    init({"-5", "-pr", "-5", "--", "--pd=us", "-", "--5", "plain", "-foo", "bar", "-flag",
-          "-ti=a=b"});
-    EXPECT_EQ(get("stat_prior"), "-5");
-    EXPECT_EQ(get("plot_domain"), "us");
-    EXPECT_EQ(get("filename"), "-5\n-\n--5\nplain");
-    EXPECT_EQ(get("foo"), "bar");
-    EXPECT_EQ(get("flag"), "");
-    EXPECT_EQ(get("title"), "a=b");
-    EXPECT_EQ(get("--"), "<absent>");
+TEST_F(ResTest, CommandLineRules) {
+    const std::string longname(60, 'q');
+    const struct {
+        std::vector<std::string> args;
+        Values expected;
+    } cases[] = {
+        // Flags never eat the next word.
+        {{"-ba", "file1", "-ic", "file2", "-h", "file3"},
+         {"filename=file1\nfile2\nfile3", "batch=", "icon="}},
+        {{"-cu", "file", "-ba=yes"}, {"current=file", "filename=<absent>", "batch=yes"}},
+        // A lone number or dash is positional; `--` vanishes; `--name=value` is a switch.
+        {{"-5", "-pr", "-5", "--", "--pd=us", "-", "--5", "plain", "-foo", "bar", "-flag",
+          "-ti=a=b"},
+         {"stat_prior=-5", "plot_domain=us", "filename=-5\n-\n--5\nplain", "foo=bar",
+          "flag=", "title=a=b", "--=<absent>"}},
+        // Switch first, then resource name, then prefix of a name; any case.
+        {{"-PD", "us", "-in", "5", "-inpu", "area", "-plot_t", "cf", "-GRID_DOMAIN", "x", "-mess",
+          "warn"},
+         {"plot_domain=us",
+          "con_interval=5",  // the switch wins over the prefix of `input`
+          "input=area", "plot_type=cf", "grid_domain=x", "message=warn"}},
+        {{"-" + longname, "v", "-msg", "none"}, {longname.substr(0, 49) + "=v", "msg=none"}},
+        // The program name and defaults list are taken in an early scan and stay consumed.
+        {{"-n", "radar", "-dfx", "/tmp/nothing", "-Name", "other", "-ti", "t"},
+         {"name=radar", "default=/tmp/nothing", "Name=<absent>", "ti=<absent>", "title=t",
+          "filename=<absent>"}},
+        {{"-names", "x", "-default=/a:/b"}, {"names=x", "default=/a:/b"}},
+    };
+    for (const auto& c : cases) expect_after(c.args, c.expected);
+
+    // Converted on the way: flags, plot type, message level, but not an unknown spelling.
+    expect_after({"-ba", "-h"}, {});
+    EXPECT_EQ(FLAG_batch(), 1);
+    EXPECT_EQ(FLAG_help(), 1);
+    expect_after({"-plot_t", "cf", "-mess", "warn"}, {});
+    EXPECT_EQ(FLAG_get(11), 15);
+    EXPECT_EQ(MESS_get(), 0xFFu);
+    expect_after({"-msg", "none"}, {});
+    EXPECT_EQ(MESS_get(), 0x000FFFFFu);
     int count = 0;
     char** files = nullptr;
+    expect_after({"-5", "--", "-", "--5", "plain"}, {});
     EXPECT_EQ(RES_getvals("filename", &count, &files), 4);
     free_parsed_array(count, files);
 }
 
-TEST_F(ResTest, LookupPasses) {
-    // (a) switch, (b) resource name, (c) prefix of a resource name; any case.
-    init({"-PD", "us", "-in", "5", "-inpu", "area", "-plot_t", "cf", "-GRID_DOMAIN", "x", "-mess",
-          "warn"});
-    EXPECT_EQ(get("plot_domain"), "us");
-    EXPECT_EQ(get("con_interval"), "5");  // the switch wins over the prefix of `input`
-    EXPECT_EQ(get("input"), "area");
-    EXPECT_EQ(get("plot_type"), "cf");
-    EXPECT_EQ(FLAG_get(11), 15);
-    EXPECT_EQ(get("grid_domain"), "x");
-    EXPECT_EQ(get("message"), "warn");
-    EXPECT_EQ(MESS_get(), 0xFFu);
-
-    reset();
-    std::string longname(60, 'q');
-    init({"-" + longname, "v", "-msg", "none"});
-    EXPECT_EQ(get(longname.substr(0, 49).c_str()), "v");
-    EXPECT_EQ(get("msg"), "none");
-    EXPECT_EQ(MESS_get(), 0x000FFFFFu);  // an unknown spelling is not converted
-}
-
-TEST_F(ResTest, NameAndDefaultAreTakenEarly) {
-    init({"-n", "radar", "-dfx", "/tmp/nothing", "-Name", "other", "-ti", "t"});
-    EXPECT_EQ(get("name"), "radar");
-    EXPECT_EQ(get("default"), "/tmp/nothing");
-    EXPECT_EQ(get("Name"), "<absent>");
-    EXPECT_EQ(get("ti"), "<absent>");
-    EXPECT_EQ(get("title"), "t");
-    EXPECT_EQ(get("filename"), "<absent>");  // the consumed values stay consumed
-
-    reset();
-    init({"-names", "x", "-default=/a:/b"});
-    EXPECT_EQ(get("names"), "x");
-    EXPECT_EQ(get("default"), "/a:/b");
-}
-
 TEST_F(ResTest, LaterSourcesWin) {
     TempDir dir;
-    write_file(dir.file("defs"),
-               "# site file\n"
-               "*plot_domain: from_file\n"
-               "sat.region: file_region\n"
-               "*title \"two words\"\n"
-               "*label two words\n"
-               "*.myflag: 1\n"
-               "other.yourflag: 1\n"
-               "sat*domain: both\n");
+    write_file(
+        dir.file("defs"),
+        "# site file\n*plot_domain: from_file\nsat.region: file_region\n*title \"two words\"\n"
+        "*label two words\n*.myflag: 1\nother.yourflag: 1\nsat*domain: both\n");
     setenv("zmtdefault", dir.file("defs").c_str(), 1);
     setenv("zmtdomain", "from_env", 1);
-    init({"-pd", "from_cl"});
-    EXPECT_EQ(get("plot_domain"), "from_cl");
-    EXPECT_EQ(get("grid_domain"), "both");
-    EXPECT_EQ(get("region"), "file_region");
-    EXPECT_EQ(get("title"), "two words");
-    EXPECT_EQ(get("label"), "two");
-    EXPECT_EQ(get("myflag"), "1");
-    EXPECT_EQ(get("yourflag"), "<absent>");
-
-    reset();
-    init({});
-    EXPECT_EQ(get("plot_domain"), "from_env");
-
-    // The three environment names, most qualified first.
-    reset();
-    setenv("zmtplot_domain", "third", 1);
+    expect_after({"-pd", "from_cl"},
+                 {"plot_domain=from_cl", "grid_domain=both", "region=file_region",
+                  "title=two words", "label=two", "myflag=1", "yourflag=<absent>"});
+    expect_after({}, {"plot_domain=from_env"});
+    // The three environment names, most qualified first; then the program's own.
     unsetenv("zmtdomain");
-    init({});
-    EXPECT_EQ(get("plot_domain"), "third");
-    reset();
-    setenv("zmtdomain", "second", 1);
-    init({});
-    EXPECT_EQ(get("plot_domain"), "second");
-    reset();
-    setenv("zmtsat.plot_domain", "first", 1);
-    init({});
-    EXPECT_EQ(get("plot_domain"), "first");
-    reset();
-    setenv("zmtsat.loop.plot_domain", "loop", 1);
-    init({"-name", "+loop"});
-    EXPECT_EQ(get("plot_domain"), "loop");
-    reset();
-    setenv("zmtradar.plot_domain", "radar", 1);
-    init({"-name", "radar"});
-    EXPECT_EQ(get("plot_domain"), "radar");
+    const struct {
+        const char *env, *value;
+        std::vector<std::string> args;
+    } cases[] = {
+        {"zmtplot_domain", "third", {}},
+        {"zmtdomain", "second", {}},
+        {"zmtsat.plot_domain", "first", {}},
+        {"zmtsat.loop.plot_domain", "loop", {"-name", "+loop"}},
+        {"zmtradar.plot_domain", "radar", {"-name", "radar"}},
+    };
+    for (const auto& c : cases) {
+        setenv(c.env, c.value, 1);
+        expect_after(c.args, {{"plot_domain", c.value}});
+    }
 }
 
 TEST_F(ResTest, DefaultsListTagsAndConditionals) {
@@ -398,14 +333,10 @@ TEST_F(ResTest, DefaultsListTagsAndConditionals) {
                "IF b extra\n*output: counted\nEND\n");
     setenv("zmtdefault", ("+sat:+a:+b:" + dir.file("x")).c_str(), 1);
     Capture cap;
-    init({});
-    EXPECT_EQ(get("title"), "first");
-    EXPECT_EQ(get("label"), "a");              // only the first true branch counts
-    EXPECT_EQ(get("geometry"), "10x10");       // DEF acts inside a false branch
-    EXPECT_EQ(get("background"), "<absent>");  // UNDEF of an unknown tag drops the last one
-    EXPECT_EQ(get("font_list"), "kept_b");
-    EXPECT_EQ(get("color_table"), "<absent>");
-    EXPECT_EQ(get("output"), "counted");  // an IF of three words opens nothing
+    // Only the first true branch counts; DEF acts inside a false branch; UNDEF of an
+    // unknown tag drops the last one; an IF of three words opens nothing.
+    expect_after({}, {"title=first", "label=a", "geometry=10x10", "background=<absent>",
+                      "font_list=kept_b", "color_table=<absent>", "output=counted"});
     EXPECT_EQ(cap.err(), "DEF_get: end without an if\n");
 }
 
@@ -416,47 +347,45 @@ TEST_F(ResTest, DefaultsDirectorySearch) {
     write_file(b.file("Zmt.res"), "*label: res\n");
     write_file(b.file("zmt.cfg"), "*label: cfg\n");
     setenv("zmtdefault", (a.path() + ":" + b.path() + ":/nonexistent").c_str(), 1);
-    init({});
-    EXPECT_EQ(get("title"), "dot");
-    EXPECT_EQ(get("label"), "cfg");
+    expect_after({}, {"title=dot", "label=cfg"});
 }
 
 TEST_F(ResTest, PatternsAndQualifiedNames) {
-    init({});
-    EXPECT_EQ(DEF_cmp("plot_domain", "sat*domain"), 1);
-    EXPECT_EQ(DEF_cmp("grid_domain", "sat*domain"), 1);
-    EXPECT_EQ(DEF_cmp("plot_domain", "*.plot_domain"), 1);
-    EXPECT_EQ(DEF_cmp("plot_domain", "*plot_domain"), 1);
-    EXPECT_EQ(DEF_cmp("plot_domain", "radar.plot_domain"), 0);
-    EXPECT_EQ(DEF_cmp("plot_domain", "*domain*"), 0);
-    EXPECT_EQ(DEF_cmp("plot_domain", ""), 0);
-    EXPECT_EQ(DEF_cmp("plot_domain", "s*t.plot_domain"), 1);
     // The chunk after a star is taken at its first place only.
-    EXPECT_EQ(DEF_cmp("ab_ab", "*ab"), 0);
-    EXPECT_EQ(DEF_cmp("ab_ab", "*_ab"), 1);
+    const struct {
+        std::vector<std::string> args;
+        std::vector<std::string> match, differ;  // "name pattern"
+    } cases[] = {
+        {{},
+         {"plot_domain sat*domain", "grid_domain sat*domain", "plot_domain *.plot_domain",
+          "plot_domain *plot_domain", "plot_domain s*t.plot_domain", "ab_ab *_ab"},
+         {"plot_domain radar.plot_domain", "plot_domain *domain*", "plot_domain ", "ab_ab *ab"}},
+        {{"-name", "+loop"}, {"plot_domain sat.loop.plot_domain"}, {"plot_domain sat.plot_domain"}},
+        {{"-na=radar"}, {"plot_domain radar.plot_domain"}, {}}};
+    for (const auto& c : cases) {
+        expect_after(c.args, {});
+        for (int want : {1, 0}) {
+            for (const std::string& m : want ? c.match : c.differ) {
+                size_t space = m.find(' ');
+                EXPECT_EQ(DEF_cmp(m.substr(0, space).c_str(), m.substr(space + 1).c_str()), want)
+                    << m;
+            }
+        }
+    }
     EXPECT_EQ(DEF_valid("*.myflag"), 1);
     EXPECT_EQ(DEF_valid("other.myflag"), 0);
     char out[DEF_KEY_SIZE];
     EXPECT_STREQ(DEF_parse_name("sat*.x.myflag", out), "myflag");
     EXPECT_STREQ(DEF_parse_name("abc", out), "bc");
     EXPECT_STREQ(DEF_parse_name("", out), "");
-
-    reset();
-    init({"-name", "+loop"});
-    EXPECT_EQ(DEF_cmp("plot_domain", "sat.loop.plot_domain"), 1);
-    EXPECT_EQ(DEF_cmp("plot_domain", "sat.plot_domain"), 0);
-    reset();
-    init({"-na=radar"});
-    EXPECT_EQ(DEF_cmp("plot_domain", "radar.plot_domain"), 1);
 }
 
-TEST_F(ResTest, QueueSourceWithNoWindow) {
+TEST_F(ResTest, QueueSourceWithNoWindowIsSkipped) {
     setenv("zmtdefault", "#3", 1);
     setenv("zmttitle", "kept", 1);
     Capture cap;
-    init({});
+    expect_after({}, {{"title", "kept"}});
     EXPECT_EQ(cap.err(), "ZMTloop window: 3 not running or no message queue exists\n");
-    EXPECT_EQ(get("title"), "kept");
 }
 
 TEST_F(ResTest, UnknownIdsAndProgramName) {
