@@ -17,6 +17,8 @@
 namespace {
 
 using sat_test::Capture;
+using sat_test::kKeyed;
+using sat_test::kPositional;
 using sat_test::read_file;
 using sat_test::RunOptions;
 using sat_test::RunResult;
@@ -100,11 +102,6 @@ Positional options...
 
 const std::string kHelpHead = "sat: This program plots satellite data\n";
 const std::string kScreen = kHelpHead + kHelp;
-
-const int kKeyed[] = {57, 3,  73, 48, 41, 39, 55, 94, 63,  106, 112, 113, 114, 6,  72, 111, 82,
-                      76, 64, 80, 47, 40, 58, 78, 84, 110, 96,  98,  89,  88,  85, 86, 44,  69,
-                      37, 35, 51, 27, 28, 13, 23, 17, 22,  15,  46,  102, 59,  2,  53, 0};
-const int kPositional[] = {50, 0};
 
 // A run of the binary with no defaults file of the machine taking part.
 RunResult sat(const std::vector<std::string>& args, RunOptions options = {}) {
@@ -220,12 +217,6 @@ TEST(Binary, LogFileWithTimeStamps) {
         ASSERT_TRUE(std::regex_search(logged[i], m, stamp)) << logged[i];
         EXPECT_EQ(logged[i].substr(m.length()), expected[i]);
     }
-
-    std::string quiet = dir.file("quiet.log");
-    r = no_file_run(dir, {"-me", "out3,fi:" + quiet});
-    EXPECT_EQ(r.code, 10);
-    EXPECT_EQ(r.out + r.err, "");
-    EXPECT_NE(read_file(quiet).find("File not found: "), std::string::npos);
 }
 
 TEST(Binary, PagingPausesEveryTwentyTwoLinesButNotInBatch) {

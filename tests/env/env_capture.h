@@ -1,5 +1,5 @@
-// Captures standard output and standard error of the test process and feeds its
-// standard input from a text, for the tests of the message and resource modules.
+// Shared by the tests of the message and resource modules: the option ids of the display
+// and a capture of the standard streams of the test process.
 #pragma once
 
 #include <stdio_ext.h>
@@ -12,6 +12,15 @@
 
 namespace sat_test {
 
+// The keyed and positional options of the display, in their order.
+inline const int kKeyed[] = {57, 3,  73,  48, 41, 39, 55,  94, 63, 106, 112, 113, 114,
+                             6,  72, 111, 82, 76, 64, 80,  47, 40, 58,  78,  84,  110,
+                             96, 98, 89,  88, 85, 86, 44,  69, 37, 35,  51,  27,  28,
+                             13, 23, 17,  22, 15, 46, 102, 59, 2,  53,  0};
+inline const int kPositional[] = {50, 0};
+
+// Captures what the process writes to standard output and standard error, and feeds
+// standard input from a text.
 class Capture {
    public:
     explicit Capture(const std::string& input = "") {

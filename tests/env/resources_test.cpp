@@ -2,7 +2,6 @@
 // environment, decoded in-process.
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -22,14 +21,10 @@ extern char** environ;
 namespace {
 
 using sat_test::Capture;
+using sat_test::kKeyed;
+using sat_test::kPositional;
 using sat_test::TempDir;
 using sat_test::write_file;
-
-// The options of the satellite display, in its order.
-const int kKeyed[] = {57, 3,  73, 48, 41, 39, 55, 94, 63,  106, 112, 113, 114, 6,  72, 111, 82,
-                      76, 64, 80, 47, 40, 58, 78, 84, 110, 96,  98,  89,  88,  85, 86, 44,  69,
-                      37, 35, 51, 27, 28, 13, 23, 17, 22,  15,  46,  102, 59,  2,  53, 0};
-const int kPositional[] = {50, 0};
 
 // Expected values as "name=value".
 using Values = std::vector<std::string>;
@@ -73,8 +68,21 @@ class ResTest : public ::testing::Test {
         for (const auto& a : args) label += a + " ";
         for (const std::string& e : expected) {
             size_t eq = e.find('=');
+            ASSERT_NE(eq, std::string::npos) << e;
             EXPECT_EQ(get(e.substr(0, eq)), e.substr(eq + 1)) << e << " after " << label;
         }
+    }
+
+    // The pieces RES_getvals gives, or "<none>" with a null array.
+    static std::vector<std::string> vals(const char* name) {
+        int count = -1;
+        char** array = nullptr;
+        int n = RES_getvals(name, &count, &array);
+        EXPECT_EQ(n, count) << name;
+        if (!array) return {"<none>"};
+        std::vector<std::string> pieces(array, array + count);
+        free_parsed_array(count, array);
+        return pieces;
     }
 
     std::vector<std::string> args_;
@@ -96,20 +104,11 @@ TEST_F(ResTest, ListStoresCopiesAndAppends) {
     RES_append(1, "y", nullptr, RES_LIST);
     EXPECT_EQ(get("y"), "a\nb");
     RES_put("z", "p,q,,r");
-    int count = -1;
-    char** array = nullptr;
-    EXPECT_EQ(RES_getvals("z", &count, &array), 4);
-    ASSERT_EQ(count, 4);
-    EXPECT_STREQ(array[2], "");
-    EXPECT_STREQ(array[3], "r");
-    free_parsed_array(count, array);
+    EXPECT_EQ(vals("z"), (Values{"p", "q", "", "r"}));
     RES_append(1, "nl", "f1", RES_LIST);
     RES_append(1, "nl", "f,2", RES_LIST);
-    EXPECT_EQ(RES_getvals("nl", &count, &array), 2);  // a list splits at newlines only
-    EXPECT_STREQ(array[1], "f,2");
-    free_parsed_array(count, array);
-    EXPECT_EQ(RES_getvals("none", &count, &array), 0);
-    EXPECT_EQ(array, nullptr);
+    EXPECT_EQ(vals("nl"), (Values{"f1", "f,2"}));  // a list splits at newlines only
+    EXPECT_EQ(vals("none"), (Values{"<none>"}));
     EXPECT_EQ(RES_get("X"), nullptr);  // names are case-sensitive
     Capture cap;
     RES_list();
@@ -118,28 +117,26 @@ TEST_F(ResTest, ListStoresCopiesAndAppends) {
 
 TEST_F(ResTest, ConversionByType) {
     // Each case converts into an int that held `before`.
-    const struct {
-        const char* text;
-        int type, before, after;
-    } cases[] = {
+    // clang-format off
+    const struct { const char* text; int type, before, after; } cases[] = {
         {nullptr, RES_BOOLEAN, 42, 1},   {"OFF", RES_BOOLEAN, 1, 0},
         {"Yes", RES_BOOLEAN, 0, 1},      {"maybe", RES_BOOLEAN, 42, 42},
         {"0x1F", RES_INTEGER, 0, 31},    {"-12", RES_INTEGER, 0, -12},
         {"+7", RES_INTEGER, 0, 7},       {"abc", RES_INTEGER, 7, 7},
         {"-5", RES_LONG, 7, 7},                                       // only a digit may begin it
         {"123456", RES_LONG, 0, 123456}, {"x9", RES_UINTEGER, 7, 0},  // unchecked
-        {nullptr, RES_INTEGER, 9, 9},
-    };
+        {nullptr, RES_INTEGER, 9, 9}};
+    // clang-format on
     for (const auto& c : cases) {
         int i = c.before;
         RES_conv_data(c.text, &i, c.type);
         EXPECT_EQ(i, c.after) << (c.text ? c.text : "(null)") << " type " << c.type;
     }
-    EXPECT_EQ(RES_conv_data("on", nullptr, RES_BOOLEAN), 0);
-    EXPECT_EQ(RES_conv_data("5", nullptr, RES_INTEGER), 0);
+    // An absent destination does nothing.
+    for (int type : {RES_BOOLEAN, RES_INTEGER, RES_CURRENT})
+        EXPECT_EQ(RES_conv_data("5", nullptr, type), 0) << type;
     EXPECT_EQ(RES_conv_data(nullptr, nullptr, RES_MESSAGE), 0);
     int i = 0;
-    EXPECT_EQ(RES_conv_data("x", nullptr, RES_CURRENT), 0);
     EXPECT_EQ(RES_conv_data("x", &i, RES_CURRENT), 1);
     int16_t s = 3;
     RES_conv_data("70000", &s, RES_SHORT);
@@ -173,23 +170,18 @@ TEST_F(ResTest, ConversionSideEffects) {
     EXPECT_EQ(MESS_get(), 0xFFu);  // batch default with no explicit level
 
     // Unknown words change nothing.
-    const struct {
-        const char* text;
-        int type, flag, value;
-    } flags[] = {{"REUSE", RES_FILEPARAM, 15, 3},
-                 {"recalc", RES_FILEPARAM, 15, 1},
-                 {"other", RES_FILEPARAM, 15, 1},
-                 {"NONE", RES_PLOTTYPE, 11, 99},
-                 {"pie", RES_PLOTTYPE, 11, 99}};
+    // clang-format off
+    const struct { const char* text; int type, flag, value; } flags[] = {
+        {"REUSE", RES_FILEPARAM, 15, 3}, {"recalc", RES_FILEPARAM, 15, 1},
+        {"other", RES_FILEPARAM, 15, 1}, {"NONE", RES_PLOTTYPE, 11, 99},
+        {"pie", RES_PLOTTYPE, 11, 99}};
+    const struct { const char* text; int device; const char* connection; } devices[] = {
+        {"p,out.ps", 4, "out.ps"}, {"Q", 5, nullptr}, {",", 1, nullptr}};
+    // clang-format on
     for (const auto& c : flags) {
         RES_conv_data(c.text, nullptr, c.type);
         EXPECT_EQ(FLAG_get(c.flag), c.value) << c.text;
     }
-    const struct {
-        const char* text;
-        int device;
-        const char* connection;
-    } devices[] = {{"p,out.ps", 4, "out.ps"}, {"Q", 5, nullptr}, {",", 1, nullptr}};
     for (const auto& c : devices) {
         const char* connection = nullptr;
         RES_conv_data(c.text, &connection, RES_DEVICE);
@@ -202,14 +194,12 @@ TEST_F(ResTest, ConversionSideEffects) {
     // Draw components, one after the other: an unsigned first word clears everything
     // first; text is 0 and the border 11; "none" is always off and "all" always on.
     FLAG_resetplot(1);
-    const struct {
-        const char* text;
-        std::vector<std::pair<int, int>> plot;
-    } draws[] = {{"map,+data,-grid,bogus", {{8, 1}, {7, 1}, {9, 0}, {0, 0}, {12, 2}}},
-                 {"+text", {{0, 6}, {11, 1}}},
-                 {"-text_ul,sum", {{1, 0}, {10, 1}, {0, 5}}},
-                 {"+none", {{12, 0}}},
-                 {"-all", {{12, 17}}}};
+    // clang-format off
+    const struct { const char* text; std::vector<std::pair<int, int>> plot; } draws[] = {
+        {"map,+data,-grid,bogus", {{8, 1}, {7, 1}, {9, 0}, {0, 0}, {12, 2}}},
+        {"+text", {{0, 6}, {11, 1}}}, {"-text_ul,sum", {{1, 0}, {10, 1}, {0, 5}}},
+        {"+none", {{12, 0}}}, {"-all", {{12, 17}}}};
+    // clang-format on
     for (const auto& c : draws) {
         RES_conv_data(c.text, nullptr, RES_DRAW);
         for (auto [index, value] : c.plot)
@@ -281,11 +271,8 @@ TEST_F(ResTest, CommandLineRules) {
     EXPECT_EQ(MESS_get(), 0xFFu);
     expect_after({"-msg", "none"}, {});
     EXPECT_EQ(MESS_get(), 0x000FFFFFu);
-    int count = 0;
-    char** files = nullptr;
     expect_after({"-5", "--", "-", "--5", "plain"}, {});
-    EXPECT_EQ(RES_getvals("filename", &count, &files), 4);
-    free_parsed_array(count, files);
+    EXPECT_EQ(vals("filename"), (Values{"-5", "-", "--5", "plain"}));
 }
 
 TEST_F(ResTest, LaterSourcesWin) {
@@ -302,19 +289,16 @@ TEST_F(ResTest, LaterSourcesWin) {
     expect_after({}, {"plot_domain=from_env"});
     // The three environment names, most qualified first; then the program's own.
     unsetenv("zmtdomain");
-    const struct {
-        const char *env, *value;
-        std::vector<std::string> args;
-    } cases[] = {
-        {"zmtplot_domain", "third", {}},
-        {"zmtdomain", "second", {}},
+    // clang-format off
+    const struct { const char *env, *value; std::vector<std::string> args; } cases[] = {
+        {"zmtplot_domain", "third", {}}, {"zmtdomain", "second", {}},
         {"zmtsat.plot_domain", "first", {}},
         {"zmtsat.loop.plot_domain", "loop", {"-name", "+loop"}},
-        {"zmtradar.plot_domain", "radar", {"-name", "radar"}},
-    };
+        {"zmtradar.plot_domain", "radar", {"-name", "radar"}}};
+    // clang-format on
     for (const auto& c : cases) {
         setenv(c.env, c.value, 1);
-        expect_after(c.args, {{"plot_domain", c.value}});
+        expect_after(c.args, {"plot_domain=" + std::string(c.value)});
     }
 }
 
@@ -352,9 +336,9 @@ TEST_F(ResTest, DefaultsDirectorySearch) {
 
 TEST_F(ResTest, PatternsAndQualifiedNames) {
     // The chunk after a star is taken at its first place only.
+    // Pairs "name pattern" that match and that differ.
     const struct {
-        std::vector<std::string> args;
-        std::vector<std::string> match, differ;  // "name pattern"
+        std::vector<std::string> args, match, differ;
     } cases[] = {
         {{},
          {"plot_domain sat*domain", "grid_domain sat*domain", "plot_domain *.plot_domain",
@@ -384,7 +368,7 @@ TEST_F(ResTest, QueueSourceWithNoWindowIsSkipped) {
     setenv("zmtdefault", "#3", 1);
     setenv("zmttitle", "kept", 1);
     Capture cap;
-    expect_after({}, {{"title", "kept"}});
+    expect_after({}, {"title=kept"});
     EXPECT_EQ(cap.err(), "ZMTloop window: 3 not running or no message queue exists\n");
 }
 
