@@ -56,7 +56,12 @@ class ResTest : public ::testing::Test {
         argv_.push_back(nullptr);
         RES_init(static_cast<int>(args_.size()), argv_.data(), kKeyed, kPositional);
     }
+    // A resource, or the flag or level a command line leaves behind.
     static std::string get(const std::string& name) {
+        if (name == "FLAG_batch") return std::to_string(FLAG_batch());
+        if (name == "FLAG_help") return std::to_string(FLAG_help());
+        if (name == "MESS_get") return std::to_string(MESS_get());
+        if (name == "FLAG_get(11)") return std::to_string(FLAG_get(11));
         const char* v = RES_get(name.c_str());
         return v ? v : "<absent>";
     }
@@ -240,7 +245,7 @@ TEST_F(ResTest, CommandLineRules) {
     } cases[] = {
         // Flags never eat the next word.
         {{"-ba", "file1", "-ic", "file2", "-h", "file3"},
-         {"filename=file1\nfile2\nfile3", "batch=", "icon="}},
+         {"filename=file1\nfile2\nfile3", "batch=", "icon=", "FLAG_batch=1", "FLAG_help=1"}},
         {{"-cu", "file", "-ba=yes"}, {"current=file", "filename=<absent>", "batch=yes"}},
         // A lone number or dash is positional; `--` vanishes; `--name=value` is a switch.
         {{"-5", "-pr", "-5", "--", "--pd=us", "-", "--5", "plain", "-foo", "bar", "-flag",
@@ -252,8 +257,11 @@ TEST_F(ResTest, CommandLineRules) {
           "warn"},
          {"plot_domain=us",
           "con_interval=5",  // the switch wins over the prefix of `input`
-          "input=area", "plot_type=cf", "grid_domain=x", "message=warn"}},
-        {{"-" + longname, "v", "-msg", "none"}, {longname.substr(0, 49) + "=v", "msg=none"}},
+          "input=area", "plot_type=cf", "grid_domain=x", "message=warn", "FLAG_get(11)=15",
+          "MESS_get=" + std::to_string(0xFFu)}},
+        // An unknown spelling is not converted.
+        {{"-" + longname, "v", "-msg", "none"},
+         {longname.substr(0, 49) + "=v", "msg=none", "MESS_get=" + std::to_string(0xFFFFFu)}},
         // The program name and defaults list are taken in an early scan and stay consumed.
         {{"-n", "radar", "-dfx", "/tmp/nothing", "-Name", "other", "-ti", "t"},
          {"name=radar", "default=/tmp/nothing", "Name=<absent>", "ti=<absent>", "title=t",
@@ -261,16 +269,6 @@ TEST_F(ResTest, CommandLineRules) {
         {{"-names", "x", "-default=/a:/b"}, {"names=x", "default=/a:/b"}},
     };
     for (const auto& c : cases) expect_after(c.args, c.expected);
-
-    // Converted on the way: flags, plot type, message level, but not an unknown spelling.
-    expect_after({"-ba", "-h"}, {});
-    EXPECT_EQ(FLAG_batch(), 1);
-    EXPECT_EQ(FLAG_help(), 1);
-    expect_after({"-plot_t", "cf", "-mess", "warn"}, {});
-    EXPECT_EQ(FLAG_get(11), 15);
-    EXPECT_EQ(MESS_get(), 0xFFu);
-    expect_after({"-msg", "none"}, {});
-    EXPECT_EQ(MESS_get(), 0x000FFFFFu);
     expect_after({"-5", "--", "-", "--5", "plain"}, {});
     EXPECT_EQ(vals("filename"), (Values{"-5", "-", "--5", "plain"}));
 }
@@ -307,14 +305,9 @@ TEST_F(ResTest, DefaultsListTagsAndConditionals) {
     write_file(dir.file("x"),
                "IF sat\n*title: first\nELSE\n*title: second\nEND\n"
                "IF a\n*label: a\nELIF b\n*label: b\nELSE\n*label: c\nEND\n"
-               "IF nosuch\nDEF c\nEND\n"
-               "IF c\n*geometry: 10x10\nEND\n"
-               "UNDEF nosuch\n"
-               "IF c\n*background: wrong\nEND\n"
-               "IF b\n*font_list: kept_b\nEND\n"
-               "UNDEF SAT\n"
-               "IF sat\n*color_table: wrong\nEND\n"
-               "IF b extra\n*output: counted\nEND\n");
+               "IF nosuch\nDEF c\nEND\nIF c\n*geometry: 10x10\nEND\nUNDEF nosuch\n"
+               "IF c\n*background: wrong\nEND\nIF b\n*font_list: kept_b\nEND\nUNDEF SAT\n"
+               "IF sat\n*color_table: wrong\nEND\nIF b extra\n*output: counted\nEND\n");
     setenv("zmtdefault", ("+sat:+a:+b:" + dir.file("x")).c_str(), 1);
     Capture cap;
     // Only the first true branch counts; DEF acts inside a false branch; UNDEF of an
