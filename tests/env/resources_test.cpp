@@ -48,14 +48,6 @@ class ResTest : public ::testing::Test {
         MESS_reset();
         FLAG_resetplot(1);
     }
-    void init(std::vector<std::string> args, const char* program = "/usr/local/bin/sat") {
-        args_ = std::move(args);
-        args_.insert(args_.begin(), program);
-        argv_.clear();
-        for (std::string& a : args_) argv_.push_back(a.data());
-        argv_.push_back(nullptr);
-        RES_init(static_cast<int>(args_.size()), argv_.data(), kKeyed, kPositional);
-    }
     // A resource, or the flag or level a command line leaves behind.
     static std::string get(const std::string& name) {
         if (name == "FLAG_batch") return std::to_string(FLAG_batch());
@@ -68,9 +60,13 @@ class ResTest : public ::testing::Test {
     // Resets, decodes a command line and checks the values it leaves.
     void expect_after(const std::vector<std::string>& args, const Values& expected) {
         reset();
-        init(args);
+        args_ = args;
+        args_.insert(args_.begin(), "/usr/local/bin/sat");
+        argv_.clear();
         std::string label;
-        for (const auto& a : args) label += a + " ";
+        for (std::string& a : args_) argv_.push_back(a.data()), label += a + " ";
+        argv_.push_back(nullptr);
+        RES_init(static_cast<int>(args_.size()), argv_.data(), kKeyed, kPositional);
         for (const std::string& e : expected) {
             size_t eq = e.find('=');
             ASSERT_NE(eq, std::string::npos) << e;
@@ -372,7 +368,7 @@ TEST_F(ResTest, UnknownIdsAndProgramName) {
     EXPECT_STREQ(row.name, "");
     RES_help_item(998);
     EXPECT_EQ(cap.out(), "999\n998\n");
-    init({});
+    expect_after({}, {});
     char buffer[32];
     EXPECT_STREQ(RES_get_progname(buffer), "sat");
     EXPECT_STREQ(RES_get_prog(), "/usr/local/bin/sat");
