@@ -1,5 +1,5 @@
-// The Image record and the native image format: round trips, hand-made files of
-// every header form, the expanding writer, and broken or hostile files.
+// The native image format: round trips, hand-made files of every header form,
+// the expanding writer, and broken or hostile files.
 #include "formats/image.h"
 
 #include <gtest/gtest.h>
@@ -48,9 +48,8 @@ void fill(Image* image, int width, int height, const std::string& pixels, bool g
     image->depth = 8;
     image->data = static_cast<unsigned char*>(std::malloc(pixels.size() + 1));
     std::memcpy(image->data, pixels.data(), pixels.size());
-    if (!grid) return;
-    Domain& d = image->domain;
-    d = {2, M, M, {M, M, M, M, M}, 40.0f, -90.0f, 0.1f, 0.1f, width, height, 0};
+    if (grid)
+        image->domain = {2, M, M, {M, M, M, M, M}, 40.0f, -90.0f, 0.1f, 0.1f, width, height, 0};
 }
 
 std::string zpiece(const std::string& raw) {
@@ -58,8 +57,7 @@ std::string zpiece(const std::string& raw) {
     std::string out(size, '\0');
     compress(reinterpret_cast<Bytef*>(out.data()), &size,
              reinterpret_cast<const Bytef*>(raw.data()), raw.size());
-    out.resize(size);
-    return out;
+    return out.substr(0, size);
 }
 
 double since(Clock::time_point t0) {
@@ -71,38 +69,18 @@ class Native : public ::testing::Test {
     void SetUp() override { IMG_set_max_waits(10); }
     void TearDown() override { IMG_set_max_waits(10); }
     std::string path(const char* name) const { return dir.file(name); }
+    // Writes the bytes to a file and reads it back natively.
+    int read(const std::string& bytes, Held& out) {
+        write_file(path("in.img"), bytes);
+        return IMG_read_zmt(path("in.img").c_str(), out.get());
+    }
     sat_test::TempDir dir;
 };
 
-TEST_F(Native, InitAndFreeTouchOnlyTheirFields) {
-    Image image;
-    std::memset(&image, 0x55, sizeof image);
-    image.xres = 4.0f;
-    image.red_mask = 0xFF0000;
-    IMG_init(&image);
-    EXPECT_EQ(image.byte_order, 1);
-    EXPECT_EQ(image.transparent, -1);
-    EXPECT_EQ(image.date.year, -9999);
-    EXPECT_EQ(image.domain.proj, -9999);
-    EXPECT_EQ(image.data, nullptr);
-    EXPECT_EQ(image.xres, 4.0f);
-    EXPECT_EQ(image.red_mask, 0xFF0000u);
-    image.width = 3;
-    image.num_colors = 2;
-    image.data = static_cast<unsigned char*>(std::malloc(3));
-    image.colors = static_cast<float*>(std::malloc(6 * sizeof(float)));
-    IMG_free(&image);
-    EXPECT_EQ(image.data, nullptr);
-    EXPECT_EQ(image.colors, nullptr);
-    EXPECT_EQ(image.num_colors, 0);
-    EXPECT_EQ(image.width, 3);
-}
-
 TEST_F(Native, RoundTripSizesFromOnePixelToSixThousandSquare) {
     // Pieces cut inside a line, exactly three pieces, many pieces.
-    const std::pair<int, int> sizes[] = {{1, 1}, {3, 7}, {200, 150}, {1024, 1023}, {6000, 6000}};
     unsigned seed = 1;
-    for (auto [w, h] : sizes) {
+    for (auto [w, h] : {std::pair{1, 1}, {3, 7}, {200, 150}, {1024, 1023}, {6000, 6000}}) {
         for (int form = 0; form < 4; form++) {
             const int compress = form % 2;
             const bool grid = form >= 2;
@@ -118,16 +96,13 @@ TEST_F(Native, RoundTripSizesFromOnePixelToSixThousandSquare) {
                 << w << "x" << h << " " << form;
             EXPECT_EQ(out->source, 50);
             EXPECT_STREQ(out->date_label, in->date_label);
-            EXPECT_EQ(out->date.year, 2003);  // through the date module
-            EXPECT_EQ(out->date.hour, 13);
+            EXPECT_EQ(out->date.year * 100 + out->date.hour, 200313);  // through the date module
             EXPECT_STREQ(out->info, in->info);
-            EXPECT_EQ(out->width, w);
-            EXPECT_EQ(out->height, h);
-            EXPECT_EQ(out->depth, 8);
+            EXPECT_EQ(
+                std::vector({out->width, out->height, out->depth, out->domain.nx, out->domain.ny}),
+                std::vector({w, h, 8, w, h}));
             EXPECT_EQ(out->bytes_per_line, grid ? w : 0);  // a size line leaves it 0
             EXPECT_EQ(out->domain.proj, grid ? 2 : -9999);
-            EXPECT_EQ(out->domain.nx, w);
-            EXPECT_EQ(out->domain.ny, h);
             ASSERT_NE(out->data, nullptr);
             EXPECT_TRUE(out.pixels(pixels.size()) == pixels) << w << "x" << h << " " << form;
         }
@@ -188,61 +163,48 @@ TEST_F(Native, ProjectionTokensWrittenAndReadBack) {
 
 TEST_F(Native, HandMadeHeaderForms) {
     const std::string px = "ABCDEFGHIJKL";  // 4 x 3
-    const std::string body = path("body.raw");
-    write_file(body, px);
+    write_file(path("body.raw"), px);
     const std::pair<const char*, std::string> files[] = {
         {"version 4", "ZMTIMG4Z\n\nv4\nps:-105,45,-100,4,3,0.5,0.5\n" + zpiece(px)},
         {"V and C blocks", "ZMTIMGVC\n\n\n4 3\n" + std::string(1024, 'v') + "xx" +
                                std::string("\x00\x03", 2) + "cccccc" + px},
-        {"second file", "ZMTIMG*\n\n\n4 3\n" + body + "\n"},
+        {"second file", "ZMTIMG*\n\n\n4 3\n" + path("body.raw") + "\n"},
         {"unknown token", "ZMTIMG\n\n\nQQ 1.0 2.0 3.0 4.0 4 3\n" + px},
     };
     for (const auto& [what, bytes] : files) {
         Held out;
-        write_file(path("h.img"), bytes);
-        ASSERT_EQ(IMG_read_zmt(path("h.img").c_str(), out.get()), 1) << what;
-        EXPECT_EQ(out->width, 4) << what;
-        EXPECT_EQ(out->height, 3) << what;
+        ASSERT_EQ(read(bytes, out), 1) << what;
+        EXPECT_EQ(std::pair(out->width, out->height), std::pair(4, 3)) << what;
         EXPECT_EQ(out.pixels(12), px) << what;
-        if (std::string(what) == "version 4") {
-            EXPECT_EQ(out->domain.proj, 1);
-            EXPECT_FLOAT_EQ(out->domain.plon, -105.0f);
-            EXPECT_EQ(out->bytes_per_line, 4);
-        }
-        if (std::string(what) == "unknown token") {
-            EXPECT_EQ(out->domain.proj, -9999);
+        bool v4 = std::string(what) == "version 4";
+        EXPECT_EQ(out->domain.proj, v4 ? 1 : -9999) << what;
+        if (v4) {
+            EXPECT_EQ(std::pair(out->domain.plon, out->bytes_per_line), std::pair(-105.0f, 4));
         }
     }
     Held out;
-    write_file(path("h.img"), "ZMTIMG*\n\n\n4 3\n/dev/zero\n");  // only a plain file holds pixels
-    EXPECT_EQ(IMG_read_zmt(path("h.img").c_str(), out.get()), -1);
+    EXPECT_EQ(read("ZMTIMG*\n\n\n4 3\n/dev/zero\n", out), -1);  // only a plain file holds pixels
 }
 
 TEST_F(Native, CompressedReaderWaitsOnlyWhenItKnowsTheSize) {
     // A size line with "Z": nothing is expected, so the end of data ends the read at once.
-    Held a;
-    write_file(path("s.img"), "ZMTIMGZ\n\n\n100 50\n" + zpiece(std::string(5000, 'q')));
+    Held a, b, c, in;
     auto t0 = Clock::now();
-    ASSERT_EQ(IMG_read_zmt(path("s.img").c_str(), a.get()), 1);
+    ASSERT_EQ(read("ZMTIMGZ\n\n\n100 50\n" + zpiece(std::string(5000, 'q')), a), 1);
     EXPECT_LT(since(t0), 0.9);
     EXPECT_EQ(a.pixels(5000), std::string(5000, 'q'));
-
     // Cut inside the last piece: the reader waits, then keeps the whole pieces.
     IMG_set_max_waits(2);
-    Held in, b;
     std::string px = pattern(300 * 100, 7);
     fill(in.get(), 300, 100, px, true);
     ASSERT_EQ(IMG_write(path("c.img").c_str(), in.get(), 1), 1);
     std::string whole = read_file(path("c.img"));
-    write_file(path("c.img"), whole.substr(0, whole.size() - 40));
     t0 = Clock::now();
-    ASSERT_EQ(IMG_read_zmt(path("c.img").c_str(), b.get()), 1);
+    ASSERT_EQ(read(whole.substr(0, whole.size() - 40), b), 1);
     EXPECT_GE(since(t0), 1.9);
     EXPECT_EQ(b.pixels(20000), px.substr(0, 20000));
-
     // A file still being written: the rest arrives during the wait.
     IMG_set_max_waits(10);
-    Held c;
     const size_t half = whole.size() / 2;
     write_file(path("c.img"), whole.substr(0, half));
     std::thread writer([&] {
@@ -256,33 +218,42 @@ TEST_F(Native, CompressedReaderWaitsOnlyWhenItKnowsTheSize) {
 }
 
 TEST_F(Native, ExpandedWriterReducesScreenGrabsToOneBytePerPixel) {
-    auto expanded = [&](int w, int h, int depth, int bpp, int bpl, int order, int colors,
-                        std::vector<unsigned char> data) {
-        Image image{};
-        IMG_init(&image);
-        image = {0, 0, 0, "",      image.date, "",           w,          h, depth,
-                 0, 0, 0, 0,       bpp,        bpl,          order,      0, colors,
-                 0, 0, 0, nullptr, -1,         image.domain, data.data()};
-        EXPECT_EQ(IMG_write(path("x.img").c_str(), &image, 1), 1);
-        std::string head = "ZMTIMGZ\n\n\n" + std::to_string(w) + " " + std::to_string(h) + "\n";
-        std::string text = read_file(path("x.img"));
-        EXPECT_EQ(text.substr(0, head.size()), head);
-        return text.substr(head.size());  // never compressed
+    struct Case {
+        int w, h, depth, bpp, bpl, order, colors;
+        std::string data, want;
     };
     using B = std::string;
-    // Means of the three colour bytes, rounded down.
-    EXPECT_EQ(expanded(2, 1, 24, 32, 8, 1, 0, {0, 10, 20, 30, 99, 1, 2, 4}), B("\x14\x02", 2));
-    EXPECT_EQ(expanded(2, 1, 24, 32, 8, 0, 0, {10, 20, 31, 99, 1, 2, 4, 99}), B("\x14\x02", 2));
-    // 24 bits: two bytes left at the end of a line are skipped, one is not.
-    EXPECT_EQ(expanded(2, 2, 24, 24, 8, 1, 0, {1, 2, 3, 4, 5, 6, 0, 0, 7, 8, 9, 10, 11, 12, 0, 0}),
-              "\x03\x06\x09\x0c");
-    EXPECT_EQ(expanded(2, 2, 24, 24, 7, 0, 0, {1, 2, 3, 4, 5, 6, 50, 7, 8, 9, 10, 11, 12, 60}),
-              "\x01\x04\x32\x09");
-    EXPECT_EQ(expanded(2, 1, 16, 16, 4, 1, 0, {1, 2, 3, 4}), "\x02\x04");
-    EXPECT_EQ(expanded(2, 1, 16, 16, 4, 0, 0, {1, 2, 3, 4}), "\x01\x03");
-    EXPECT_EQ(expanded(3, 1, 8, 8, 3, 1, 4, {7, 8, 9}), "\x07\x07\x07");  // source stands still
-    EXPECT_EQ(expanded(4, 1, 4, 4, 2, 1, 0, {0x12, 0x34}), B("\x01\x02\x03\x04"));
-    EXPECT_EQ(expanded(8, 1, 1, 1, 1, 1, 0, {0xA5}), B("\x01\x00\x01\x00\x00\x01\x00\x01", 8));
+    const Case cases[] = {
+        // Means of the three colour bytes, rounded down.
+        {2, 1, 24, 32, 8, 1, 0, B("\0\12\24\36\143\1\2\4", 8), B("\x14\x02", 2)},
+        {2, 1, 24, 32, 8, 0, 0, "\12\24\37\143\1\2\4\143", B("\x14\x02", 2)},
+        // 24 bits: two bytes left at the end of a line are skipped, one is not.
+        {2, 2, 24, 24, 8, 1, 0, B("\1\2\3\4\5\6\0\0\7\10\11\12\13\14\0\0", 16), "\3\6\11\14"},
+        {2, 2, 24, 24, 7, 0, 0, "\1\2\3\4\5\6\62\7\10\11\12\13\14\74", "\1\4\62\11"},
+        {2, 1, 16, 16, 4, 1, 0, B("\1\2\3\4"), "\x02\x04"},
+        {2, 1, 16, 16, 4, 0, 0, B("\1\2\3\4"), "\x01\x03"},
+        {3, 1, 8, 8, 3, 1, 4, B("\7\10\11"), "\x07\x07\x07"},  // source stands still
+        {4, 1, 4, 4, 2, 1, 0, B("\x12\x34"), "\x01\x02\x03\x04"},
+        {8, 1, 1, 1, 1, 1, 0, B("\xA5"), B("\x01\x00\x01\x00\x00\x01\x00\x01", 8)},
+    };
+    for (Case c : cases) {
+        Image image{};
+        IMG_init(&image);
+        image.source = image.type = image.version = image.mapped = 0;
+        image.date_label[0] = image.info[0] = '\0';
+        image.width = c.w;
+        image.height = c.h;
+        image.depth = c.depth;
+        image.bits_per_pixel = c.bpp;
+        image.bytes_per_line = c.bpl;
+        image.byte_order = c.order;
+        image.num_colors = c.colors;
+        image.data = reinterpret_cast<unsigned char*>(c.data.data());
+        EXPECT_EQ(IMG_write(path("x.img").c_str(), &image, 1), 1);
+        // Never compressed.
+        std::string head = "ZMTIMGZ\n\n\n" + std::to_string(c.w) + " " + std::to_string(c.h) + "\n";
+        EXPECT_EQ(read_file(path("x.img")), head + c.want) << c.depth << " bits, order " << c.order;
+    }
 }
 
 TEST_F(Native, FailuresToOpenAndWrongMagic) {
@@ -295,18 +266,16 @@ TEST_F(Native, FailuresToOpenAndWrongMagic) {
         testing::internal::GetCapturedStderr(),
         "Unable to open: " + missing + "\nIMG_read: Unable to open image file: " + missing + "\n");
     for (const char* text : {"ZMTIMX\n\n\n1 1\nA", "", "ZMT", "zmtimg\n\n\n1 1\nA"}) {
-        write_file(path("bad.img"), text);
         testing::internal::CaptureStderr();
-        EXPECT_EQ(IMG_read_zmt(path("bad.img").c_str(), image.get()), -1) << text;
+        EXPECT_EQ(read(text, image), -1) << text;
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "IMG_read_zmt: Invalid image type\n");
     }
     fill(in.get(), 1, 1, "A");
     testing::internal::CaptureStderr();
     EXPECT_EQ(IMG_write("/dev/null/x.img", in.get(), 0), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Unable to open: /dev/null/x.img\n");
-    testing::internal::CaptureStderr();
     EXPECT_EQ(IMG_write("/dev/full", in.get(), 1), 0);  // a full disk fails too
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "IMG_write: Unable to write: /dev/full\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Unable to open: /dev/null/x.img\nIMG_write: Unable to write: /dev/full\n");
 }
 
 TEST_F(Native, TruncatedCorruptAndHostileFiles) {
@@ -320,41 +289,34 @@ TEST_F(Native, TruncatedCorruptAndHostileFiles) {
         const char* what;
         std::string bytes;
         int status;
+        std::string start;  // what the pixels begin with
     } cases[] = {
-        {"magic only", "ZMTIMG\n", 0},
-        {"in the date line", "ZMTIMG\nlab", 0},
-        {"in the domain line", "ZMTIMG\nlabel\ninfo\nLL 10.0 20.0 1.0", 0},
-        {"in a version 4 domain line", "ZMTIMG4\nlabel\ninfo\nps:-105,45", 0},
-        {"no pixels", head, 0},
-        {"less than half the pixels", head + px.substr(0, 1000), 0},
-        {"most of the pixels", head + px.substr(0, 4000), 1},
-        {"claims far more", "ZMTIMG\n\n\n2000000000 2000000000\n" + px, 0},
-        {"claims far more, compressed", "ZMTIMGZ\n\n\n60000 60000\n" + zpiece(px), 0},
-        {"negative size", "ZMTIMG\n\n\n-5 10\n" + px, 0},
-        {"garbage for zlib", "ZMTIMGZ\n\n\n64 64\n" + px, 1},
-        {"good piece then damaged", "ZMTIMGZ\n\n\n64 64\n" + good + damaged, 1},
-        {"endless output", "ZMTIMGZ\n\n\n10 10\n" + zpiece(std::string(20000000, 'e')), 1},
-        {"negative C block", "ZMTIMGC\n\n\n64 64\nxx" + std::string("\x00\xf0", 2) + px, 1},
-        {"over-long lines", "ZMTIMG\n" + std::string(5000, 'd') + "\n1 1\nA", 0},
+        {"magic only", "ZMTIMG\n", 0, ""},
+        {"in the date line", "ZMTIMG\nlab", 0, ""},
+        {"in the domain line", "ZMTIMG\nlabel\ninfo\nLL 10.0 20.0 1.0", 0, ""},
+        {"in a version 4 domain line", "ZMTIMG4\nlabel\ninfo\nps:-105,45", 0, ""},
+        {"no pixels", head, 0, ""},
+        {"less than half the pixels", head + px.substr(0, 1000), 0, ""},
+        {"most of the pixels", head + px.substr(0, 4000), 1,
+         px.substr(0, 4000) + std::string(96, '\0')},
+        {"claims far more", "ZMTIMG\n\n\n2000000000 2000000000\n" + px, 0, ""},
+        {"claims far more, compressed", "ZMTIMGZ\n\n\n60000 60000\n" + zpiece(px), 0, ""},
+        {"negative size", "ZMTIMG\n\n\n-5 10\n" + px, 0, ""},
+        {"garbage for zlib", "ZMTIMGZ\n\n\n64 64\n" + px, 1, ""},
+        {"good piece then damaged", "ZMTIMGZ\n\n\n64 64\n" + good + damaged, 1, px.substr(0, 2048)},
+        {"endless output", "ZMTIMGZ\n\n\n10 10\n" + zpiece(std::string(20000000, 'e')), 1, ""},
+        {"negative C block", "ZMTIMGC\n\n\n64 64\nxx" + std::string("\x00\xf0", 2) + px, 1, ""},
+        {"over-long lines", "ZMTIMG\n" + std::string(5000, 'd') + "\n1 1\nA", 0, ""},
     };
     for (const auto& c : cases) {
         Held out;
-        write_file(path("broken.img"), c.bytes);
         testing::internal::CaptureStderr();
-        EXPECT_EQ(IMG_read_zmt(path("broken.img").c_str(), out.get()), c.status) << c.what;
+        EXPECT_EQ(read(c.bytes, out), c.status) << c.what;
         std::string err = testing::internal::GetCapturedStderr();
         EXPECT_EQ(out->data != nullptr, c.status == 1) << c.what;
-        if (c.status == 0) {
-            EXPECT_NE(err, "") << c.what;  // a refused image says why
-        }
+        EXPECT_TRUE(c.status != 0 || err != "") << c.what;  // a refused image says why
+        EXPECT_EQ(c.start.empty() ? "" : out.pixels(c.start.size()), c.start) << c.what;
     }
-    Held most, broken, endless;
-    write_file(path("m.img"), head + px.substr(0, 4000));
-    ASSERT_EQ(IMG_read_zmt(path("m.img").c_str(), most.get()), 1);
-    EXPECT_EQ(most.pixels(4096), px.substr(0, 4000) + std::string(96, '\0'));  // blank tail
-    write_file(path("m.img"), "ZMTIMGZ\n\n\n64 64\n" + good + damaged);
-    ASSERT_EQ(IMG_read_zmt(path("m.img").c_str(), broken.get()), 1);
-    EXPECT_EQ(broken.pixels(2048), px.substr(0, 2048));
 }
 
 TEST_F(Native, StreamAskingForADictionaryDoesNotStall) {
@@ -367,12 +329,13 @@ TEST_F(Native, StreamAskingForADictionaryDoesNotStall) {
     zs.next_out = buf;
     zs.avail_out = sizeof buf;
     deflate(&zs, Z_FINISH);
-    write_file(path("dict.img"), "ZMTIMGZ\n\n\n3 3\n" + std::string(reinterpret_cast<char*>(buf),
-                                                                    sizeof buf - zs.avail_out));
     deflateEnd(&zs);
     Held out;
     auto t0 = Clock::now();
-    EXPECT_EQ(IMG_read_zmt(path("dict.img").c_str(), out.get()), 1);
+    EXPECT_EQ(read("ZMTIMGZ\n\n\n3 3\n" +
+                       std::string(reinterpret_cast<char*>(buf), sizeof buf - zs.avail_out),
+                   out),
+              1);
     EXPECT_LT(since(t0), 2.0);
 }
 
@@ -381,7 +344,6 @@ TEST_F(Native, ReadByContent) {
     fill(in.get(), 30, 20, pattern(600, 5));
     ASSERT_EQ(IMG_write(path("any.img").c_str(), in.get(), 1), 1);
     EXPECT_EQ(IMG_read(path("any.img").c_str(), out.get(), 0), 1);
-    EXPECT_EQ(out->width, 30);
     EXPECT_EQ(out.pixels(600), pattern(600, 5));
     // Anything not GIF, PNG or native goes to the XWD reader.
     write_file(path("any.img"), "plain text, nothing else");
