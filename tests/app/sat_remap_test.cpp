@@ -167,50 +167,13 @@ class Remap : public ::testing::Test {
     }
 };
 
-struct FileCase {
-    const char* file;
-    float lat, lon, dx;
-};
-
-// Exact path: every pixel is the sample of the image's own domain, to the count.
-TEST_F(Remap, ExactPathMatchesImageDomainInEveryProjection) {
-    for (const FileCase& cs :
-         {FileCase{kRadar, 38.3f, -98.2f, 0.25f}, FileCase{kSector, 25.0f, -80.0f, 0.2f},
-          FileCase{kFullDisk, 0.0f, -75.0f, 0.6f}}) {
-        for (const Domain& target : targets(cs.lat, cs.lon, cs.dx, 160, 110)) {
-            for (int pix_ave : {0, 1}) {
-                SCOPED_TRACE(std::string(cs.file) + " proj " + std::to_string(target.proj) +
-                             " pix_ave " + std::to_string(pix_ave));
-                OwnedImage img;
-                ASSERT_TRUE(load(cs.file, img));
-                SAT_params().remap_inc = 0;
-                SAT_params().pix_ave = pix_ave;
-                const Domain src = img.im.domain;
-                const Pixels pix(img.im);
-                const std::string info = img.im.info;
-                ASSERT_EQ(SAT_remap_image(&img.im, &target), 1);
-                expect_record(img.im, target);
-                EXPECT_EQ(info, img.im.info);
-                long wrong = 0, covered = 0;
-                walk(target, [&](int r, int c, float lat, float lon) {
-                    float ix, iy;
-                    through_domain(src, lat, lon, ix, iy);
-                    const int got = img.im.data[r * target.nx + c];
-                    covered += pix.inside(ix, iy);
-                    wrong += pix_ave == 0 ? got != pix.nearest(ix, iy)
-                                          : std::fabs(got - std::floor(pix.bilinear(ix, iy))) > 1;
-                });
-                EXPECT_EQ(wrong, 0);
-                EXPECT_GT(covered, target.nx * target.ny / 4);
-            }
-        }
-    }
-}
-
-// Interpolated path: close to the per-pixel truth of the satellite navigation
-// (no smearing across the limb), or of a projected file's own domain.
-TEST_F(Remap, InterpolatedPathFollowsTheSourcePositions) {
-    // The radar case is centred on the storms around its grid position 380, 150.
+// Exact path ("remap=0"): every pixel is the sample of the image's own domain,
+// to the count. Interpolated path: close to the per-pixel truth of the
+// satellite navigation (no smearing across the limb), or of a projected file's
+// own domain.
+TEST_F(Remap, RemapFollowsTheSourcePositionsInEveryProjection) {
+    // The interpolated radar case is centred on the storms around its grid
+    // position 380, 150.
     float rlat, rlon, x, y;
     {
         OwnedImage img;
@@ -219,39 +182,65 @@ TEST_F(Remap, InterpolatedPathFollowsTheSourcePositions) {
         MAP_grid_tran(380.0f, 150.0f, &x, &y);
         MAP_untran(x, y, &rlat, &rlon);
     }
-    for (const FileCase& cs :
-         {FileCase{kSector, 25.0f, -80.0f, 0.2f}, FileCase{kFullDisk, 78.0f, -75.0f, 0.05f},
-          FileCase{kFullDisk, 30.0f, -60.0f, 0.08f}, FileCase{kRadar, rlat, rlon, 0.05f}}) {
-        const bool nav = cs.file != kRadar;
-        for (const Domain& target : targets(cs.lat, cs.lon, cs.dx, 230, nav ? 190 : 150)) {
-            SCOPED_TRACE(std::string(cs.file) + " proj " + std::to_string(target.proj));
-            SAT_params().tran_sat = 1;  // a projected file clears it
-            OwnedImage img;
-            ASSERT_TRUE(load(cs.file, img));
-            ASSERT_EQ(SAT_params().tran_sat, nav ? 1 : 0);
-            const Domain src = img.im.domain;
-            const Pixels pix(img.im);
-            ASSERT_EQ(SAT_remap_image(&img.im, &target), 1);
-            expect_record(img.im, target);
-            long close = 0, limb = 0, zero_truth = 0, echoes = 0;
-            walk(target, [&](int r, int c, float lat, float lon) {
-                float ix, iy;
-                const bool on_earth = nav ? through_nav(lat, lon, ix, iy)
-                                          : (through_domain(src, lat, lon, ix, iy), true);
-                const double truth = pix.bilinear(ix, iy);
-                const int got = img.im.data[r * target.nx + c];
-                close += std::fabs(got - truth) <= 2.0;
-                echoes += truth > 0;
-                // Segments with an end off the earth are sampled exactly; the first
-                // segment of a row has its start untested.
-                if (!on_earth && c >= SAT_params().remap_inc) {
-                    ++zero_truth;
-                    limb += got != 0;
+    struct Case {
+        const char* file;
+        float lat, lon, dx;
+        bool exact;
+    };
+    for (const Case& cs :
+         {Case{kRadar, 38.3f, -98.2f, 0.25f, true}, Case{kSector, 25.0f, -80.0f, 0.2f, true},
+          Case{kFullDisk, 0.0f, -75.0f, 0.6f, true}, Case{kSector, 25.0f, -80.0f, 0.2f, false},
+          Case{kFullDisk, 78.0f, -75.0f, 0.05f, false},
+          Case{kFullDisk, 30.0f, -60.0f, 0.08f, false}, Case{kRadar, rlat, rlon, 0.05f, false}}) {
+        const bool nav = !cs.exact && cs.file != kRadar;
+        const int nx = cs.exact ? 160 : 230, ny = cs.exact ? 110 : nav ? 190 : 150;
+        for (const Domain& target : targets(cs.lat, cs.lon, cs.dx, nx, ny)) {
+            for (int pix_ave : cs.exact ? std::vector<int>{0, 1} : std::vector<int>{-1}) {
+                SCOPED_TRACE(std::string(cs.file) + " proj " + std::to_string(target.proj) +
+                             (cs.exact ? " exact, pix_ave " + std::to_string(pix_ave) : ""));
+                SAT_params_reset();
+                SAT_params().tran_sat = 1;  // a projected file clears it
+                OwnedImage img;
+                ASSERT_TRUE(load(cs.file, img));
+                ASSERT_EQ(SAT_params().tran_sat, cs.file != kRadar ? 1 : 0);
+                if (cs.exact) {  // otherwise the defaults
+                    SAT_params().remap_inc = 0;
+                    SAT_params().pix_ave = pix_ave;
                 }
-            });
-            EXPECT_GE(close, target.nx * target.ny * 99L / 100);
-            EXPECT_EQ(limb, 0) << "of " << zero_truth << " pixels off the source";
-            EXPECT_TRUE(nav || echoes > target.nx * target.ny / 10) << echoes;
+                const Domain src = img.im.domain;
+                const Pixels pix(img.im);
+                const std::string info = img.im.info;
+                ASSERT_EQ(SAT_remap_image(&img.im, &target), 1);
+                expect_record(img.im, target);
+                EXPECT_EQ(info, img.im.info);
+                long wrong = 0, covered = 0, close = 0, limb = 0, off = 0, echoes = 0;
+                walk(target, [&](int r, int c, float lat, float lon) {
+                    float ix, iy;
+                    const bool on_earth = nav ? through_nav(lat, lon, ix, iy)
+                                              : (through_domain(src, lat, lon, ix, iy), true);
+                    const double truth = pix.bilinear(ix, iy);
+                    const int got = img.im.data[r * target.nx + c];
+                    covered += pix.inside(ix, iy);
+                    wrong += pix_ave == 0 ? got != pix.nearest(ix, iy)
+                                          : std::fabs(got - std::floor(truth)) > 1;
+                    close += std::fabs(got - truth) <= 2.0;
+                    echoes += truth > 0;
+                    // Segments with an end off the earth are sampled exactly; the
+                    // first segment of a row has its start untested.
+                    if (!on_earth && c >= SAT_params().remap_inc) {
+                        ++off;
+                        limb += got != 0;
+                    }
+                });
+                if (cs.exact) {
+                    EXPECT_EQ(wrong, 0);
+                    EXPECT_GT(covered, nx * ny / 4);
+                } else {
+                    EXPECT_GE(close, nx * ny * 99L / 100);
+                    EXPECT_EQ(limb, 0) << "of " << off << " pixels off the source";
+                    EXPECT_TRUE(nav || echoes > nx * ny / 10) << echoes;
+                }
+            }
         }
     }
 }
