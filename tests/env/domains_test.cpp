@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -48,50 +49,31 @@ std::string decode_err(const char* text, Domain* d) {
     return testing::internal::GetCapturedStderr();
 }
 
+// The main fields, every float to its last bit.
+std::string fields(int proj, float plon, float clat, float clon, int nx, int ny, float dx,
+                   float dy) {
+    char out[200];
+    std::snprintf(out, sizeof out, "%d %.9g %.9g %.9g %d %d %.9g %.9g", proj, plon, clat, clon, nx,
+                  ny, dx, dy);
+    return out;
+}
+std::string fields(const Domain& d) {
+    return fields(d.proj, d.plon, d.clat, d.clon, d.nx, d.ny, d.dx, d.dy);
+}
+
 TEST_F(DomainTest, ProjectionWordsInTableOrder) {
+    // "lambaz" reads as Lambert conformal, so the azimuthal one is "la" or "laz"; "xp"
+    // must stand alone and "miss" is a whole word.
     const std::pair<const char*, int> cases[] = {
-        {"ll", 2},
-        {"LAT", 2},
-        {"polar", 1},
-        {"ps", 1},
-        {"sat", 9},
-        {"lamb", 4},
-        {"lc", 4},
-        {"gnom", 6},
-        {"ortho", 5},
-        {"moll", 7},
-        {"merc", 3},
-        {"pixel", 99},
-        {"xy", 20},
-        {"xlogy", 22},
-        {"xlogp", 22},
-        {"cat", 24},
-        {"skewt", 40},
-        {"therm", 40},
-        {"ema", 42},
-        {"teph", 43},
-        {"rteph", 44},
-        {"stuve", 41},
-        {"hodo", 23},
-        {"vert", 22},
-        {"xp", 25},
-        {"zoom", 50},
-        {"size", 51},
-        {"MISS", -9999},
-        // Order effects that stay: "lambaz" reads as Lambert conformal, so the
-        // azimuthal one is written "la" or "laz".
-        {"lambaz", 4},
-        {"laz", 8},
-        {"mercator", 3},
-        {"satellite", 9},
-        // "xp" must stand alone and "miss" is a whole word.
-        {"xpx", -1},
-        {"missing", -1},
-        {"xx", -1},
-        {"", -1},
-        {"l", -1}};
+        {"ll", 2},       {"LAT", 2},       {"polar", 1},    {"ps", 1},       {"sat", 9},
+        {"lamb", 4},     {"lc", 4},        {"gnom", 6},     {"ortho", 5},    {"moll", 7},
+        {"merc", 3},     {"pixel", 99},    {"xy", 20},      {"xlogy", 22},   {"xlogp", 22},
+        {"cat", 24},     {"skewt", 40},    {"therm", 40},   {"ema", 42},     {"teph", 43},
+        {"rteph", 44},   {"stuve", 41},    {"hodo", 23},    {"vert", 22},    {"xp", 25},
+        {"zoom", 50},    {"size", 51},     {"MISS", -9999}, {"lambaz", 4},   {"laz", 8},
+        {"mercator", 3}, {"satellite", 9}, {"xpx", -1},     {"missing", -1}, {"xx", -1},
+        {"", -1},        {"l", -1},        {nullptr, -1}};
     for (const auto& [word, code] : cases) EXPECT_EQ(DOM_proj_str(word), code) << word;
-    EXPECT_EQ(DOM_proj_str(nullptr), -1);
 }
 
 TEST_F(DomainTest, EveryFormAndItsDefaults) {
@@ -101,64 +83,49 @@ TEST_F(DomainTest, EveryFormAndItsDefaults) {
         float plon, clat, clon;
         int nx, ny;
         float dx, dy;
-    } cases[] = {
-        {"size,640,480", 51, M, M, M, 640, 480, M, M},                           // 0
-        {"lamb,-95,35,-96,30,20,0.5,0.6", 4, -95, 35, -96, 30, 20, 0.5f, 0.6f},  // 1
-        {"merc,10,20,40,30,0.5,0.7", 3, M, 10, 20, 40, 30, 0.5f, 0.7f},          // 2
-        // Six items after a word are always order 3, which comes before order 4.
-        {"ll,40,-100,50,30,1", 2, 40, -100, 50, 25, 17, 30, 1},             // 3
-        {"40,-100,30,20,2,3", 1, M, 40, -100, 30, 20, 2, 3},                // 5
-        {"ortho,40,-100,2,3", 5, M, 40, -100, 25, 17, 2, 3},                // 6
-        {"40,-100,30,20,2", 1, M, 40, -100, 30, 20, 2, 2},                  // 7
-        {"ps:90:-100,40,-100,1.2", 1, -100, 40, -100, 25, 17, 1.2f, 1.2f},  // 8
-        {"40,-100,30,20", 1, M, 40, -100, 30, 20, 1.2f, 1.2f},              // 9
-        {"40,-100,2.5", 1, M, 40, -100, 25, 17, 2.5f, 2.5f},                // 10
-        {"me,40,-100", 3, M, 40, -100, 25, 17, 1.2f, 1.2f},                 // 11
-        {"zoom,40,-100", 50, M, 40, -100, 25, 17, 1, 1},                    // 11, zoom
-        {"SIZE:,639.6,479.4", 51, M, M, M, 640, 479, M, M},                 // 11, size
-        {"40,-100", 1, M, 40, -100, 25, 17, 1.2f, 1.2f},                    // 12
-        // "none" keeps the size and leaves the centre to the image (13).
-        {"none", 1, M, M, M, 25, 17, 1.2f, 1.2f},
-        // A leading number is enough for a slot, as the scanner reads it.
-        {"40N,100W,25.5,17", 1, M, 40, 100, 25, 17, 1.2f, 1.2f},
-    };
+    } cases[] = {{"size,640,480", 51, M, M, M, 640, 480, M, M},
+                 {"lamb,-95,35,-96,30,20,0.5,0.6", 4, -95, 35, -96, 30, 20, 0.5f, 0.6f},
+                 {"merc,10,20,40,30,0.5,0.7", 3, M, 10, 20, 40, 30, 0.5f, 0.7f},
+                 // Six items after a word are always order 3, which comes before order 4.
+                 {"ll,40,-100,50,30,1", 2, 40, -100, 50, 25, 17, 30, 1},
+                 {"40,-100,30,20,2,3", 1, M, 40, -100, 30, 20, 2, 3},
+                 {"ortho,40,-100,2,3", 5, M, 40, -100, 25, 17, 2, 3},
+                 {"40,-100,30,20,2", 1, M, 40, -100, 30, 20, 2, 2},
+                 {"ps:90:-100,40,-100,1.2", 1, -100, 40, -100, 25, 17, 1.2f, 1.2f},
+                 {"40,-100,30,20", 1, M, 40, -100, 30, 20, 1.2f, 1.2f},
+                 {"40,-100,2.5", 1, M, 40, -100, 25, 17, 2.5f, 2.5f},
+                 {"me,40,-100", 3, M, 40, -100, 25, 17, 1.2f, 1.2f},
+                 {"zoom,40,-100", 50, M, 40, -100, 25, 17, 1, 1},
+                 {"SIZE:,639.6,479.4", 51, M, M, M, 640, 479, M, M},
+                 {"40,-100", 1, M, 40, -100, 25, 17, 1.2f, 1.2f},
+                 // "none" keeps the size and leaves the centre to the image.
+                 {"none", 1, M, M, M, 25, 17, 1.2f, 1.2f},
+                 // A leading number is enough for a slot, as the scanner reads it.
+                 {"40N,100W,25.5,17", 1, M, 40, 100, 25, 17, 1.2f, 1.2f}};
     for (const Case& c : cases) {
         int result;
         Domain d = decode(c.text, &result);
         EXPECT_EQ(result, 1) << c.text;
         EXPECT_EQ(FLAG_get(5), 1) << c.text;
-        EXPECT_EQ(d.proj, c.proj) << c.text;
-        EXPECT_FLOAT_EQ(d.plon, c.plon) << c.text;
-        EXPECT_FLOAT_EQ(d.clat, c.clat) << c.text;
-        EXPECT_FLOAT_EQ(d.clon, c.clon) << c.text;
-        EXPECT_EQ(d.nx, c.nx) << c.text;
-        EXPECT_EQ(d.ny, c.ny) << c.text;
-        EXPECT_FLOAT_EQ(d.dx, c.dx) << c.text;
-        EXPECT_FLOAT_EQ(d.dy, c.dy) << c.text;
+        EXPECT_EQ(fields(d), fields(c.proj, c.plon, c.clat, c.clon, c.nx, c.ny, c.dx, c.dy))
+            << c.text;
     }
 }
 
 TEST_F(DomainTest, ProjectionSlotColonParts) {
     Domain d = decode("sat:e:0:-75.2:421.64:1,0,-75.2,801,801,0.162,0.162");
-    EXPECT_EQ(d.ext, 1);
-    EXPECT_FLOAT_EQ(d.plat, 0.0f);
-    EXPECT_FLOAT_EQ(d.plon, -75.2f);
-    EXPECT_FLOAT_EQ(d.param[0], 421.64f);
-    EXPECT_FLOAT_EQ(d.param[1], 1.0f);
-    EXPECT_EQ(d.param[2], M);
+    EXPECT_TRUE(d.ext == 1 && d.plat == 0.0f && d.plon == -75.2f && d.param[0] == 421.64f &&
+                d.param[1] == 1.0f && d.param[2] == M);
     d = decode("ps:-105,40,-100,1");  // two parts: plon
-    EXPECT_FLOAT_EQ(d.plon, -105.0f);
-    EXPECT_EQ(d.plat, M);
+    EXPECT_TRUE(d.plon == -105.0f && d.plat == M);
     d = decode("lamb:::25:25:1.5:7,40,-100,1");  // empty parts stay unset
-    EXPECT_EQ(d.plon, M);
-    EXPECT_FLOAT_EQ(d.param[2], 1.5f);
-    EXPECT_FLOAT_EQ(d.param[3], 7.0f);
+    EXPECT_TRUE(d.plon == M && d.param[2] == 1.5f && d.param[3] == 7.0f);
     int result;
     decode("lamb:1:2:3:4:5:6:7,40,-100,1", &result);  // one number too many
     EXPECT_EQ(result, -1);
 }
 
-TEST_F(DomainTest, AbsentAndBadTexts) {
+TEST_F(DomainTest, AbsentBadAndHostileTexts) {
     FLAG_set(5, 77);
     for (const char* text : {"", "MiSs", static_cast<const char*>(nullptr)}) {
         Domain d;
@@ -166,16 +133,20 @@ TEST_F(DomainTest, AbsentAndBadTexts) {
         EXPECT_EQ(d.proj, DOM_MISSING);
     }
     EXPECT_EQ(FLAG_get(5), 77);  // untouched by an absent text
-
+    Domain d;
     for (const char* text : {"size,640", "ps,40,-100,abc", "1,2,3,4,5,6,7,8,9", "ps,,-100",
                              "id:x,3", "ps:abc:1,40,-100,1", "ps,id:nofile:ZZZZ,25,17,1,1"}) {
-        Domain d;
         EXPECT_EQ(decode_err(text, &d), "DOM_decode: Invalid plot domain\n") << text;
         EXPECT_EQ(FLAG_get(5), -1) << text;
     }
     MESS_set(-1, 0xC0);  // not shown when its level is off
-    Domain d;
     EXPECT_EQ(decode_err("ps,40", &d), "");
+    for (const std::string& text :
+         {std::string(10000, ','), std::string(100000, 'p'),
+          "ps:" + std::string(5000, ':') + ",1,2",
+          std::string("ps,1e40,-1e40,2147483648,17,nan,inf"), std::string("size,1e30,-1e30"),
+          std::string("id:,1"), std::string("fi:"), std::string(":")})
+        decode_err(text.c_str(), &d);
 }
 
 TEST_F(DomainTest, LogLinesNameTheForm) {
@@ -184,23 +155,10 @@ TEST_F(DomainTest, LogLinesNameTheForm) {
     decode("ps,40,-100,25,17,1,1");
     decode("us");
     std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(out.find("******** PARSING DOMAIN: 7 ps,40,-100,25,17,1,1\n"), std::string::npos);
-    EXPECT_NE(out.find(" 7 proj,clat,clon,nx,ny,dx,dy\n"), std::string::npos);
-    EXPECT_NE(out.find(" 1 reg:REG\n"), std::string::npos);
+    for (const char* line : {"******** PARSING DOMAIN: 7 ps,40,-100,25,17,1,1\n",
+                             " 7 proj,clat,clon,nx,ny,dx,dy\n", " 1 reg:REG\n"})
+        EXPECT_NE(out.find(line), std::string::npos) << line;
 }
-
-TEST_F(DomainTest, HostileTexts) {
-    testing::internal::CaptureStderr();
-    for (const std::string& text :
-         {std::string(10000, ','), std::string(100000, 'p'),
-          "ps:" + std::string(5000, ':') + ",1,2",
-          std::string("ps,1e40,-1e40,2147483648,17,nan,inf"), std::string("size,1e30,-1e30"),
-          std::string("id:,1"), std::string("fi:"), std::string(":")})
-        decode(text.c_str());
-    testing::internal::GetCapturedStderr();
-}
-
-// ------------------------------------------------------------------- regions
 
 TEST_F(DomainTest, RegionFileWinsThenBuiltInTable) {
     write("zmt.reg",
@@ -208,21 +166,15 @@ TEST_F(DomainTest, RegionFileWinsThenBuiltInTable) {
           "tx Texas 1 lamb,31,-99,25,17,0.5,0.5\n"
           "US Whole_US 2 me,40,-95,30,20,2,2\n");
     int result;
-    Domain d = decode("tx", &result);
+    EXPECT_EQ(decode("tx", &result).proj, 4);
     EXPECT_EQ(result, 2);
     EXPECT_EQ(FLAG_get(5), 2);
-    EXPECT_EQ(d.proj, 4);
-    EXPECT_EQ(decode("us").proj, 3);  // the file's row, key without case
-    d = decode("NE", &result);        // not in the file: the built-in row
+    EXPECT_EQ(decode("us").proj, 3);   // the file's row, key without case
+    Domain d = decode("NE", &result);  // not in the file: the built-in row
+    EXPECT_TRUE(result == 2 && d.proj == 1 && d.clat == 42.0f);
+    EXPECT_EQ(decode("xx", &result).proj, -1);  // neither: the form counts as read
     EXPECT_EQ(result, 2);
-    EXPECT_EQ(d.proj, 1);
-    EXPECT_FLOAT_EQ(d.clat, 42.0f);
-    d = decode("xx", &result);  // neither: the form counts as read
-    EXPECT_EQ(result, 2);
-    EXPECT_EQ(d.proj, -1);
-}
 
-TEST_F(DomainTest, BuiltInRowsAsTabled) {
     struct Row {
         const char* name;
         float clat, clon, d;
@@ -230,23 +182,17 @@ TEST_F(DomainTest, BuiltInRowsAsTabled) {
                 {"se", 31, -88, 1.1f},  {"mw", 43, -93, 1.1f}, {"sp", 32.5f, -100, 1.2f},
                 {"nw", 44, -112, 1.0f}, {"sw", 37, -112, 1.0f}};
     for (const Row& r : rows) {
-        Domain d;
         DOM_init(&d);
         d.param[2] = 5.0f;
         ASSERT_EQ(DOM_get_def_region(r.name, &d), 1) << r.name;
-        EXPECT_TRUE(d.proj == 1 && d.nx == 25 && d.ny == 17) << r.name;
-        EXPECT_TRUE(d.clat == r.clat && d.clon == r.clon && d.plon == r.clon) << r.name;
-        EXPECT_TRUE(d.dx == r.d && d.dy == r.d) << r.name;
+        EXPECT_EQ(fields(d), fields(1, r.clon, r.clat, r.clon, 25, 17, r.d, r.d)) << r.name;
         EXPECT_EQ(d.param[2], 5.0f);  // other fields left alone
     }
-    Domain d;
     EXPECT_EQ(DOM_get_def_region("zz", &d), 0);
 }
 
-TEST_F(DomainTest, FileAndKeyForms) {
-    write("mine.reg",
-          "a1 First 1 ps,50,-100,25,17,1,1\n"
-          "b2 Second 0 me,10,20,25,17,1,1\n");
+TEST_F(DomainTest, FileAndKeyFormsAndSearchRules) {
+    write("mine.reg", "a1 First 1 ps,50,-100,25,17,1,1\nb2 Second 0 me,10,20,25,17,1,1\n");
     EXPECT_EQ(decode("mine.reg:b2").proj, 3);
     EXPECT_FLOAT_EQ(decode("fi:mine.reg").clat, 50.0f);  // the first domain line
     EXPECT_EQ(decode(("fi:" + dir.file("mine.reg")).c_str()).proj, 1);
@@ -256,27 +202,20 @@ TEST_F(DomainTest, FileAndKeyForms) {
     EXPECT_EQ(DOM_get_num_regs(), 2);
     EXPECT_STREQ(DOM_get_menu()[1].abbrev, "a1");
     EXPECT_EQ(decode("no_such.reg:b2", &result).proj, DOM_MISSING);
-
     MESS_set(1, 0x80000000);
     testing::internal::CaptureStdout();
     char out[501];
     EXPECT_EQ(DOM_search_file("no_such.reg", "us", out), 0);
     EXPECT_NE(testing::internal::GetCapturedStdout().find("Unable to open region file: "),
               std::string::npos);
-}
 
-TEST_F(DomainTest, SearchRules) {
-    write("r.reg",
-          "k1 Label 1 ps,1,2,25,17,1,1\n"
-          "ps,9,9,25,17,3,3\n"
-          "k2 Label 1 ps,2,3,25,17,1,1\n");
-    char out[501];
+    // A line of one field is itself the answer and ends the search; an empty line
+    // doesn't scan and ends it too.
+    write("r.reg", "k1 Label 1 ps,1,2,25,17,1,1\nps,9,9,25,17,3,3\nk2 Label 1 ps,2,3,25,17,1,1\n");
     ASSERT_EQ(DOM_search_file("r.reg", "K1", out), 1);
     EXPECT_STREQ(out, "ps,1,2,25,17,1,1");
-    // A line of one field is itself the answer and ends the search.
     ASSERT_EQ(DOM_search_file("r.reg", "k2", out), 1);
     EXPECT_STREQ(out, "ps,9,9,25,17,3,3");
-    // An empty line doesn't scan and ends the search.
     write("s.reg", "k1 Label 1 ps,1,2,25,17,1,1\n\nk2 Label 1 ps,2,3,25,17,1,1\n");
     EXPECT_EQ(DOM_search_file("s.reg", "k2", out), 0);
 }
@@ -306,11 +245,10 @@ TEST_F(DomainTest, HostileRegionFiles) {
     // Regions that name each other forever.
     write("zmt.reg", "aa A 1 bb\nbb B 1 aa\nself S 1 self\n");
     Domain d;
-    decode_err("aa", &d);
-    EXPECT_EQ(d.proj, -1);
-    decode_err("self", &d);
-    EXPECT_EQ(d.proj, -1);
-
+    for (const char* key : {"aa", "self"}) {
+        decode_err(key, &d);
+        EXPECT_EQ(d.proj, -1) << key;
+    }
     // Overlong lines (cut at 500 characters), binary bytes, a key of any length.
     const char binary[] = "z\x01\xff Z 1 ps,1,2,25,17,1,1\x00trailing\n";
     write("zmt.reg", "long Y 1 " + std::string(5000, ',') + "\n" +
@@ -324,9 +262,7 @@ TEST_F(DomainTest, HostileRegionFiles) {
     EXPECT_EQ(DOM_read_menu("zmt.reg"), 1);
 }
 
-// ----------------------------------------------------- print, compare, aspect
-
-TEST_F(DomainTest, PrintIsADomainText) {
+TEST_F(DomainTest, PrintIsADomainTextAndCompare) {
     for (const char* text :
          {"ps:90:-100:60,40,-100,25,17,1.2,1.2", "me,10,20,40,30,0.5,0.7", "ll,0,0,361,181,1,1",
           "sat:e:0:-75.2:421.64:1,0,-75.2,801,801,0.162,0.162", "or:45:10,45,10,30,30,1,1"}) {
@@ -347,12 +283,10 @@ TEST_F(DomainTest, PrintIsADomainText) {
     DOM_print(0x80000000, &d);  // level off: nothing
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "lambaz:e:90.000:-100.000:::,40.500,-100.000,25,17,1.2000,1.2000\n");
-}
 
-TEST_F(DomainTest, CompareTreatsUnsetPoleAsCentre) {
+    // An unset pole is the centre.
     Domain a = decode("ps,40,-100,25,17,1,1"), b = decode("ps:40:-100,40,-100,25,17,1,1");
-    EXPECT_EQ(DOM_comp(&a, &b), 1);
-    EXPECT_EQ(DOM_comp(&b, &a), 1);
+    EXPECT_TRUE(DOM_comp(&a, &b) == 1 && DOM_comp(&b, &a) == 1);
     b.plon = -99.0f;
     EXPECT_EQ(DOM_comp(&a, &b), 0);
     for (int field = 0; field < 3; ++field) {
@@ -369,7 +303,6 @@ TEST_F(DomainTest, AspectAndPriority) {
     EXPECT_DOUBLE_EQ(DOM_aspect(&d), 1.5);
     d.ny = 1;
     EXPECT_DOUBLE_EQ(DOM_aspect(&d), 1.0);
-
     const std::pair<float, int> steps[] = {{60, 1},    {50, 2},    {26, 2},   {25, 3},
                                            {12.5f, 4}, {6.25f, 5}, {3.5f, 5}, {3, 6}};
     for (const auto& [size, prior] : steps) {
@@ -390,8 +323,6 @@ TEST_F(DomainTest, AspectAndPriority) {
     EXPECT_STREQ(key, "ps,40,-100,25,17,1,1");
 }
 
-// --------------------------------------------------------- the shipped file
-
 TEST_F(DomainTest, ShippedRegionFileIsFoundAndEveryRowWorks) {
     std::ifstream in(sat_test::datafile("zmt.reg"));
     ASSERT_TRUE(in.good());
@@ -400,10 +331,10 @@ TEST_F(DomainTest, ShippedRegionFileIsFoundAndEveryRowWorks) {
     while (std::getline(in, line)) {
         ASSERT_FALSE(line.empty()) << "an empty line would end every search";
         if (line[0] == '#') continue;
-        std::istringstream fields(line);
+        std::istringstream row(line);
         std::string key, label, text;
         int number = -1;
-        ASSERT_TRUE(fields >> key >> label >> number >> text) << line;
+        ASSERT_TRUE(row >> key >> label >> number >> text) << line;
         EXPECT_LE(label.size(), 20u) << line;
         menu += number != 0;
         ++rows;
