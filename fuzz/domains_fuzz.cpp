@@ -79,6 +79,11 @@ class InScratch {
 
 }  // namespace
 
+// Undefined behaviour stops the run like a crash, with the input saved.
+extern "C" const char* __ubsan_default_options() {
+    return "halt_on_error=1:print_stacktrace=1";
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     static const std::string dir = setup();
     const InScratch in_scratch(dir);
