@@ -10,16 +10,15 @@
 #include <string>
 
 #include "env/dates.h"
-#include "env_capture.h"
 #include "env/files.h"
 #include "env/messages.h"
 #include "env/resources.h"
+#include "env_capture.h"
 #include "test_support.h"
 
-using sat_test::Capture;
-using sat_test::TempDir;
-
 namespace {
+
+const int X = -9999;
 
 Date make(int year, int month, int day, int hour, int minute) {
     Date d;
@@ -60,136 +59,122 @@ class Naming : public ::testing::Test {
         FILE_set_name(("@" + tmpl).c_str());
         return expand(d);
     }
-    TempDir dir;
+    sat_test::TempDir dir;
+    const Date day = make(2003, 1, 15, 12, 0);
 };
 
 TEST_F(Naming, ConventionFileMatchesWholeAndPartialTags) {
     RES_put("data_path", "/data");
-    Date d = make(2003, 1, 15, 12, 0);
-
     EXPECT_EQ(FILE_set_name("SAT_IR"), 1);
     EXPECT_EQ(FILE_get_min_size(), 100);
-    EXPECT_EQ(expand(d), "/data/2003011512_ir.area");
+    EXPECT_EQ(expand(day), "/data/2003011512_ir.area");
     EXPECT_EQ(FILE_get_late_off(), 3600);
-
     // A shorter line tag serves the longer tag, and the band becomes %e.
     EXPECT_EQ(FILE_set_name("sat_wv"), 1);
     EXPECT_EQ(FILE_get_min_size(), 0);
-    EXPECT_EQ(expand(d), "/data/2003011512_sat.wv");
-    char header[FILE_NAME_SIZE];
-    FILE_hdr_set_date(&d, header);
-    EXPECT_STREQ(header, "/data/hdr.wv");
-
+    EXPECT_EQ(expand(day), "/data/2003011512_sat.wv");
+    char out[FILE_NAME_SIZE];
+    FILE_hdr_set_date(&day, out);
+    EXPECT_STREQ(out, "/data/hdr.wv");
     // An unknown tag is a template of its own.
     EXPECT_EQ(FILE_set_name("x%Y.dat"), 0);
-    EXPECT_EQ(expand(d), "x2003.dat");
-
+    EXPECT_EQ(expand(day), "x2003.dat");
     EXPECT_EQ(FILE_set_name("@%D/lit%m"), 1);
-    EXPECT_EQ(expand(d), "/data/lit01");
-
+    EXPECT_EQ(expand(day), "/data/lit01");
     // "none" leaves no convention: the date gives no name.
     EXPECT_EQ(FILE_set_name("NONE"), 0);
-    char out[FILE_NAME_SIZE];
-    EXPECT_EQ(FILE_set_date(&d, out), 1);
+    EXPECT_EQ(FILE_set_date(&day, out), 1);
     EXPECT_STREQ(out, "filename");
 }
 
 TEST_F(Naming, ConventionFileByResourceAndInstalledFallback) {
     sat_test::write_file(dir.file("other"), "sat_ir other%Y\n");
     RES_put("name_conv", "other");
-    Date d = make(2003, 1, 15, 12, 0);
     EXPECT_EQ(FILE_set_name("sat_ir"), 1);
-    EXPECT_EQ(expand(d), "other2003");
-
+    EXPECT_EQ(expand(day), "other2003");
     // Nothing on file_path: the installed conventions answer every tag the program asks for.
     RES_reset();
     RES_put("file_path", (dir.path() + "/nowhere").c_str());
     RES_put("sat_path", "/sat");
     for (const char* tag : {"sat_vis", "sat_ir", "sat_wv", "sat_img"}) {
         EXPECT_EQ(FILE_set_name(tag), 1) << tag;
-        EXPECT_EQ(expand(d).rfind("/sat/", 0), 0u) << tag;
+        EXPECT_EQ(expand(day).rfind("/sat/", 0), 0u) << tag;
     }
     FILE_set_name("sat_ir");
     EXPECT_EQ(expand(make(1998, 9, 17, 7, 52)), "/sat/19980917_0745_ir.area");
     EXPECT_EQ(FILE_get_late_off(), 900);
-    for (const char* tag : {"gini_ir", "tiff_vis", "lrit_ir1", "unisys_ir", "sat_co2"}) {
-        EXPECT_EQ(FILE_set_name(tag), 1) << tag;
-        std::string band = std::string(tag).substr(std::string(tag).rfind('_') + 1);
-        EXPECT_NE(expand(d).find("_" + band + "."), std::string::npos) << tag;
+    for (const std::string tag : {"gini_ir", "tiff_vis", "lrit_ir1", "unisys_ir", "sat_co2"}) {
+        EXPECT_EQ(FILE_set_name(tag.c_str()), 1) << tag;
+        EXPECT_NE(expand(day).find("_" + tag.substr(tag.rfind('_') + 1) + "."), std::string::npos)
+            << tag;
     }
-
     // No file anywhere: said so, and the tag is the template.
     RES_put("name_conv", "missing_conventions");
-    Capture capture;
+    sat_test::Capture capture;
     EXPECT_EQ(FILE_set_name("sat_%Y"), 0);
-    EXPECT_EQ(expand(d), "sat_2003");
+    EXPECT_EQ(expand(day), "sat_2003");
     EXPECT_NE(capture.err().find("FILE_set_name: No file name convention file: "),
               std::string::npos);
 }
 
 TEST_F(Naming, BrokenAndOverlongConventionLines) {
-    std::string text = "# comment " + std::string(5000, '#') + "\n";
-    text += std::string(300, 'a') + " " + std::string(300, '%') + "\n";  // overlong
-    text += "\n   \n";                                                   // blank
-    text += "lonely\n";                                                  // tag only
-    text += std::string("bin\x01\xff\x7f %Y \x02 notanumber\n");
-    text += "big %Y - 99999999999999999999\n";
-    text += "sat_ir\t%D/%Y_ir\t-\t7\r\n";  // tabs and a DOS line end
-    text += "last %Y";                     // no line end
-    sat_test::write_file(dir.file("name_conv"), text);
+    sat_test::write_file(dir.file("name_conv"),
+                         "# comment " + std::string(5000, '#') + "\n" + std::string(300, 'a') +
+                             " " + std::string(300, '%') + "\n\n   \nlonely\n" +
+                             "bin\x01\xff\x7f %Y \x02 notanumber\n"
+                             "big %Y - 99999999999999999999\n"
+                             "sat_ir\t%D/%Y_ir\t-\t7\r\n"  // tabs and a DOS line end
+                             "last %Y");                   // no line end
     RES_put("data_path", "/d");
-    Date d = make(2003, 1, 15, 12, 0);
-
     EXPECT_EQ(FILE_set_name("sat_ir"), 1);
-    EXPECT_EQ(expand(d), "/d/2003_ir");
+    EXPECT_EQ(expand(day), "/d/2003_ir");
     EXPECT_EQ(FILE_get_min_size(), 7);
     EXPECT_EQ(FILE_set_name("big"), 1);
     EXPECT_EQ(FILE_get_min_size(), 2147483647);
-    EXPECT_EQ(FILE_set_name("last"), 1);
-    EXPECT_EQ(FILE_set_name("lonely"), 1);
-    EXPECT_EQ(FILE_set_name(std::string(300, 'a').c_str()), 1);
+    for (const std::string& tag :
+         {std::string("last"), std::string("lonely"), std::string(300, 'a')})
+        EXPECT_EQ(FILE_set_name(tag.c_str()), 1) << tag;
     char out[FILE_NAME_SIZE];
-    FILE_set_date(&d, out);
+    FILE_set_date(&day, out);
     EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE));
     // A tag of any length is a template of at most 159 characters.
-    std::string long_tag(10000, 'q');
-    EXPECT_EQ(FILE_set_name(long_tag.c_str()), 0);
-    EXPECT_EQ(expand(d), std::string(159, 'q'));
+    EXPECT_EQ(FILE_set_name(std::string(10000, 'q').c_str()), 0);
+    EXPECT_EQ(expand(day), std::string(159, 'q'));
     EXPECT_EQ(FILE_set_name(nullptr), 0);
 }
 
-TEST_F(Naming, TemplateItems) {
+TEST_F(Naming, TemplateItemsWidthsAndSteps) {
     RES_put("data_path", "/data");
     RES_put("region_name", "east coast");
-    Date d = make(2003, 1, 15, 14, 47);
-    EXPECT_EQ(expand_literal("%Y|%y|%m|%b|%d|%j|%h|%n|%%|a b", d),
-              "2003|03|01|jan|15|015|14|47|%|a_b");
-    EXPECT_EQ(expand_literal("%{region_name}%{unknown}.%{data_path}", d), "east coast./data");
-    EXPECT_EQ(expand_literal("{opt}%D", d), "opt/data");
-    EXPECT_EQ(expand_literal("%S%C", d), "..");  // unset directories
-    EXPECT_EQ(expand_literal("%j", make(2004, 12, 31, 0, 0)), "366");
-
-    // Widths round down and set the step.
-    EXPECT_EQ(expand_literal("%3h", d), "12");
-    EXPECT_EQ(FILE_get_late_off(), 10800);
-    EXPECT_EQ(expand_literal("%15n", d), "45");
-    EXPECT_EQ(FILE_get_late_off(), 900);
-    EXPECT_EQ(expand_literal("%10Y", d), "2000");
-    EXPECT_EQ(expand_literal("%d%h%n", d), "151447");
-    EXPECT_EQ(FILE_get_late_off(), 60);
-
-    // Missing fields: zeros, and file_date says they were not given.
-    Date day_only = make(2003, 1, 15, -9999, -9999);
-    FILE_set_name("daily");
-    EXPECT_EQ(expand(day_only), "/data/20030115.sfc");
-    EXPECT_EQ(FILE_get_late_off(), 86400);
-    EXPECT_EQ(expand_literal("%b%h", make(2003, -9999, 15, -9999, 0)), "xxx00");
+    const Date d = make(2003, 1, 15, 14, 47);
+    struct Case {
+        const char* tmpl;
+        Date date;
+        const char* want;
+        int late_off;  // 0: not checked
+    } cases[] = {{"%Y|%y|%m|%b|%d|%j|%h|%n|%%|a b", d, "2003|03|01|jan|15|015|14|47|%|a_b", 0},
+                 {"%{region_name}%{unknown}.%{data_path}", d, "east coast./data", 0},
+                 {"{opt}%D", d, "opt/data", 0},
+                 {"%S%C", d, "..", 0},  // unset directories
+                 {"%j", make(2004, 12, 31, 0, 0), "366", 0},
+                 // Widths round down and set the step.
+                 {"%3h", d, "12", 10800},
+                 {"%15n", d, "45", 900},
+                 {"%10Y", d, "2000", 0},
+                 {"%d%h%n", d, "151447", 60},
+                 {"%Y", make(-5, 1, 1, 0, 0), "0000", 0},
+                 {"%b%h", make(2003, X, 15, X, 0), "xxx00", 0}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(expand_literal(c.tmpl, c.date), c.want) << c.tmpl;
+        EXPECT_EQ(c.late_off ? FILE_get_late_off() : 0, c.late_off) << c.tmpl;
+    }
+    // Missing fields give zeros, and file_date says they were not given.
     Date got;
     FILE_get_date(&got);
-    EXPECT_EQ(got.month, -9999);
-    EXPECT_EQ(got.hour, -9999);
-    EXPECT_EQ(got.day, -9999);  // not in the template
-    EXPECT_EQ(expand_literal("%Y", make(-5, 1, 1, 0, 0)), "0000");
+    EXPECT_TRUE(got.month == X && got.hour == X && got.day == X);  // day: not in the template
+    FILE_set_name("daily");
+    EXPECT_EQ(expand(make(2003, 1, 15, X, X)), "/data/20030115.sfc");
+    EXPECT_EQ(FILE_get_late_off(), 86400);
 
     // Hostile templates end cleanly.
     for (const char* t : {"%", "%5", "%999999999999h", "%0h", "%{", "%{never closed", "}{}{"}) {
@@ -198,28 +183,25 @@ TEST_F(Naming, TemplateItems) {
         FILE_set_date(&d, out);
         EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE)) << t;
     }
-    std::string wide = "@" + std::string(2000, 'x') + "%D%D%D%{data_path}";
-    FILE_set_name(wide.c_str());
-    EXPECT_EQ(expand(d), std::string(159, 'x'));
+    EXPECT_EQ(expand_literal(std::string(2000, 'x') + "%D%D%D%{data_path}", d),
+              std::string(159, 'x'));
 }
 
 TEST_F(Naming, KeysInTagsAndTemplates) {
-    Capture capture;
+    sat_test::Capture capture;
     RES_put("name_conv", "none_such");
     // "s=east" is a key; a colon without "=" stays in the tag.
     EXPECT_EQ(FILE_set_name("%s/%r.%2s:s=east:r=us"), 0);
-    Date d = make(2003, 1, 15, 12, 0);
-    EXPECT_EQ(expand(d), "east/us.ea");
+    EXPECT_EQ(expand(day), "east/us.ea");
     char key[30];
     FILE_get_key('s', key);
     EXPECT_STREQ(key, "east");
     FILE_set_name("a:b%s");
-    EXPECT_EQ(expand(d), "a:beast");
-
+    EXPECT_EQ(expand(day), "a:beast");
     // Blanks reach file names as underscores; keys hold 29 characters.
     FILE_set_key('p', "my window title");
     FILE_set_key("i", "07");
-    EXPECT_EQ(expand_literal("%p_%i_%z", d), "my_window_title_07_0");
+    EXPECT_EQ(expand_literal("%p_%i_%z", day), "my_window_title_07_0");
     FILE_set_key('p', std::string(100, 'k').c_str());
     FILE_get_key('p', key);
     EXPECT_EQ(std::string(key), std::string(29, 'k'));
@@ -228,83 +210,70 @@ TEST_F(Naming, KeysInTagsAndTemplates) {
 }
 
 TEST_F(Naming, PinnedFieldsAndSteps) {
-    Date pins;
-    DATE_init(&pins);
-    pins.hour = -1206;  // a cycle of 6 hours from 12
-    FILE_set_time(&pins);
-    EXPECT_EQ(expand_literal("%h", make(2003, 1, 15, 2, 0)), "12");
-    EXPECT_EQ(FILE_get_late_off(), 21600);
-    EXPECT_EQ(expand_literal("%h", make(2003, 1, 15, 14, 0)), "24");
-    EXPECT_EQ(expand_literal("%h", make(2003, 1, 15, 20, 0)), "30");  // not folded
-
-    DATE_init(&pins);
-    pins.day = -5;
-    pins.year = 1999;
-    FILE_set_time(&pins);
-    EXPECT_EQ(expand_literal("%Y%d", make(2003, 1, 14, 0, 0)), "199910");
-    EXPECT_EQ(FILE_get_late_off(), 432000);
-
-    DATE_init(&pins);
-    pins.hour = 6;
-    pins.minute = -15;
-    FILE_set_time(&pins);
-    EXPECT_EQ(expand_literal("%h%n", make(2003, 1, 14, 9, 40)), "0630");
+    struct Case {
+        int year, day, hour, minute;  // the pins
+        const char* tmpl;
+        Date date;
+        const char* want;
+        int late_off;
+    } cases[] = {
+        {X, X, -1206, X, "%h", make(2003, 1, 15, 2, 0), "12", 21600},  // 6-hour cycle from 12
+        {X, X, -1206, X, "%h", make(2003, 1, 15, 14, 0), "24", 21600},
+        {X, X, -1206, X, "%h", make(2003, 1, 15, 20, 0), "30", 21600},  // not folded
+        {1999, -5, X, X, "%Y%d", make(2003, 1, 14, 0, 0), "199910", 432000},
+        {X, X, 6, -15, "%h%n", make(2003, 1, 14, 9, 40), "0630", 0},
+        {X, X, -1200, X, "%h", make(2003, 1, 14, 9, 40), "12", 0}};  // once a day from 12
+    for (const Case& c : cases) {
+        Date pins = make(c.year, X, c.day, c.hour, c.minute);
+        FILE_set_time(&pins);
+        EXPECT_EQ(expand_literal(c.tmpl, c.date), c.want) << c.tmpl << " " << c.hour;
+        EXPECT_EQ(c.late_off ? FILE_get_late_off() : 0, c.late_off) << c.tmpl << " " << c.hour;
+    }
     Date got;
-    FILE_get_date(&got);
-    EXPECT_EQ(got.hour, 6);
-    EXPECT_EQ(got.minute, 30);
-
-    DATE_init(&pins);
-    pins.hour = -1200;  // no cycle length: once a day from 12
+    FILE_set_time(nullptr);
+    Date pins = make(X, X, X, 6, -15);
     FILE_set_time(&pins);
-    EXPECT_EQ(expand_literal("%h", make(2003, 1, 14, 9, 40)), "12");
+    expand_literal("%h%n", make(2003, 1, 14, 9, 40));
+    FILE_get_date(&got);
+    EXPECT_EQ(got.hour * 100 + got.minute, 630);
 }
 
 TEST_F(Naming, SaveAndRestoreBracketASecondConvention) {
     FILE_set_name("@in%Y%h");
-    Date d = make(2003, 1, 15, 12, 0);
-    EXPECT_EQ(expand(d), "in200312");
+    EXPECT_EQ(expand(day), "in200312");
     FILE_save_name_conv();
-    FILE_set_name("@out%Y");
-    EXPECT_EQ(expand(d), "out2003");
+    EXPECT_EQ(expand_literal("out%Y", day), "out2003");
     EXPECT_EQ(FILE_get_late_off(), -9999);
     FILE_restore_name_conv();
     EXPECT_EQ(FILE_get_late_off(), 3600);
-    EXPECT_EQ(expand(d), "in200312");
+    EXPECT_EQ(expand(day), "in200312");
 }
 
 TEST_F(Naming, PathHelpers) {
     char out[FILE_NAME_SIZE];
-    EXPECT_STREQ(FILE_add_path("/a", "-", out), "-");
-    EXPECT_STREQ(FILE_add_path("/a/", "b", out), "/a/b");
-    EXPECT_STREQ(FILE_add_path("/a", "b", out), "/a/b");
-    EXPECT_STREQ(FILE_add_path(nullptr, "b", out), "b");
-    EXPECT_STREQ(FILE_add_path("/a", "/abs", out), "/abs");
-    EXPECT_STREQ(FILE_add_path("/a", "./rel", out), "./rel");
-    std::string long_dir(500, 'd');
-    FILE_add_path(long_dir.c_str(), "b", out);
+    const char* joins[][3] = {{"/a", "-", "-"},       {"/a/", "b", "/a/b"},
+                              {"/a", "b", "/a/b"},    {nullptr, "b", "b"},
+                              {"/a", "/abs", "/abs"}, {"/a", "./rel", "./rel"}};
+    for (const auto& j : joins) EXPECT_STREQ(FILE_add_path(j[0], j[1], out), j[2]) << j[1];
+    FILE_add_path(std::string(500, 'd').c_str(), "b", out);
     EXPECT_EQ(std::strlen(out), 159u);
-
-    char path[16] = "/x";
+    char path[16] = "/x", empty[4] = "";
     EXPECT_STREQ(FILE_add_path_delim(path), "/x/");
     EXPECT_STREQ(FILE_add_path_delim(path), "/x/");
-    char empty[4] = "";
     EXPECT_STREQ(FILE_add_path_delim(empty), "");
-
     for (const char* name : {"", "-", "std", "STDN", "Std"})
         EXPECT_TRUE(FILE_is_stdio(name)) << name;
     for (const char* name : {"stdx", "--", "a"}) EXPECT_FALSE(FILE_is_stdio(name)) << name;
-    EXPECT_TRUE(FILE_fullpath("/a"));
-    EXPECT_TRUE(FILE_fullpath("./a"));
-    EXPECT_TRUE(FILE_fullpath("~/a"));
+    EXPECT_TRUE(FILE_fullpath("/a") && FILE_fullpath("./a") && FILE_fullpath("~/a"));
     EXPECT_FALSE(FILE_fullpath("a/b"));
 
     struct passwd* pw = getpwuid(getuid());
     ASSERT_NE(pw, nullptr);
-    EXPECT_EQ(std::string(FILE_add_user_path("~/x/y", out)), std::string(pw->pw_dir) + "/x/y");
-    EXPECT_EQ(std::string(FILE_add_user_path("~", out)), std::string(pw->pw_dir));
-    EXPECT_EQ(std::string(FILE_add_user_path((std::string("~") + pw->pw_name + "/q").c_str(), out)),
-              std::string(pw->pw_dir) + "/q");
+    const std::string home = pw->pw_dir;
+    EXPECT_EQ(std::string(FILE_add_user_path("~/x/y", out)), home + "/x/y");
+    EXPECT_EQ(std::string(FILE_add_user_path("~", out)), home);
+    EXPECT_EQ(std::string(FILE_add_user_path(("~" + std::string(pw->pw_name) + "/q").c_str(), out)),
+              home + "/q");
     EXPECT_STREQ(FILE_add_user_path("~no_such_user_here/q", out), "~no_such_user_here/q");
 }
 
@@ -314,7 +283,7 @@ TEST_F(Naming, FilesOpenCreateAndDescribe) {
     ASSERT_NE(f, nullptr);
     std::fputs("12345", f);
     std::fclose(f);
-    EXPECT_TRUE(FILE_exist(deep.c_str()));
+    EXPECT_TRUE(FILE_exist(deep.c_str()) && FILE_exist("-"));
     EXPECT_EQ(FILE_size(deep.c_str()), 5);
     EXPECT_TRUE(FILE_is_dir((dir.path() + "/a/b").c_str()));
     EXPECT_FALSE(FILE_is_dir(deep.c_str()));
@@ -322,10 +291,7 @@ TEST_F(Naming, FilesOpenCreateAndDescribe) {
     EXPECT_EQ(FILE_delete(deep.c_str()), 0);
     EXPECT_FALSE(FILE_exist(deep.c_str()));
     EXPECT_EQ(FILE_size(deep.c_str()), -1);
-    EXPECT_TRUE(FILE_exist("-"));
-
-    std::string win = dir.path() + "\\w1\\w2\\f";
-    FILE_make_dir(win.c_str(), 1);
+    FILE_make_dir((dir.path() + "\\w1\\w2\\f").c_str(), 1);
     EXPECT_TRUE(FILE_is_dir((dir.path() + "/w1/w2").c_str()));
 
     EXPECT_EQ(FILE_open("-", "r"), stdin);
@@ -338,17 +304,18 @@ TEST_F(Naming, FilesOpenCreateAndDescribe) {
     pclose(pipe);
     EXPECT_STREQ(line, "piped\n");
 
-    const char* magics[][2] = {{"ZMTSFC....", "11"}, {"ZMTUPA", "12"}, {"ZMTRAW", "5"},
-                               {"ZMTGRID", "6"},     {"ZMTMETA", "8"}, {"ZMTIMGZ", "9"},
-                               {"ZMTGRI", "-1"},     {"", "-1"}};
-    for (auto& m : magics) {
-        sat_test::write_file(dir.file("m"), m[0]);
-        EXPECT_EQ(FILE_type(dir.file("m").c_str()), std::atoi(m[1])) << m[0];
+    const std::string m = dir.file("m");
+    const std::pair<const char*, int> magics[] = {
+        {"ZMTSFC....", 11}, {"ZMTUPA", 12}, {"ZMTRAW", 5},  {"ZMTGRID", 6},
+        {"ZMTMETA", 8},     {"ZMTIMGZ", 9}, {"ZMTGRI", -1}, {"", -1}};
+    for (const auto& [magic, type] : magics) {
+        sat_test::write_file(m, magic);
+        EXPECT_EQ(FILE_type(m.c_str()), type) << magic;
     }
     // A name with a tail after a dash falls back to the name before it.
-    EXPECT_EQ(FILE_type((dir.file("m") + "-tail").c_str()), -1);
-    sat_test::write_file(dir.file("m"), "ZMTRAW");
-    EXPECT_EQ(FILE_type((dir.file("m") + "-tail").c_str()), 5);
+    EXPECT_EQ(FILE_type((m + "-tail").c_str()), -1);
+    sat_test::write_file(m, "ZMTRAW");
+    EXPECT_EQ(FILE_type((m + "-tail").c_str()), 5);
     EXPECT_EQ(FILE_type(dir.file("absent").c_str()), -1);
 
     char name[32] = "ab#extra:info";
