@@ -69,6 +69,11 @@ class Native : public ::testing::Test {
     void SetUp() override { IMG_set_max_waits(10); }
     void TearDown() override { IMG_set_max_waits(10); }
     std::string path(const char* name) const { return dir.file(name); }
+    // Writes the image natively and gives the bytes of the file.
+    std::string write(const Image* image, int compress) {
+        EXPECT_EQ(IMG_write(path("out.img").c_str(), image, compress), 1);
+        return read_file(path("out.img"));
+    }
     // Writes the bytes to a file and reads it back natively.
     int read(const std::string& bytes, Held& out) {
         write_file(path("in.img"), bytes);
@@ -90,10 +95,9 @@ TEST_F(Native, RoundTripSizesFromOnePixelToSixThousandSquare) {
             fill(in.get(), w, h, pixels, grid);
             std::strcpy(in->date_label, "1330Z 29 JUN 03");
             std::snprintf(in->info, sizeof in->info, "GOES-8 IR %d", form);
-            ASSERT_EQ(IMG_write(path("rt.img").c_str(), in.get(), compress), 1);
-            EXPECT_EQ(read_file(path("rt.img")).substr(0, 8), compress ? "ZMTIMGZ\n" : "ZMTIMG\n1");
-            ASSERT_EQ(IMG_read_zmt(path("rt.img").c_str(), out.get()), 1)
-                << w << "x" << h << " " << form;
+            std::string bytes = write(in.get(), compress);
+            EXPECT_EQ(bytes.substr(0, 8), compress ? "ZMTIMGZ\n" : "ZMTIMG\n1");
+            ASSERT_EQ(read(bytes, out), 1) << w << "x" << h << " " << form;
             EXPECT_EQ(out->source, 50);
             EXPECT_STREQ(out->date_label, in->date_label);
             EXPECT_EQ(out->date.year * 100 + out->date.hour, 200313);  // through the date module
@@ -134,11 +138,10 @@ TEST_F(Native, ProjectionTokensWrittenAndReadBack) {
         in->domain = {c.proj, c.plat,  c.plon, {c.tlat1, 35.0f, 1.5f, M, M},
                       38.5f,  -100.0f, 0.25f,  0.5f,
                       4,      3,       0};
-        ASSERT_EQ(IMG_write(path("d.img").c_str(), in.get(), 0), 1);
-        EXPECT_EQ(read_file(path("d.img")),
-                  std::string("ZMTIMG\n\n\n") + c.token +
-                      "38.500000 -100.000000 0.250000 0.500000 4 3\nABCDEFGHIJKL");
-        ASSERT_EQ(IMG_read_zmt(path("d.img").c_str(), out.get()), 1) << c.token;
+        std::string bytes = write(in.get(), 0);
+        EXPECT_EQ(bytes, std::string("ZMTIMG\n\n\n") + c.token +
+                             "38.500000 -100.000000 0.250000 0.500000 4 3\nABCDEFGHIJKL");
+        ASSERT_EQ(read(bytes, out), 1) << c.token;
         const Domain& r = out->domain;
         EXPECT_EQ(r.proj, c.proj) << c.token;
         EXPECT_FLOAT_EQ(r.plat, c.plat_back) << c.token;
@@ -153,10 +156,9 @@ TEST_F(Native, ProjectionTokensWrittenAndReadBack) {
     Held in, out;
     fill(in.get(), 2, 2, "abcd");
     in->domain = {5, M, M, {M, M, M, M, M}, 12.0f, -100.0f, 1.0f, 1.0f, 2, 2, 0};
-    ASSERT_EQ(IMG_write(path("o.img").c_str(), in.get(), 0), 1);
-    EXPECT_EQ(read_file(path("o.img")),
-              "ZMTIMG\n\n\n12.000000 -100.000000 1.000000 1.000000 2 2\nabcd");
-    IMG_read_zmt(path("o.img").c_str(), out.get());
+    std::string bytes = write(in.get(), 0);
+    EXPECT_EQ(bytes, "ZMTIMG\n\n\n12.000000 -100.000000 1.000000 1.000000 2 2\nabcd");
+    read(bytes, out);
     EXPECT_EQ(out->width, 12);
     EXPECT_EQ(out->domain.proj, -9999);
 }
@@ -197,8 +199,7 @@ TEST_F(Native, CompressedReaderWaitsOnlyWhenItKnowsTheSize) {
     IMG_set_max_waits(2);
     std::string px = pattern(300 * 100, 7);
     fill(in.get(), 300, 100, px, true);
-    ASSERT_EQ(IMG_write(path("c.img").c_str(), in.get(), 1), 1);
-    std::string whole = read_file(path("c.img"));
+    std::string whole = write(in.get(), 1);
     t0 = Clock::now();
     ASSERT_EQ(read(whole.substr(0, whole.size() - 40), b), 1);
     EXPECT_GE(since(t0), 1.9);
@@ -249,10 +250,9 @@ TEST_F(Native, ExpandedWriterReducesScreenGrabsToOneBytePerPixel) {
         image.byte_order = c.order;
         image.num_colors = c.colors;
         image.data = reinterpret_cast<unsigned char*>(c.data.data());
-        EXPECT_EQ(IMG_write(path("x.img").c_str(), &image, 1), 1);
-        // Never compressed.
         std::string head = "ZMTIMGZ\n\n\n" + std::to_string(c.w) + " " + std::to_string(c.h) + "\n";
-        EXPECT_EQ(read_file(path("x.img")), head + c.want) << c.depth << " bits, order " << c.order;
+        EXPECT_EQ(write(&image, 1), head + c.want)
+            << c.depth << " bits, order " << c.order;  // never compressed
     }
 }
 
@@ -342,12 +342,12 @@ TEST_F(Native, StreamAskingForADictionaryDoesNotStall) {
 TEST_F(Native, ReadByContent) {
     Held in, out, other;
     fill(in.get(), 30, 20, pattern(600, 5));
-    ASSERT_EQ(IMG_write(path("any.img").c_str(), in.get(), 1), 1);
-    EXPECT_EQ(IMG_read(path("any.img").c_str(), out.get(), 0), 1);
+    write(in.get(), 1);
+    EXPECT_EQ(IMG_read(path("out.img").c_str(), out.get(), 0), 1);
     EXPECT_EQ(out.pixels(600), pattern(600, 5));
     // Anything not GIF, PNG or native goes to the XWD reader.
-    write_file(path("any.img"), "plain text, nothing else");
-    EXPECT_EQ(IMG_read(path("any.img").c_str(), other.get(), 0), 0);
+    write_file(path("out.img"), "plain text, nothing else");
+    EXPECT_EQ(IMG_read(path("out.img").c_str(), other.get(), 0), 0);
     EXPECT_EQ(other->data, nullptr);
 }
 
