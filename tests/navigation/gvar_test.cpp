@@ -20,31 +20,21 @@ namespace {
 constexpr double kPi = 3.14159265358979323846;
 constexpr double kD2R = kPi / 180.0;
 
-int32_t be32(const std::string& d, size_t off) {
-    const auto* p = reinterpret_cast<const unsigned char*>(d.data()) + off;
-    return static_cast<int32_t>((uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) |
-                                (uint32_t{p[2]} << 8) | p[3]);
-}
-
-// A big-endian AREA file's directory and GVAR block as the reader hands them
-// over: words in host order, the block's first four bytes as they stand.
+// A GVAR file through the AREA reader, its navigation loaded.
 struct GvarArea {
-    std::vector<int32_t> dir = std::vector<int32_t>(64);
-    std::vector<int32_t> nav = std::vector<int32_t>(640);
     AreaFile area{};
-
-    explicit GvarArea(const std::string& rel) {
-        std::string d = sat_test::read_file(sat_test::testdata(rel));
-        if (d.size() < 256 + 2560) throw std::runtime_error("short file " + rel);
-        for (int i = 0; i < 64; ++i) dir[i] = be32(d, 4 * i);
-        std::memcpy(nav.data(), d.data() + 256, 4);
-        for (int i = 1; i < 640; ++i) nav[i] = be32(d, 256 + 4 * i);
-        area.dir = dir.data();
-        std::memcpy(area.nav_type, "GVAR", 5);
-        area.gvar = nav.data();
+    int32_t* dir = nullptr;
+    explicit GvarArea(const char* rel) {
+        FILE* f = std::fopen(sat_test::testdata(rel).c_str(), "rb");
+        if (!f) throw std::runtime_error(rel);
+        int status = SAT_read_AREA(f, &area);
+        std::fclose(f);
+        if (status != 0 || !area.gvar) throw std::runtime_error(rel);
+        dir = area.dir;
         load();
     }
     GvarArea(const GvarArea&) = delete;
+    ~GvarArea() { SAT_free_AREA(&area); }
     void load() {
         AREA_reset();
         AREA_init(&area);
@@ -136,7 +126,7 @@ TEST(GvarReference, BothDirectionsMatchReference) {
     EXPECT_LT(worst_earth, 2e-4);
 }
 
-TEST(GvarRoundTrip, WholeDiskOfTheSyntheticFile) {
+TEST(GvarFullDisk, RoundTripsLimbHiddenSideAndLatitudeBounds) {
     GvarArea g(kFullDisk);
     // Nadir, and the angle of a pixel from it by the instrument's nominal steps of
     // 28 and 16 microradians; the earth's disk is 8.7 degrees in radius.
@@ -172,10 +162,7 @@ TEST(GvarRoundTrip, WholeDiskOfTheSyntheticFile) {
     }
     EXPECT_GT(on_disk, 20000);
     EXPECT_GT(off_disk, 5000);
-}
 
-TEST(GvarEdges, LimbHiddenSideAndLatitudeBounds) {
-    GvarArea g(kFullDisk);
     // The far side of the earth has no satellite position.
     float lat = 10.0f, lon = 105.0f, line = 1, elem = 1;
     EXPECT_EQ(AREA_tran(2, &lat, &lon, &line, &elem), 0);
@@ -202,7 +189,7 @@ TEST(GvarModel, ReferenceValuesOnlyWithoutImageMotionCompensation) {
     GvarArea g(kSector);
     // Clearing the flag bit selects the coefficient model: the orbit and attitude
     // terms move the image by some tens of lines.
-    g.nav[2] &= ~0x80;
+    g.area.gvar[2] &= ~0x80;
     g.load();
     float lat = 25.0f, lon = -80.0f, line_model = 0, elem_model = 0, line = 0, elem = 0;
     AREA_tran(2, &lat, &lon, &line_model, &elem_model);
@@ -210,7 +197,7 @@ TEST(GvarModel, ReferenceValuesOnlyWithoutImageMotionCompensation) {
     AREA_tran(3, &sublat, &sublon, &l, &e);
     EXPECT_NE(sublat, 0.0f);
     EXPECT_NEAR(sublon, -75.0 + GVAR_nav().lon_coef[0] / kD2R, 0.05);
-    g.nav[2] |= 0x80;
+    g.area.gvar[2] |= 0x80;
     g.load();
     AREA_tran(2, &lat, &lon, &line, &elem);
     EXPECT_GT(std::hypot(line_model - line, elem_model - elem), 5.0);
@@ -276,7 +263,7 @@ std::string gvar_header(const GvarNav& n) {
 TEST(GvarStream, HeaderReadsToTheSameModelAsTheBlock) {
     // The block with the coefficient model selected, as the stream form always has it.
     GvarArea g(kSector);
-    g.nav[2] &= ~0x80;
+    g.area.gvar[2] &= ~0x80;
     g.load();
     const GvarNav block = GVAR_nav();
     const float points[][2] = {{10.0f, -110.0f}, {25.0f, -80.0f}, {45.0f, -55.0f}};
@@ -315,18 +302,6 @@ TEST(GvarStream, HeaderReadsToTheSameModelAsTheBlock) {
     EXPECT_EQ(read("short"), 0);
 }
 
-TEST(GvarHelpers, GouldFloats) {
-    const std::pair<uint32_t, float> words[] = {{0x41100000, 1.0f},
-                                                {0xBEF00000u, -1.0f},
-                                                {0x42640000, 100.0f},
-                                                {0x40800000, 0.5f},
-                                                {0, 0.0f}};
-    for (auto [word, value] : words)
-        EXPECT_FLOAT_EQ(gould_float(static_cast<int32_t>(word)), value) << std::hex << word;
-    EXPECT_TRUE(std::isfinite(gould_float(0x7FFFFFFF)));
-    EXPECT_TRUE(std::isfinite(gould_float(static_cast<int32_t>(0x80000000u))));
-}
-
 int64_t days_since_epoch(int year, int month, int day) {
     std::tm t{};
     t.tm_year = year - 1900, t.tm_mon = month - 1, t.tm_mday = day;
@@ -357,7 +332,13 @@ TEST(GvarHelpers, CalendarAgainstTheCLibrary) {
     EXPECT_EQ(mdcon(2, 98400), 981231);
 }
 
-TEST(GvarHelpers, AnglesTimesAndRounding) {
+TEST(GvarHelpers, GouldFloatsAnglesTimesAndRounding) {
+    const std::pair<uint32_t, float> words[] = {
+        {0x41100000, 1.0f}, {0xBEF00000u, -1.0f}, {0x42640000, 100.0f}, {0x40800000, 0.5f}, {0, 0}};
+    for (auto [word, value] : words)
+        EXPECT_FLOAT_EQ(gould_float(static_cast<int32_t>(word)), value) << std::hex << word;
+    EXPECT_TRUE(std::isfinite(gould_float(0x7FFFFFFF)));
+    EXPECT_TRUE(std::isfinite(gould_float(static_cast<int32_t>(0x80000000u))));
     EXPECT_DOUBLE_EQ(int2deg(171537), 17.0 + 15.0 / 60.0 + 37.0 / 3600.0);
     EXPECT_DOUBLE_EQ(int2deg(-1030), -(10.0 / 60.0 + 30.0 / 3600.0));
     EXPECT_EQ(deg2int(-12.5), -123000);
