@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -403,10 +404,10 @@ TEST(ProjectedDomain, GridDomainResourceAndUnknownTypes) {
     EXPECT_EQ(du.ny, 100);
     EXPECT_EQ(SAT_params().tran_sat, 1);
     // Nothing to navigate: the transform leaves its outputs alone.
-    float lat = 1, lon = 2, line = 3, elem = 4;
-    EXPECT_EQ(AREA_tran(1, &lat, &lon, &line, &elem), 0);
-    EXPECT_EQ(lat, 1.0f);
-    EXPECT_EQ(lon, 2.0f);
+    const Tran t = tran(1, 3.0f, 4.0f);
+    EXPECT_EQ(t.status, 0);
+    EXPECT_EQ(t.lat, 3.0f);
+    EXPECT_EQ(t.lon, 4.0f);
 }
 
 // The real files through the AREA reader, block byte order corrected on this

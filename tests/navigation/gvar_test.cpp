@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
+#include <cstdio>
 #include <ctime>
 #include <fstream>
+#include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "formats/area.h"
 #include "navigation/area_nav.h"
