@@ -10,4 +10,4 @@ out="$root/out"
 mkdir -p "$out"
 set -x
 "$dir/sat" -ba -me out2 -sp "$out" -pd us -of img \
-  "$root/data/samples/radar_composite_ps_2000137_0859.area"
+  "$root/data/samples/20000516_0845_vis.area"
