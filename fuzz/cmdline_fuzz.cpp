@@ -26,10 +26,21 @@ namespace {
 
 std::string dir;
 
+int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
+    std::remove(path);
+    return 0;
+}
+
+// The scratch directory goes with the process when it ends normally.
+void remove_scratch() {
+    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
+}
+
 bool setup() {
     char name[] = "/tmp/cmdline_fuzz_XXXXXX";
     if (!mkdtemp(name)) std::abort();
     dir = name;
+    std::atexit(remove_scratch);
     if (!std::freopen("/dev/null", "r", stdin)) std::abort();
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
     for (char** env = environ; env && *env;) {
@@ -41,11 +52,6 @@ bool setup() {
         }
     }
     return true;
-}
-
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
 }
 
 // Log files of -me and defaults files of -df live here; each run starts empty.

@@ -9,6 +9,7 @@
 //   part 2   attribute strings, one a line
 //   part 3   the colour table file "t.clr"
 //   rest     the enhancement file "e.enh"
+#include <ftw.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -38,10 +39,21 @@ void write(const std::string& name, const std::string& bytes) {
     }
 }
 
+int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
+    std::remove(path);
+    return 0;
+}
+
+// The scratch directory goes with the process when it ends normally.
+void remove_scratch() {
+    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
+}
+
 bool setup() {
     char name[] = "/tmp/colors_fuzz_XXXXXX";
     if (!mkdtemp(name)) std::abort();
     dir = name;
+    std::atexit(remove_scratch);
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
     // Entries 0 to 15 keep their names from one table to the next; a fixed table
     // first makes every run start from the same names.

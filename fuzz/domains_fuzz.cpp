@@ -1,6 +1,7 @@
 // libFuzzer target for domain texts and the region file. The input is four parts:
 // line 1 a domain text, line 2 a region key, line 3 the station priority resource,
 // and the rest the region file "zmt.reg" on the file path.
+#include <ftw.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -18,12 +19,26 @@ namespace {
 
 // A private directory for the region file, the working directory too, so that a
 // relative name in a domain text stays inside it. Prompts ("var") read nothing.
-std::string setup() {
+std::string dir;
+
+int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
+    std::remove(path);
+    return 0;
+}
+
+// The scratch directory goes with the process when it ends normally.
+void remove_scratch() {
+    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
+}
+
+bool setup() {
     char name[] = "/tmp/domains_fuzz_XXXXXX";
     if (!mkdtemp(name)) std::abort();
+    dir = name;
     if (!std::freopen("/dev/null", "r", stdin)) std::abort();
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
-    return name;
+    std::atexit(remove_scratch);
+    return true;
 }
 
 // Every message formatted, none shown: errors and warnings (standard error) off,
@@ -85,7 +100,8 @@ extern "C" const char* __ubsan_default_options() {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static const std::string dir = setup();
+    static const bool ready = setup();
+    (void)ready;
     const InScratch in_scratch(dir);
     std::string input(reinterpret_cast<const char*>(bytes), size);
     // A name beginning with '|' runs a command and a path may name a device that

@@ -7,6 +7,7 @@
 //   part 5  names, one a line: file names, current-file expressions, and texts for
 //           parse_string, clean_line and set_num
 //   rest    the name convention file "name_conv" on the file path
+#include <ftw.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -27,10 +28,21 @@ namespace {
 
 std::string dir;
 
+int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
+    std::remove(path);
+    return 0;
+}
+
+// The scratch directory goes with the process when it ends normally.
+void remove_scratch() {
+    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
+}
+
 bool setup() {
     char name[] = "/tmp/names_fuzz_XXXXXX";
     if (!mkdtemp(name)) std::abort();
     dir = name;
+    std::atexit(remove_scratch);
     if (!std::freopen("/dev/null", "r", stdin)) std::abort();
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
     // A fixed "now" makes every current-file expression give the same name.
