@@ -20,6 +20,7 @@
 #include "env/files.h"
 #include "env/messages.h"
 #include "env/resources.h"
+#include "fuzz/fuzz_support.h"
 
 namespace {
 
@@ -156,29 +157,7 @@ constexpr int keyed_ids[] = {57, 3,  73,  48, 41, 39, 55,  94, 63, 106, 112, 113
                              13, 23, 17,  22, 15, 46, 102, 59, 2,  53,  0};
 constexpr int positional_ids[] = {50, 0};
 
-// Runs one input in the scratch directory, so that relative names in it stay there.
-// libFuzzer opens its own files between runs, in the directory it was started in.
-class InScratch {
-   public:
-    explicit InScratch(const std::string& scratch) {
-        if (!getcwd(home_, sizeof home_) || chdir(scratch.c_str()) != 0) std::abort();
-    }
-    ~InScratch() {
-        if (chdir(home_) != 0) std::abort();
-    }
-    InScratch(const InScratch&) = delete;
-    InScratch& operator=(const InScratch&) = delete;
-
-   private:
-    char home_[4096];
-};
-
 }  // namespace
-
-// Undefined behaviour stops the run like a crash, with the input saved.
-extern "C" const char* __ubsan_default_options() {
-    return "halt_on_error=1:print_stacktrace=1";
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     static const bool ready = setup();

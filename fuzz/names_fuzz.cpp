@@ -23,6 +23,7 @@
 #include "env/files.h"
 #include "env/messages.h"
 #include "env/resources.h"
+#include "fuzz/fuzz_support.h"
 
 namespace {
 
@@ -126,29 +127,7 @@ void text_helpers(const std::string& line) {
     (void)DATE_decode_month(line.c_str());
 }
 
-// Runs one input in the scratch directory, so that relative names in it stay there.
-// libFuzzer opens its own files between runs, in the directory it was started in.
-class InScratch {
-   public:
-    explicit InScratch(const std::string& scratch) {
-        if (!getcwd(home_, sizeof home_) || chdir(scratch.c_str()) != 0) std::abort();
-    }
-    ~InScratch() {
-        if (chdir(home_) != 0) std::abort();
-    }
-    InScratch(const InScratch&) = delete;
-    InScratch& operator=(const InScratch&) = delete;
-
-   private:
-    char home_[4096];
-};
-
 }  // namespace
-
-// Undefined behaviour stops the run like a crash, with the input saved.
-extern "C" const char* __ubsan_default_options() {
-    return "halt_on_error=1:print_stacktrace=1";
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     static const bool ready = setup();
