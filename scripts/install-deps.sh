@@ -4,13 +4,18 @@ set -euo pipefail
 
 packages=(
   # toolchain and test framework
-  g++ cmake make googletest libgtest-dev libbenchmark-dev
+  g++ cmake make ccache googletest libgtest-dev libbenchmark-dev
   # libraries the program links
-  libx11-dev zlib1g-dev libpng-dev libjpeg62-turbo-dev
+  libx11-dev zlib1g-dev libpng-dev libjpeg62-turbo-dev libgdcm-dev
   # window tests
-  xvfb xauth
+  xvfb xauth xdotool x11-apps x11-utils xfonts-base
+  # fuzzing
+  clang libclang-rt-14-dev
   # independent oracles of the tests
-  proj-bin pigz python3
+  proj-bin python3-pyproj pigz python3 netpbm ghostscript hp2xx giflib-tools
+  imagemagick libjpeg-turbo-progs
+  # sources of the shipped tables (fonts, stations, symbols)
+  hershey-fonts-data weather-util-data metview-data libmagics++-data
 )
 
 missing=()
