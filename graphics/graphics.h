@@ -25,13 +25,6 @@ int gset_fill_colr_ind(int index);
 int gfill_test(int pattern, int x, int y);
 int DITHER_val(int size, int level, int a, int b);
 
-// Text: the index of a font by name or number in the font list.
-int gget_font_index(const char* name);
-
-// PostScript device: colour or grey output.
-int gps_set_colorPS(int on);
-int gps_get_colorPS();
-
 // Images on the window and frames.
 int gload_image(Image* image, int x, int y);
 int goverlay_image(Image* image, const char* transparent_colour, int x, int y);
@@ -44,9 +37,7 @@ int gdisplay_frame(int n);
 int gset_looping(int on);
 int gget_num_images();
 
-// Drawing layer.
-int GPH_trans(int n);
-int GPH_set_color(int index, float red, float green, float blue);
-int GPH_line_attr(const Attrib* attrib);
-int GPH_get_view_size(float rect[4]);
-int GPH_end(int id);
+// The other units of the kernel, each with its own header.
+#include "graphics/gph.h"
+#include "graphics/postscript.h"
+#include "graphics/text.h"

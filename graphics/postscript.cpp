@@ -1,5 +1,5 @@
 // PostScript device state that other parts consult before the device is built.
-#include "graphics/graphics.h"
+#include "graphics/postscript.h"
 
 namespace {
 int pr_color = 0;  // colour output

@@ -2,7 +2,7 @@
 #include <cctype>
 #include <cstdlib>
 
-#include "graphics/graphics.h"
+#include "graphics/text.h"
 
 int gget_font_index(const char* name) {
     if (!name) return 1;

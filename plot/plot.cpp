@@ -74,7 +74,6 @@ int PLT_set_view_offset(float value) {
     return 0;
 }
 float PLT_get_view_offset() { return view_offset; }
-int PLT_dump(int) { return -1; }
 int PLT_labels() { return 0; }
 
 int PLT_label_up_left(const char* text) { return set_label(0, text); }

@@ -22,7 +22,6 @@ int PLT_get_work_type();
 int PLT_get_view(float view[4]);
 int PLT_set_view_offset(float value);
 float PLT_get_view_offset();
-int PLT_dump(int frame);
 int PLT_labels();
 int PLT_label_up_left(const char* text);
 int PLT_label_up_center(const char* text);
@@ -31,3 +30,6 @@ int PLT_label_low_left(const char* text);
 int PLT_label_low_center(const char* text);
 int PLT_label_low_right(const char* text);
 const char* PLT_get_label(int position, int overlay);
+
+// Raster dumps and location queries have their own unit.
+#include "plot/dump.h"
