@@ -4,14 +4,18 @@
 // or by walking back one template step at a time to the newest file on disk.
 #include "env/files.h"
 
+#include <fcntl.h>
 #include <pwd.h>
+#include <sys/wait.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -793,6 +797,53 @@ void free_files() {
     numfile = 0;
 }
 
+void refuse_command(const char* function, const char* name) {
+    MESS_print(0xC0, "%s: Refused to run a command that was not typed: %s\n", function, name);
+}
+
+// Inputs are regular files: a directory, FIFO or device would hang or feed an endless
+// stream, so it is refused before it is opened.
+FILE* open_input(const std::string& path, const char* mode) {
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
+        errno = S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
+        return nullptr;
+    }
+    FILE* file = std::fopen(path.c_str(), mode);
+    // The name may have been swapped between the check and the open.
+    if (file && (fstat(fileno(file), &st) != 0 || !S_ISREG(st.st_mode))) {
+        std::fclose(file);
+        errno = EINVAL;
+        return nullptr;
+    }
+    return file;
+}
+
+// An output may be a regular file or a character device (/dev/null); a FIFO only with
+// a reader already waiting, since its open would otherwise block.
+FILE* open_output(const std::string& path, const char* mode) {
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0) {
+        if (S_ISDIR(st.st_mode)) {
+            errno = EISDIR;
+            return nullptr;
+        }
+        if (S_ISFIFO(st.st_mode)) {
+            int fd = open(path.c_str(), O_WRONLY | O_NONBLOCK);
+            if (fd < 0) return nullptr;
+            fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+            FILE* file = fdopen(fd, "w");
+            if (!file) close(fd);
+            return file;
+        }
+        if (!S_ISREG(st.st_mode) && !S_ISCHR(st.st_mode)) {
+            errno = EINVAL;
+            return nullptr;
+        }
+    }
+    return std::fopen(path.c_str(), mode);
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -1088,17 +1139,30 @@ int FILE_delete(const char* name) {
 }
 
 FILE* FILE_open(const char* name, const char* mode) {
+    return FILE_open_user(name, mode, 0);
+}
+
+FILE* FILE_open_res(const char* name, const char* mode, const char* resource) {
+    return FILE_open_user(name, mode, resource ? RES_typed(resource) : 0);
+}
+
+FILE* FILE_open_user(const char* name, const char* mode, int user_typed) {
     if (!mode || !mode[0]) mode = "r";
     if (FILE_is_stdio(name)) return mode[0] == 'r' ? stdin : stdout;
     if (name[0] == '|') {
+        if (!user_typed) {
+            refuse_command("FILE_open", name);
+            return nullptr;
+        }
         // popen knows only "r" and "w"; a binary flag means nothing to a pipe.
         const char pipe_mode[2] = {mode[0] == 'r' ? 'r' : 'w', '\0'};
         std::fflush(nullptr);
         return popen(name + 1, pipe_mode);
     }
     std::string path = expand_user(name);
-    if (mode[0] == 'w' || mode[0] == 'a') FILE_make_dir(path.c_str(), 1);
-    return std::fopen(path.c_str(), mode);
+    if (mode[0] == 'r' && std::strchr(mode, '+') == nullptr) return open_input(path, mode);
+    FILE_make_dir(path.c_str(), 1);
+    return open_output(path, mode);
 }
 
 int FILE_make_dir(const char* path, int leave) {
@@ -1571,4 +1635,241 @@ void FILE_reset() {
     offset = 0;
     secs = 0;
     nsecs = 0;
+}
+
+// ---------------------------------------------------------------------------
+// Output files: written under a temporary name and renamed into place when complete,
+// so that a failed write never leaves a half-written file behind.
+
+namespace {
+
+enum class OutKind { temporary, pipe, standard, device };
+
+struct Output {
+    FILE* fp;
+    OutKind kind;
+    std::string name;       // as the caller gave it, for messages
+    std::string path;       // the final path (temporary and device kinds)
+    std::string temporary;  // the temporary path (temporary kind)
+};
+
+struct OutputState {
+    std::vector<Output> open;         // outputs created and not yet committed or discarded
+    bool failed = false;              // an output could not be written
+    bool cleanup_registered = false;  // the exit handler that removes temporaries
+    bool signals_set = false;         // SIGPIPE and SIGXFSZ turned into write errors
+};
+OutputState out_state;
+
+// Temporaries still open when the process ends (an exit in the middle of a write) are
+// removed, so nothing half-written stays behind.
+void remove_open_temporaries() {
+    for (const Output& o : out_state.open)
+        if (o.kind == OutKind::temporary) unlink(o.temporary.c_str());
+}
+
+void prepare_output_process() {
+    if (!out_state.cleanup_registered) {
+        std::atexit(remove_open_temporaries);
+        out_state.cleanup_registered = true;
+    }
+    if (!out_state.signals_set) {
+        // A closed pipe or a file size limit becomes a write error that is reported,
+        // instead of a silent death.
+        std::signal(SIGPIPE, SIG_IGN);
+        std::signal(SIGXFSZ, SIG_IGN);
+        out_state.signals_set = true;
+    }
+}
+
+void output_error(const char* function, const std::string& name, int error) {
+    MESS_print(0xC0, "%s: Unable to write file: %s (%s)\n", function, name.c_str(),
+               error ? std::strerror(error) : "write error");
+}
+
+bool copy_file_into(const std::string& from, FILE* to) {
+    FILE* in = open_input(from, "rb");
+    if (!in) return errno == ENOENT;  // appending to a new file starts it
+    char buffer[65536];
+    size_t n;
+    bool ok = true;
+    while (ok && (n = std::fread(buffer, 1, sizeof buffer, in)) > 0)
+        ok = std::fwrite(buffer, 1, n, to) == n;
+    ok = ok && !std::ferror(in);
+    std::fclose(in);
+    return ok;
+}
+
+mode_t creation_mode(const std::string& path) {
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0) return st.st_mode & 07777;
+    mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
+}
+
+FILE* create_temporary(const std::string& path, const std::string& name, bool append,
+                       std::string& temporary) {
+    size_t slash = path.rfind('/');
+    std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
+    std::string pattern = directory + "." + base + ".XXXXXX";
+    std::vector<char> buffer(pattern.begin(), pattern.end());
+    buffer.push_back('\0');
+    int fd = mkstemp(buffer.data());
+    if (fd < 0) {
+        output_error("FILE_create", name, errno);
+        return nullptr;
+    }
+    temporary = buffer.data();
+    fchmod(fd, creation_mode(path));
+    FILE* fp = fdopen(fd, "w+b");
+    if (!fp) {
+        int error = errno;
+        close(fd);
+        unlink(temporary.c_str());
+        output_error("FILE_create", name, error);
+        return nullptr;
+    }
+    if (append && !copy_file_into(path, fp)) {
+        int error = errno;
+        std::fclose(fp);
+        unlink(temporary.c_str());
+        output_error("FILE_create", name, error);
+        return nullptr;
+    }
+    return fp;
+}
+
+std::vector<Output>::iterator find_output(FILE* fp) {
+    return std::find_if(out_state.open.begin(), out_state.open.end(),
+                        [fp](const Output& o) { return o.fp == fp; });
+}
+
+// Flushes and closes; 0 or the errno of the first failure.
+int close_output(const Output& o) {
+    int error = 0;
+    if (std::fflush(o.fp) != 0) error = errno ? errno : EIO;
+    if (std::ferror(o.fp) && !error) error = EIO;
+    switch (o.kind) {
+        case OutKind::standard:
+            std::clearerr(o.fp);
+            return error;
+        case OutKind::pipe: {
+            int status = pclose(o.fp);
+            if (!error && (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0))
+                error = ECHILD;
+            return error;
+        }
+        case OutKind::temporary:
+        case OutKind::device:
+            if (std::fclose(o.fp) != 0 && !error) error = errno ? errno : EIO;
+            return error;
+    }
+    return error;
+}
+
+}  // namespace
+
+FILE* FILE_create(const char* name, const char* mode, int user_typed) {
+    if (!name) name = "";
+    if (!mode || !mode[0]) mode = "w";
+    prepare_output_process();
+    Output o{nullptr, OutKind::temporary, name, "", ""};
+    if (FILE_is_stdio(name)) {
+        o.fp = stdout;
+        o.kind = OutKind::standard;
+    } else if (name[0] == '|') {
+        if (!user_typed) {
+            refuse_command("FILE_create", name);
+            return nullptr;
+        }
+        std::fflush(nullptr);
+        o.fp = popen(name + 1, "w");
+        o.kind = OutKind::pipe;
+        if (!o.fp) {
+            output_error("FILE_create", name, errno);
+            return nullptr;
+        }
+    } else {
+        const bool append = name[0] == '+' || mode[0] == 'a';
+        o.path = expand_user(name[0] == '+' ? name + 1 : name);
+        if (o.path.empty()) {
+            output_error("FILE_create", o.name, ENOENT);
+            return nullptr;
+        }
+        FILE_make_dir(o.path.c_str(), 1);
+        struct stat st;
+        if (stat(o.path.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
+            if (!S_ISCHR(st.st_mode)) {
+                output_error("FILE_create", o.name, S_ISDIR(st.st_mode) ? EISDIR : EINVAL);
+                return nullptr;
+            }
+            // A device (/dev/null) is written directly: there is nothing to rename.
+            o.fp = std::fopen(o.path.c_str(), append ? "a" : "w");
+            o.kind = OutKind::device;
+            if (!o.fp) {
+                output_error("FILE_create", o.name, errno);
+                return nullptr;
+            }
+        } else {
+            o.fp = create_temporary(o.path, o.name, append, o.temporary);
+            if (!o.fp) return nullptr;
+        }
+    }
+    try {
+        out_state.open.push_back(o);
+    } catch (const std::bad_alloc&) {
+        FILE_discard(o.fp);
+        return nullptr;
+    }
+    return o.fp;
+}
+
+int FILE_commit(FILE* fp) {
+    if (!fp) return -1;
+    auto it = find_output(fp);
+    if (it == out_state.open.end()) {
+        // Not from FILE_create: at least the write errors are not lost.
+        bool bad = std::ferror(fp) != 0;
+        if (std::fclose(fp) != 0 || bad) {
+            out_state.failed = true;
+            return -1;
+        }
+        return 0;
+    }
+    Output o = *it;
+    out_state.open.erase(it);
+    int error = close_output(o);
+    if (!error && o.kind == OutKind::temporary && rename(o.temporary.c_str(), o.path.c_str()) != 0)
+        error = errno;
+    if (!error) return 0;
+    if (o.kind == OutKind::temporary) unlink(o.temporary.c_str());
+    if (o.kind == OutKind::pipe && (error == EPIPE || error == ECHILD))
+        MESS_print(0xC0, "FILE_commit: Broken pipe, output not complete: %s\n", o.name.c_str());
+    else
+        output_error("FILE_commit", o.name, error);
+    out_state.failed = true;
+    return -1;
+}
+
+void FILE_discard(FILE* fp) {
+    if (!fp) return;
+    auto it = find_output(fp);
+    if (it == out_state.open.end()) {
+        if (fp != stdout && fp != stderr) std::fclose(fp);
+        return;
+    }
+    Output o = *it;
+    out_state.open.erase(it);
+    close_output(o);
+    if (o.kind == OutKind::temporary) unlink(o.temporary.c_str());
+}
+
+int FILE_output_failed() {
+    return out_state.failed ? 1 : 0;
+}
+
+void FILE_set_output_failed() {
+    out_state.failed = true;
 }

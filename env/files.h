@@ -35,7 +35,42 @@ int FILE_exist(const char* name);
 int FILE_is_dir(const char* name);
 int FILE_size(const char* name);
 int FILE_delete(const char* name);
+// Opens a file for reading or, through FILE_make_dir, for writing. Safe for names
+// that come out of files: a name beginning with "|" is refused with a message naming
+// it, and a directory, FIFO or device is refused before it is opened (null, errno set,
+// no message: the caller reports as for any failed open). Standard input or output
+// for "-", "std" and "stdn".
 FILE* FILE_open(const char* name, const char* mode);
+// FILE_open for a name the user typed: with `user_typed` non-zero a name beginning
+// with "|" opens a pipe to the command behind it; with zero it is FILE_open.
+FILE* FILE_open_user(const char* name, const char* mode, int user_typed);
+// FILE_open that also takes the "|" rule from where the value of resource `resource`
+// came from (RES_typed): a pipe opens only for a value the user typed.
+FILE* FILE_open_res(const char* name, const char* mode, const char* resource);
+
+// Output files. Opens `name` for writing via a temporary file in the same directory.
+// A name beginning with "|" opens a pipe only when `user_typed` is non-zero, else it
+// is refused with a message naming it. A name beginning with "+" appends (copy the
+// existing file to the temporary first so the rename still completes it). Returns
+// null on failure, with a message naming the file.
+FILE* FILE_create(const char* name, const char* mode, int user_typed);
+// Completes a file from FILE_create: checks for write errors, closes, renames the
+// temporary into place (pclose for a pipe, reporting a broken pipe instead of dying
+// of SIGPIPE). 0, or -1 with a message naming the file; on failure the temporary is
+// removed and the process-wide output failure is recorded.
+int FILE_commit(FILE* fp);
+// Abandons a file from FILE_create: closes and removes the temporary.
+void FILE_discard(FILE* fp);
+// Non-zero once any output could not be written; main ends with exit code 12 then.
+int FILE_output_failed();
+// Records an output failure that did not go through FILE_commit (a writer that found
+// its data unusable after FILE_create); the run then ends with exit code 12.
+void FILE_set_output_failed();
+
+// Bounds of every text table: a table longer than this many bytes, or with more
+// lines, is cut there with a message, so a huge or endless file ends quickly.
+constexpr long FILE_TEXT_MAX_BYTES = 16L * 1024 * 1024;
+constexpr long FILE_TEXT_MAX_LINES = 200000;
 int FILE_make_dir(const char* path, int leave);
 int FILE_extract_extra_info(char* name);
 

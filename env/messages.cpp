@@ -405,6 +405,7 @@ const char* ZMT_version() {
 
 void ZMT_exit(int code) {
     std::fflush(nullptr);
+    if (code == ZMT_EXIT_OK && FILE_output_failed()) code = ZMT_EXIT_OUTPUT;
     std::exit(code);
 }
 

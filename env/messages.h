@@ -16,6 +16,14 @@ constexpr uint32_t MESS_OUT3 = 0x00F00000;
 constexpr uint32_t MESS_OUT4 = 0x0F000000;
 constexpr uint32_t MESS_DEBUG = 0xF0000000;
 
+// Exit codes of the program.
+constexpr int ZMT_EXIT_OK = 0;         // normal end, and after help
+constexpr int ZMT_EXIT_DETACH = 1;     // the batch detach failed
+constexpr int ZMT_EXIT_GRAPHICS = 4;   // graphics could not be opened
+constexpr int ZMT_EXIT_QUEUE = 7;      // the loop window queue did not respond
+constexpr int ZMT_EXIT_NO_INPUT = 10;  // no file, or no file could be read
+constexpr int ZMT_EXIT_OUTPUT = 12;    // an output could not be written
+
 int MESS_set(int op, uint32_t mask);
 uint32_t MESS_get();
 int MESS_check_set();
@@ -46,6 +54,7 @@ int FLAG_getplot(int index);
 int FLAG_resetplot(int value);
 
 const char* ZMT_version();
+// Leaves the process; a normal end (0) becomes ZMT_EXIT_OUTPUT once an output failed.
 [[noreturn]] void ZMT_exit(int code);
 int ZMT_init_time();
 float ZMT_elapse_time();

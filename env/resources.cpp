@@ -215,6 +215,7 @@ struct Node {
     Resource res{};
     std::unique_ptr<char[]> name;
     std::unique_ptr<char[]> value;
+    bool typed = true;  // the value came from the user (see RES_typed)
 };
 
 Resource root_res{-9999, nullptr, nullptr, 0, nullptr};
@@ -227,6 +228,10 @@ char** clargv = nullptr;
 // The split defaults list stays alive: tags given as "+tag" point into it.
 int default_count = 0;
 char** default_items = nullptr;
+
+// Whether the source being read is the user's own: false while defaults files found
+// through the built-in list, or a loop window's answers, are taken in.
+bool typed_source = true;
 
 // The loop window connection while the command line is decoded.
 bool queue_open = false;
@@ -472,6 +477,8 @@ void queue_source(const char* number, const ResObj* table, int rows) {
     queue_open = true;
     queue_id = queue;
     queue_channel = channel;
+    const bool was_typed = typed_source;
+    typed_source = false;
     for (int i = 0; i < rows; ++i)
         if (live(table[i])) MQ_put(queue, channel, "query res %s", table[i].name);
     int pending = 0;
@@ -498,6 +505,7 @@ void queue_source(const char* number, const ResObj* table, int rows) {
         if (status == -3) MESS_print(0xc0, "ZMTloop not running!\n");
     }
     std::signal(SIGALRM, SIG_IGN);
+    typed_source = was_typed;
     for (int k = 0; k < pending; ++k) queue_drain();
 }
 
@@ -506,6 +514,8 @@ void defaults_source(const ResObj* table, int rows) {
     default_count = 0;
     default_items = nullptr;
     const char* list = RES_get("default");
+    // Files found through the built-in list were not named by the user: data only.
+    const bool user_list = list != nullptr;
     if (!list) list = kDefaultList;
     DEF_clr_tag();
     parse_string(list, ':', &default_count, &default_items);
@@ -527,7 +537,11 @@ void defaults_source(const ResObj* table, int rows) {
             queue_source(element + 1, table, rows);
             continue;
         }
-        if (DEF_open(element) != 0) continue;
+        typed_source = user_list;
+        if (DEF_open(element) != 0) {
+            typed_source = true;
+            continue;
+        }
         char key[DEF_KEY_SIZE];
         char value[DEF_VALUE_SIZE];
         while (DEF_get(key, value) == 1) {
@@ -545,6 +559,7 @@ void defaults_source(const ResObj* table, int rows) {
             }
         }
         DEF_close();
+        typed_source = true;
     }
 }
 
@@ -761,6 +776,11 @@ const char* RES_get(const char* name) {
     return n->res.value ? n->res.value : "";
 }
 
+int RES_typed(const char* name) {
+    Node* n = find_node(name);
+    return n && n->typed ? 1 : 0;
+}
+
 int RES_getval(const char* name, void* destination, int type) {
     Node* n = find_node(name);
     if (!n || !destination) return 0;
@@ -889,6 +909,7 @@ int RES_new(int index, const char* name, const char* value, int type) {
     set_value(node, copy_text(value));
     node->res.type = type;
     node->res.index = index;
+    node->typed = typed_source;
     return 0;
 }
 
@@ -900,6 +921,7 @@ int RES_append(int index, const char* name, const char* value, int type) {
     Node* node = find_node(name);
     if (!node) return RES_new(index, name, value, type);
     if (!value) return 0;
+    node->typed = node->typed && typed_source;
     if (!node->res.value) {
         set_value(node, copy_text(value));
         return 0;
@@ -984,4 +1006,5 @@ void RES_reset() {
     default_count = 0;
     default_items = nullptr;
     queue_open = false;
+    typed_source = true;
 }

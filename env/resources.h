@@ -55,6 +55,12 @@ int RES_enter(ResObj* row, int id);
 int RES_help_print(const char* program, const int* keyed_ids, const int* positional_ids);
 int RES_help_item(int id);
 const char* RES_get(const char* name);
+// Non-zero when resource `name` is set and its value was typed by the user: on the
+// command line, in the environment, at a prompt (RES_put, RES_new), or in a defaults
+// file of a list the user named (-df, -default, zmtdefault). Zero when it is unset or
+// came from a defaults file found through the built-in list (the working directory)
+// or from a loop window. Only a typed value may open a pipe ("|command").
+int RES_typed(const char* name);
 int RES_getval(const char* name, void* destination, int type);
 int RES_getvals(const char* name, int* count, char*** array);
 int RES_conv_data(const char* text, void* destination, int type);
