@@ -491,12 +491,12 @@ int IMG_read_zmt(const char* name, Image* image) {
 }
 
 int IMG_write(const char* name, const Image* image, int compress) {
-    FilePtr file(FILE_open(name, "w"));
-    if (!file) {
-        MESS_print(0xc0, "Unable to open: %s\n", name);
-        return 0;
-    }
-    FILE* f = file.get();
+    return IMG_write_user(name, image, compress, 0);
+}
+
+int IMG_write_user(const char* name, const Image* image, int compress, int user_typed) {
+    FILE* f = FILE_create(name, "wb", user_typed);
+    if (!f) return 0;
     std::fputs(compress == 1 ? "ZMTIMGZ\n" : "ZMTIMG\n", f);
     std::fprintf(f, "%.*s\n",
                  static_cast<int>(strnlen(image->date_label, sizeof image->date_label)),
@@ -524,12 +524,13 @@ int IMG_write(const char* name, const Image* image, int compress) {
     } else {
         ok = write_expanded(f, image);
     }
-    if (std::fflush(f) != 0) ok = false;
     if (!ok) {
+        FILE_discard(f);
         MESS_print(0xc0, "IMG_write: Unable to write: %s\n", name);
+        FILE_set_output_failed();
         return 0;
     }
-    return 1;
+    return FILE_commit(f) == 0 ? 1 : 0;
 }
 
 int IMG_dump(const char* name) {

@@ -45,6 +45,9 @@ int IMG_read(const char* name, Image* image, int truecolor);
 int IMG_read_zmt(const char* name, Image* image);
 // Native image, compressed when `compress` is 1: 1, or 0 when the file can't be opened.
 int IMG_write(const char* name, const Image* image, int compress);
+// IMG_write for a name the user typed: a "|command" name opens a pipe only when
+// `user_typed` is non-zero (IMG_write never opens one).
+int IMG_write_user(const char* name, const Image* image, int compress, int user_typed);
 // The current window as a native image: 1, or 0.
 int IMG_dump(const char* name);
 // Seconds a compressed read waits for a file still being written (10); tests
