@@ -1,0 +1,157 @@
+// Window events: exposes are answered from the pixmap, a resize is passed to the
+// plot layer, and Return ends the wait of ghold. Keys and buttons go to the
+// plot layer's callback.
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
+
+#include <cstdlib>
+
+#include "graphics/graphics.h"
+
+namespace {
+
+constexpr int MODE_IDLE = 0;
+constexpr int MODE_WAIT = 1;
+constexpr int MODE_KEY = 2;
+constexpr int MODE_QUIT = 3;
+
+struct State {
+    int user_event = 0;  // the last event came from the user
+    int Expose_cnt = 0;  // an expose was answered
+    int mapped = 0, focused = 0;
+    GMouseFunc mouse_CB = nullptr;
+    int input_mode = MODE_IDLE;
+    int zoom = 1;  // pixel zoom factor
+    int zoom_x = 0, zoom_y = 0;
+};
+State st;
+
+bool handles_events() {
+    return gtype_is_WIN() && gget_cache() && gget_display();
+}
+
+void call_back(int kind, const char* text, float x, float y) {
+    if (!st.mouse_CB) return;
+    const int previous = gset_cursor(1);
+    st.mouse_CB(kind, text, x, y);
+    gset_cursor(previous);
+}
+
+void key_press(XKeyEvent& event) {
+    st.user_event = 1;
+    if (st.input_mode != MODE_WAIT && st.input_mode != MODE_KEY) return;
+    if (st.input_mode == MODE_WAIT) st.input_mode = MODE_KEY;
+    char text[80] = {};
+    KeySym key = 0;
+    XLookupString(&event, text, sizeof text - 1, &key, nullptr);
+    const bool alt = event.state & Mod1Mask;
+    if (key == XK_Return || key == XK_KP_Enter) {
+        st.input_mode = MODE_QUIT;
+        call_back(2, "Ret",
+                  static_cast<float>(xp_W(static_cast<float>(xZ_p(static_cast<float>(event.x))))),
+                  static_cast<float>(yp_W(static_cast<float>(yZ_p(static_cast<float>(event.y))))));
+        return;
+    }
+    if (alt && text[0] == 'q') st.input_mode = MODE_QUIT;
+}
+
+}  // namespace
+
+int ginit_event(int mode) {
+    if (mode == 0) st.input_mode = MODE_IDLE;
+    return 1;
+}
+
+int gprocess_x11_event(_XEvent* event) {
+    if (!handles_events()) return 0;
+    st.user_event = 0;
+    if (event->type != Expose && event->type != ConfigureNotify) st.Expose_cnt = 0;
+    switch (event->type) {
+        case Expose:
+            if (st.Expose_cnt == 0) {
+                st.Expose_cnt = 1;
+                gupdate_window();
+            }
+            break;
+        case UnmapNotify:
+            st.mapped = 0;
+            break;
+        case MapNotify:
+            st.mapped = 1;
+            break;
+        case FocusOut:
+            st.focused = 0;
+            break;
+        case FocusIn:
+            st.focused = 1;
+            break;
+        case ConfigureNotify:
+            if (event->xconfigure.window != gget_root_window()) break;
+            if (gresize_window(-1, -1) == 0) break;
+            ginit_plot(1);
+            call_back(2, "size", static_cast<float>(event->xconfigure.width),
+                      static_cast<float>(event->xconfigure.height));
+            break;
+        case KeyPress:
+            key_press(event->xkey);
+            break;
+        case ButtonRelease:
+            st.user_event = 1;
+            break;
+        default:
+            break;
+    }
+    return st.user_event;
+}
+
+int gwait_event() {
+    if (!handles_events()) return 0;
+    int n = 0;
+    XEvent event;
+    do {
+        XNextEvent(gget_display(), &event);
+        n += gprocess_x11_event(&event);
+    } while (XPending(gget_display()));
+    return n;
+}
+
+int gcheck_event() {
+    if (!handles_events()) return 0;
+    int n = 0;
+    XEvent event;
+    while (XPending(gget_display())) {
+        XNextEvent(gget_display(), &event);
+        n += gprocess_x11_event(&event);
+    }
+    return n;
+}
+
+int gset_mouse_callback(GMouseFunc function) {
+    st.mouse_CB = function;
+    return 1;
+}
+int gis_mapped() {
+    return st.mapped;
+}
+int gset_input_mode(int mode) {
+    st.input_mode = mode == 1 ? MODE_WAIT : MODE_IDLE;
+    return 0;
+}
+int gget_input_mode() {
+    return st.input_mode != MODE_QUIT;
+}
+int greset_zoom() {
+    st.zoom = 1;
+    st.zoom_x = st.zoom_y = 0;
+    return 0;
+}
+int gget_zoom() {
+    return st.zoom;
+}
+double xZ_p(float x) {
+    return static_cast<double>(x) / st.zoom + st.zoom_x;
+}
+double yZ_p(float y) {
+    return static_cast<double>(y) / st.zoom + st.zoom_y;
+}
