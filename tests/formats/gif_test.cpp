@@ -1,0 +1,266 @@
+// GIF: real files of another encoder, our files through giftopnm and back
+// through our reader in every pixel layout, interlace and transparency, and
+// broken or hostile files.
+#include "formats/gif.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+
+#include "env/messages.h"
+#include "graphics/graphics.h"
+#include "tests/env/env_capture.h"
+#include "tests/formats/gif_png_xwd_oracle.h"
+
+namespace {
+
+using namespace raster_test;
+using sat_test::read_file;
+using sat_test::testdata;
+using sat_test::write_file;
+
+class Gif : public ::testing::Test {
+   protected:
+    void SetUp() override {
+        GIF_interlace(0);
+        GIF_transparent(0);
+    }
+    void TearDown() override { SetUp(); }
+    std::string path(const std::string& name) const { return dir.file(name); }
+    sat_test::TempDir dir;
+};
+
+// The index raster and colour table that gifbuild printed for a file.
+struct Dump {
+    std::vector<std::string> rows;
+    std::vector<std::array<int, 3>> table;
+};
+Dump gifbuild_dump(const std::string& file) {
+    Dump d;
+    std::ifstream in(file);
+    std::string line;
+    std::regex colour(R"(rgb (\d+) (\d+) (\d+) is (\d+))"), raster("^[0-9]+$");
+    std::smatch m;
+    while (std::getline(in, line)) {
+        if (std::regex_search(line, m, colour))
+            d.table.push_back({std::stoi(m[1]), std::stoi(m[2]), std::stoi(m[3])});
+        else if (std::regex_match(line, raster) && line.size() > 1)
+            d.rows.push_back(line);
+    }
+    return d;
+}
+
+TEST_F(Gif, RealFilesReadAsGifbuildAndPngtopamSeeThem) {
+    const Dump dump = gifbuild_dump(testdata("raster/idx7x5.gifbuild.txt"));
+    ASSERT_EQ(dump.rows.size(), 5u);
+    ASSERT_EQ(dump.table.size(), 4u);
+    EXPECT_EQ(gifbuild_dump(testdata("raster/idx7x5_interlaced.gifbuild.txt")).rows, dump.rows);
+    const Rgb expected = oracle("pngtopam", testdata("raster/idx7x5.expected.png"));
+    for (const char* file : {"idx7x5.gif", "idx7x5_interlaced.gif", "idx7x5_banner.gif"}) {
+        SCOPED_TRACE(file);
+        Held im;
+        ASSERT_EQ(GIF_read(testdata(std::string("raster/") + file).c_str(), im.get(), 0), 1);
+        EXPECT_EQ(std::vector({im->width, im->height, im->bytes_per_line, im->depth, im->mapped}),
+                  std::vector({7, 5, 7, 8, 1}));
+        EXPECT_STREQ(im->info, "GIF");
+        for (int y = 0; y < 5; y++)
+            for (int x = 0; x < 7; x++)
+                EXPECT_EQ(im->data[y * 7 + x], dump.rows[y][x] - '0') << x << "," << y;
+        for (size_t i = 0; i < dump.table.size(); i++)
+            for (int c = 0; c < 3; c++) EXPECT_EQ(im->colors[3 * i + c] * 255, dump.table[i][c]);
+        EXPECT_EQ(colours_of(im.image), expected);
+    }
+    // Through the dispatch by content as well, banner included.
+    Held im;
+    EXPECT_EQ(IMG_read(testdata("raster/idx7x5_banner.gif").c_str(), im.get(), 0), 1);
+    EXPECT_EQ(colours_of(im.image), expected);
+
+    sat_test::Capture capture;
+    Held bad;
+    EXPECT_EQ(GIF_read(testdata("raster/idx7x5_badbanner.gif").c_str(), bad.get(), 0), 0);
+    EXPECT_EQ(bad->data, nullptr);
+    EXPECT_EQ(capture.err(), "GIF_read: Not a GIF file\n");
+}
+
+TEST_F(Gif, EveryLayoutDecodesExactlyByGiftopnmAndByOurReader) {
+    // 61 x 37 gives padded rows; 300 x 200 of 200 colours fills the code table
+    // many times over, so the coder's clears and 12-bit codes are exercised.
+    for (auto [w, h] : {std::pair{61, 37}, {300, 200}}) {
+        for (Layout l : {Layout::True32Lsb, Layout::True32Msb, Layout::True24Lsb, Layout::Rgb565Msb,
+                         Layout::Mapped8Padded, Layout::Mapped4, Layout::Mapped1}) {
+            SCOPED_TRACE(std::string(name_of(l)) + " " + std::to_string(w));
+            Held in, back;
+            Rgb shown;
+            make_picture(l, w, h, colours_for(l), in.get(), &shown);
+            ASSERT_EQ(GIF_write(path("p.gif").c_str(), in.get()), 1);
+            EXPECT_EQ(oracle("giftopnm", path("p.gif")), shown);
+            ASSERT_EQ(GIF_read(path("p.gif").c_str(), back.get(), 0), 1);
+            EXPECT_EQ(colours_of(back.image), shown);
+        }
+    }
+}
+
+TEST_F(Gif, InterlacedRowsBeginWithThePixelThatFollowsThePreviousRow) {
+    GIF_interlace(1);
+    for (Layout l : {Layout::True32Lsb, Layout::Mapped8Padded, Layout::Mapped4}) {
+        SCOPED_TRACE(name_of(l));
+        const int w = 23, h = 13;
+        Held in;
+        Rgb shown;
+        make_picture(l, w, h, colours_for(l), in.get(), &shown);
+        Rgb want = shown;
+        // Rows in the order they are coded, and what each one holds.
+        std::vector<int> order;
+        for (auto [start, step] : {std::pair{0, 8}, {4, 8}, {2, 4}, {1, 2}})
+            for (int r = start; r < h; r += step) order.push_back(r);
+        const bool packed = l == Layout::Mapped4;
+        for (size_t k = 1; k < order.size(); k++) {
+            const int row = order[k], before = order[k - 1];
+            auto put = [&](int x, const unsigned char* c) {
+                std::memcpy(&want.rgb[3 * (size_t(row) * w + x)], c, 3);
+            };
+            const unsigned char index0[3] = {shown.at(0, 0)[0], shown.at(0, 0)[1],
+                                             shown.at(0, 0)[2]};
+            // Past the last row the coder finds index 0, the first colour seen.
+            put(0, before + 1 < h ? shown.at(0, before + 1) : index0);
+            if (packed)
+                for (int x = 1; x < w; x++) put(x, shown.at(x - 1, row));
+        }
+        ASSERT_EQ(GIF_write(path("i.gif").c_str(), in.get()), 1);
+        EXPECT_EQ(oracle("giftopnm", path("i.gif")), want);
+        Held back;
+        ASSERT_EQ(GIF_read(path("i.gif").c_str(), back.get(), 0), 1);
+        EXPECT_EQ(colours_of(back.image), want);
+    }
+    // A picture with a plain left edge, as a plot's margin, comes out exact.
+    Held in;
+    Rgb shown;
+    make_picture(Layout::True32Lsb, 40, 30, 200, in.get(), &shown);
+    for (int y = 0; y < 30; y++) {
+        std::memset(in->data + y * in->bytes_per_line, 0, 4);
+        std::memset(&shown.rgb[3 * size_t(y) * 40], 0, 3);
+    }
+    ASSERT_EQ(GIF_write(path("m.gif").c_str(), in.get()), 1);
+    EXPECT_EQ(oracle("giftopnm", path("m.gif")), shown);
+}
+
+TEST_F(Gif, TransparencyNamesTheBackgroundColour) {
+    GIF_transparent(1);
+    Held in;
+    Rgb shown;
+    make_picture(Layout::True32Lsb, 20, 10, 200, in.get(), &shown);
+    const long back = gget_color_ind(-1);
+    ASSERT_TRUE(back >= 0 && back <= 0xFFFFFF) << back;
+    for (int x = 5; x < 9; x++) {  // a few pixels of the background's value
+        unsigned char* p = in->data + 3 * in->bytes_per_line + 4 * x;
+        p[0] = back & 0xFF, p[1] = (back >> 8) & 0xFF, p[2] = (back >> 16) & 0xFF;
+    }
+    ASSERT_EQ(GIF_write(path("t.gif").c_str(), in.get()), 1);
+    const std::string bytes = read_file(path("t.gif"));
+    const size_t ext = bytes.find(std::string("\x21\xF9\x04\x01\x0A\x00", 6));
+    ASSERT_NE(ext, std::string::npos);
+    // giftopnm's alpha mask is clear exactly where the background was.
+    sat_test::RunResult r = sat_test::run_program(
+        "/usr/bin/giftopnm", {"--alphaout=" + path("alpha.pgm"), path("t.gif")});
+    ASSERT_EQ(r.code, 0) << r.err;
+    Rgb alpha = decode_pnm(read_file(path("alpha.pgm")));
+    ASSERT_EQ(alpha.width, 20);
+    for (int y = 0; y < 10; y++)
+        for (int x = 0; x < 20; x++)
+            EXPECT_EQ(alpha.at(x, y)[0], (y == 3 && x >= 5 && x < 9) ? 0 : 255) << x << "," << y;
+}
+
+TEST_F(Gif, SmallestAndOverfullPictures) {
+    // One colour: flags 0xFF, a table of three bytes, code size 2; one pixel codes
+    // as clear, the pixel and end in 3 bits each.
+    Held one;
+    Rgb shown;
+    make_picture(Layout::Mapped8Padded, 1, 1, 1, one.get(), &shown);
+    ASSERT_EQ(GIF_write(path("1.gif").c_str(), one.get()), 1);
+    const std::string b = read_file(path("1.gif"));
+    const std::string want = std::string("GIF89a\x01\x00\x01\x00\xFF\x00\x00", 13) +
+                             std::string(reinterpret_cast<const char*>(shown.rgb.data()), 3) +
+                             std::string("\x2C\0\0\0\0\x01\0\x01\0\0\x02\x02\x44\x01\0\x3B", 17);
+    EXPECT_EQ(b, want);
+
+    // More than 256 colours: the excess takes the first colour, the picture stays.
+    Held many, back;
+    make_picture(Layout::True32Lsb, 300, 2, 200, many.get(), &shown);
+    for (int x = 0; x < 300; x++) many->data[4 * x] = static_cast<unsigned char>(x);  // 300 blues
+    ASSERT_EQ(GIF_write(path("m.gif").c_str(), many.get()), 1);
+    ASSERT_EQ(GIF_read(path("m.gif").c_str(), back.get(), 0), 1);
+    EXPECT_EQ(back->num_colors, 256);
+    for (int x = 256; x < 300; x++) EXPECT_EQ(back->data[x], 0) << x;
+    for (int x = 0; x < 256; x++) EXPECT_EQ(back->data[x], x);
+}
+
+// A GIF of a 4-colour screen of w x h, its image of the same size, and LZW codes
+// of 3 bits packed low bit first into one sub-block.
+std::string gif_bytes(int w, int h, std::vector<int> codes, bool table = true) {
+    std::string s = "GIF89a";
+    s += {char(w & 255), char(w >> 8), char(h & 255), char(h >> 8), char(table ? 0x81 : 1), 0, 0};
+    if (table) s += std::string("\0\0\0\xFF\xFF\xFF\xFF\0\0\0\xFF\0", 12);
+    s += {0x2C, 0, 0, 0, 0, char(w & 255), char(w >> 8), char(h & 255), char(h >> 8), 0, 2};
+    std::string data;
+    uint32_t acc = 0;
+    int bits = 0;
+    for (int c : codes) {
+        acc |= uint32_t(c) << bits;
+        for (bits += 3; bits >= 8; bits -= 8, acc >>= 8) data += char(acc & 255);
+    }
+    if (bits) data += char(acc & 255);
+    s += char(data.size());
+    return s + data + std::string("\0\x3B", 2);
+}
+
+TEST_F(Gif, BrokenAndHostileFilesAreRefused) {
+    // 1, then the code being defined (1 1), then 2.
+    const std::string good = gif_bytes(2, 2, {4, 1, 6, 2, 5});
+    const std::string real = read_file(testdata("raster/idx7x5.gif"));
+    struct Case {
+        const char* what;
+        std::string bytes;
+        const char* message;  // empty: read succeeds
+    };
+    const Case cases[] = {
+        {"deferred code", good, ""},
+        {"code past the table", gif_bytes(2, 2, {4, 1, 7, 5}),
+         "GIF_read: LZW code 7 past the table of 6\n"},
+        {"table code first", gif_bytes(2, 2, {4, 6, 5}),
+         "GIF_read: LZW code 6 past the table of 6\n"},
+        {"zero-size screen", gif_bytes(0, 5, {4, 1, 5}), "GIF_read: Empty screen of 0x5\n"},
+        {"huge screen", gif_bytes(65535, 65535, {4, 1, 5}),
+         "GIF_read: Screen of 65535x65535 is larger than the file\n"},
+        {"cut in the screen", real.substr(0, 9), "GIF_read: File ends in the screen descriptor\n"},
+        {"cut in the table", real.substr(0, 20), "GIF_read: File ends in the colour table\n"},
+        {"no image", real.substr(0, 25), "GIF_read: No image in the file\n"},
+        {"cut in the descriptor", real.substr(0, 30),
+         "GIF_read: File ends in the image descriptor\n"},
+        {"cut in the data", real.substr(0, real.size() - 8), ""},
+        {"code size 12",
+         [&] {
+             std::string s = good;
+             s[6 + 7 + 12 + 10] = 12;
+             return s;
+         }(),
+         "GIF_read: LZW code size 12 out of range\n"},
+        {"not a GIF", "PNG", "GIF_read: Not a GIF file\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        write_file(path("h.gif"), c.bytes);
+        Held im;
+        sat_test::Capture capture;
+        int status = GIF_read(path("h.gif").c_str(), im.get(), 0);
+        EXPECT_EQ(capture.err(), c.message);
+        EXPECT_EQ(status, *c.message ? 0 : 1);
+        EXPECT_EQ(im->data == nullptr, *c.message != 0);
+    }
+    Held im;
+    write_file(path("g.gif"), good);
+    ASSERT_EQ(GIF_read(path("g.gif").c_str(), im.get(), 0), 1);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(im->data), 4), std::string("\1\1\1\2", 4));
+}
+
+}  // namespace
