@@ -115,7 +115,8 @@ bool read_enhancement(const char* name, int* bin) {
     FILE* file = nullptr;
     if (need <= sizeof path) {
         FILE_add_path(file_path, name, path);
-        file = std::fopen(path, "r");
+        // A table is a plain file: never the terminal, a device or a command.
+        if (!FILE_is_stdio(path)) file = FILE_open(path, "r");
     } else {
         std::snprintf(path, sizeof path, "%s", name);
     }
@@ -124,14 +125,19 @@ bool read_enhancement(const char* name, int* bin) {
         return false;
     }
     std::string word;
+    TextBudget budget(path);
+    auto next = [&]() {
+        int c = std::fgetc(file);
+        return c != EOF && budget.take(c) ? c : EOF;
+    };
     for (int n = 0; n < max_words; ++n) {
         word.clear();
         int c = 0;
-        while ((c = std::fgetc(file)) != EOF && std::isspace(c)) {
+        while ((c = next()) != EOF && std::isspace(c)) {
         }
         while (c != EOF && !std::isspace(c)) {
             if (word.size() < max_word) word.push_back(static_cast<char>(c));
-            c = std::fgetc(file);
+            c = next();
         }
         if (word.empty()) break;
         if (n == 0) {

@@ -1,5 +1,8 @@
 // Image read and setup of the display: the plot parameters, one file to one
 // decoded and navigated Image, the grid of a remap and the domain drawn on.
+#include <algorithm>
+#include <cctype>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -31,12 +34,41 @@ namespace {
 // remap that follows the read, so it outlives SAT_read_file.
 AreaFile area;
 
+// An integer as atoi reads it, held to the int range instead of overflowing.
+int int_at(const char* text) {
+    long long v = std::strtoll(text, nullptr, 10);
+    return static_cast<int>(std::clamp<long long>(v, INT_MIN, INT_MAX));
+}
+
+// "%d:%d:%d:%d" as sscanf counts it (-1 for a text with nothing to read), each number
+// held to the int range.
+int colon_ints(const char* text, int* out[4]) {
+    const char* p = text;
+    while (std::isspace(static_cast<unsigned char>(*p))) ++p;
+    if (!*p) return -1;
+    int n = 0;
+    for (; n < 4; ++n) {
+        if (n > 0) {
+            if (*p != ':') break;
+            ++p;
+        }
+        char* end = nullptr;
+        long long v = std::strtoll(p, &end, 10);
+        if (end == p) break;
+        *out[n] = static_cast<int>(std::clamp<long long>(v, INT_MIN, INT_MAX));
+        p = end;
+    }
+    return n;
+}
+
 // Text from a given character on, or an empty text when the value is shorter.
 const char* from_char(const char* text, size_t position) {
     return std::strlen(text) >= position ? text + position : "";
 }
 
-int32_t dir_word(const AreaFile& a, int n) { return a.dir[n]; }
+int32_t dir_word(const AreaFile& a, int n) {
+    return a.dir[n];
+}
 
 const char* dir_text(const AreaFile& a, int byte) {
     return reinterpret_cast<const char*>(a.dir) + byte;
@@ -94,8 +126,8 @@ int read_area(const char* name, Image* image) {
     image->yres = static_cast<float>(static_cast<uint32_t>(dir_word(area, 11)));
     image->xoff = static_cast<float>(dir_word(area, 6));
     if (!std::strcmp(area.nav_type, "GOES"))
-        image->yoff = static_cast<float>(
-            static_cast<uint32_t>(dir_word(area, 5)) - static_cast<uint32_t>(dir_word(area, 47)));
+        image->yoff = static_cast<float>(static_cast<uint32_t>(dir_word(area, 5)) -
+                                         static_cast<uint32_t>(dir_word(area, 47)));
     else
         image->yoff = static_cast<float>(dir_word(area, 5));
     image->depth = 8;
@@ -128,8 +160,7 @@ int read_area(const char* name, Image* image) {
     MESS_print(0xf00000, "Correction: %dx%d\n", dir_word(area, 6), dir_word(area, 5));
     MESS_print(0xf00000, "Bands: %x\n", static_cast<unsigned>(dir_word(area, 18)));
     MESS_print(0xf00000, "Source type: %4.4s\n", dir_text(area, 4 * 51));
-    MESS_print(0xf00000, "Calibration type: %4.4s\n",
-               dir_text(area, 4 * 52));
+    MESS_print(0xf00000, "Calibration type: %4.4s\n", dir_text(area, 4 * 52));
     MESS_print(0xf00000, "Navigation type: %4.4s\n", area.nav_type);
     MESS_print(0xf0000, "Comments: %32.32s\n", dir_text(area, 96));
 
@@ -149,7 +180,7 @@ int SAT_plot_param() {
         const char* v = values[i];
         const size_t len = std::strlen(v);
         if (!strnicmp(v, "remap", 5)) {
-            p.remap_inc = len < 6 ? 20 : std::atoi(from_char(v, 6));
+            p.remap_inc = len < 6 ? 20 : int_at(from_char(v, 6));
         } else if (!strnicmp(v, "tran_sat", 8)) {
             p.tran_sat = 1;
         } else if (!strnicmp(v, "tran_zmt", 8)) {
@@ -167,18 +198,18 @@ int SAT_plot_param() {
         } else if (!strnicmp(v, "irbar", 3)) {
             p.bar = 2;
         } else if (!strnicmp(v, "pixoff", 6)) {
-            p.pix_off = std::atoi(from_char(v, 7));
+            p.pix_off = int_at(from_char(v, 7));
         } else if (!strnicmp(v, "minlon", 6)) {
             p.min_lon = static_cast<float>(std::atof(from_char(v, 7)));
         } else if (!strnicmp(v, "maxlon", 6)) {
             p.max_lon = static_cast<float>(std::atof(from_char(v, 7)));
         } else if (!strnicmp(v, "shift", 5)) {
-            SAT_set_bit_shift(std::atoi(from_char(v, 6)));
+            SAT_set_bit_shift(int_at(from_char(v, 6)));
         } else if (!stricmp(v, "refresh")) {
             p.refresh = 1;
         } else if (!strnicmp(v, "cutoff", 6)) {
-            int n = std::sscanf(from_char(v, 7), "%d:%d:%d:%d", &p.cutbase, &p.cutoff[1],
-                                &p.cutoff[2], &p.cutoff[3]);
+            int* fields[4] = {&p.cutbase, &p.cutoff[1], &p.cutoff[2], &p.cutoff[3]};
+            int n = colon_ints(from_char(v, 7), fields);
             if (n < 0) n = 0;
             p.numcut = n - 1;
             p.cutoff[0] = 0;
@@ -328,7 +359,8 @@ int SAT_image_setup(Image* image, Domain* domain) {
     const long size = static_cast<long>(image->height) * image->bytes_per_line;
     if (params.pix_off != 0 && size >= 1 && image->data) {
         for (long i = 0; i < size; ++i) {
-            int v = image->data[i] + params.pix_off;
+            // In 64 bits: any offset beyond a byte's range saturates like the int form.
+            long long v = image->data[i] + static_cast<long long>(params.pix_off);
             image->data[i] = static_cast<unsigned char>(v < 0 ? 0 : (v > 255 ? 255 : v));
         }
     }
@@ -339,20 +371,22 @@ int SAT_out_file() {
     int count = 0;
     char** values = nullptr;
     RES_getvals("out_file", &count, &values);
+    // A template typed as the output name may be a "|command"; one read from a file not.
+    const int typed = RES_typed("out_file");
     int result = 0;
     for (int i = 0; i < count; ++i) {
         const char* v = values[i];
         const size_t len = std::strlen(v);
         if (!strnicmp(v, "imgz", 4)) {
-            FILE_set_name(len > 4 ? v + 5 : "sat_img");
+            FILE_set_name_user(len > 4 ? v + 5 : "sat_img", typed);
             result = 2;
         } else if (!strnicmp(v, "img", 3)) {
-            FILE_set_name(len > 3 ? v + 4 : "sat_img");
+            FILE_set_name_user(len > 3 ? v + 4 : "sat_img", typed);
             result = 1;
         } else {
             // "none" and "gif" values end here too: a "gif" is meant for the plot's
             // dump, and a native file is attempted all the same.
-            FILE_set_name(v);
+            FILE_set_name_user(v, typed);
             result = 1;
         }
     }

@@ -113,8 +113,10 @@ bool parse_line(const char* line, char* name, float* red, float* green, float* b
 // reached (base - 1 for a file with no line). False if the file does not open.
 // *end_index receives the running index at "END".
 bool read_file(const char* path, int base, int* highest_out, int* end_index) {
-    FILE* file = std::fopen(path, "r");
+    // A table is a plain file: never the terminal, a device or a command.
+    FILE* file = FILE_is_stdio(path) ? nullptr : FILE_open(path, "r");
     if (!file) return false;
+    TextBudget budget(path);
     int running = 0;
     int highest = base - 1;
     std::string line;
@@ -122,8 +124,9 @@ bool read_file(const char* path, int base, int* highest_out, int* end_index) {
     bool done = false;
     while (!done) {
         line.clear();
-        while ((c = std::fgetc(file)) != EOF && c != '\n')
+        while ((c = std::fgetc(file)) != EOF && c != '\n' && budget.take(c))
             if (line.size() < line_size) line.push_back(static_cast<char>(c));
+        if (c != EOF && !budget.take(c)) c = EOF;
         if (c == EOF) {
             done = true;
             if (line.empty()) break;

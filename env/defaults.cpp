@@ -24,6 +24,10 @@ constexpr int kLineSize = 249;
 std::array<char, 30> prog_name{};
 std::array<char, 30> prog_title{};
 FILE* def_file = nullptr;
+// What has been read of def_file, against the bounds of a text table.
+long def_bytes = 0;
+long def_lines = 0;
+std::string def_path;
 
 std::array<const char*, kMaxTags> tag{};
 int num_tag = 0;
@@ -191,7 +195,12 @@ int DEF_open(const char* element) {
     } else {
         path = element;
     }
-    def_file = FILE_open(path.c_str(), "r");
+    // A pipe only from a list the user named; files found in the working directory
+    // through the built-in list are data.
+    def_file = FILE_open_user(path.c_str(), "r", RES_typed("default"));
+    def_bytes = 0;
+    def_lines = 0;
+    def_path = path;
     return def_file ? 0 : -1;
 }
 
@@ -205,6 +214,13 @@ int DEF_get(char* key, char* value) {
     char line[kLineSize + 1];
     for (;;) {
         if (fgetstring(def_file, line, kLineSize) < 0) return -1;
+        def_bytes += static_cast<long>(std::strlen(line)) + 1;
+        if (++def_lines > FILE_TEXT_MAX_LINES || def_bytes > FILE_TEXT_MAX_BYTES) {
+            MESS_print(0xC0, "Table too large, read up to line %ld: %s\n", def_lines - 1,
+                       def_path.c_str());
+            close_file();
+            return -1;
+        }
         if (line[0] == '#') continue;
         // Words are read whole (a line is never longer than these) and cut to the
         // caller's buffers only when handed out.

@@ -34,6 +34,20 @@ constexpr int MAX_NESTING = 8;
 int priority = 1;
 int loc_prior = -9999;
 int nesting = 0;
+// Whether the text being decoded was typed by the user: only then may its "fi:" file
+// be a "|command". Texts read from files are decoded with it off.
+bool typed_text = false;
+
+// Where a region file is looked for: the path and then the installed tables, the path
+// only, or the installed tables only.
+enum class Lookup { named, path_only, installed_only };
+
+int search_file(const char* file, const char* key, char* out, Lookup lookup);
+int decode_text(const char* text, Domain* domain);
+
+void close_table(FILE* fp) {
+    if (fp != stdin) std::fclose(fp);
+}
 
 std::array<DomMenuEntry, MENU_SIZE + 1> reg_menu{};
 int num_regs = 1;
@@ -232,46 +246,59 @@ bool read_region(const char* item, Domain* domain) {
     if (begins_with_nocase(item, "id:")) return false;
     char buffer[LINE_MAX_CHARS + 1];
     if (begins_with_nocase(item, "fi:")) {
-        if (DOM_search_file(item + 3, nullptr, buffer) == 1) DOM_decode(buffer, domain);
+        if (search_file(item + 3, nullptr, buffer, Lookup::named) == 1) DOM_decode(buffer, domain);
         return true;
     }
     const char* colon = std::strchr(item, ':');
     if (colon) {
         std::string file(item, colon - item);
         if (colon[1] != '\0') {
-            if (DOM_search_file(file.c_str(), colon + 1, buffer) == 1) DOM_decode(buffer, domain);
+            if (search_file(file.c_str(), colon + 1, buffer, Lookup::named) == 1)
+                DOM_decode(buffer, domain);
         } else {
             DOM_read_menu(file.c_str());
         }
         return true;
     }
-    if (DOM_search_file("zmt.reg", item, buffer) == 1) {
+    // With no region file on the path the built-in rows answer; the installed table
+    // answers only for a name they do not know.
+    if (search_file("zmt.reg", item, buffer, Lookup::path_only) == 1) {
         DOM_decode(buffer, domain);
     } else if (DOM_get_def_region(item, domain) != 1) {
-        domain->proj = -1;
+        if (search_file("zmt.reg", item, buffer, Lookup::installed_only) == 1)
+            DOM_decode(buffer, domain);
+        else
+            domain->proj = -1;
     }
     return true;
 }
 
-// Opens a table on the file path, then in the program's own data directory.
-FILE* open_on_path(const char* name, std::string* tried) {
+// Opens a table on the file path (a "|command" only when the text was typed), then in
+// the program's own data directory, as `lookup` allows.
+FILE* open_on_path(const char* name, std::string* tried, Lookup lookup) {
     char path[FILE_NAME_SIZE * 4] = "";
     const char* dir = RES_get("file_path");
     if (std::strlen(name) + (dir ? std::strlen(dir) : 0) + 2 > sizeof(path)) return nullptr;
     FILE_add_path(dir, name, path);
     *tried = path;
-    FILE* file = FILE_open(path, "r");
-    if (file || FILE_fullpath(name) || FILE_is_stdio(name)) return file;
+    FILE* file = nullptr;
+    if (lookup != Lookup::installed_only) {
+        file = FILE_open_user(path, "r", typed_text ? 1 : 0);
+        if (file || lookup == Lookup::path_only) return file;
+    }
+    if (FILE_fullpath(name) || FILE_is_stdio(name) || name[0] == '|') return nullptr;
     std::string fallback = std::string(SAT_DATA_DIR) + "/" + name;
-    return std::fopen(fallback.c_str(), "r");
+    return FILE_open(fallback.c_str(), "r");
 }
 
-// One text line, at most LINE_MAX_CHARS kept; false at end of file.
-bool read_line(FILE* file, std::string* line) {
+// One text line, at most LINE_MAX_CHARS kept; false at end of file and at the bounds
+// of a text table.
+bool read_line(FILE* file, std::string* line, TextBudget& budget) {
     line->clear();
     int c;
     bool any = false;
     while ((c = std::fgetc(file)) != EOF) {
+        if (!budget.take(c)) return false;
         any = true;
         if (c == '\n') break;
         if (line->size() < static_cast<size_t>(LINE_MAX_CHARS))
@@ -496,6 +523,21 @@ int DOM_set_params(int count, char** items, Domain* domain, ...) {
 }
 
 int DOM_decode(const char* text, Domain* domain) {
+    return DOM_decode_user(text, domain, 0);
+}
+
+int DOM_decode_user(const char* text, Domain* domain, int user_typed) {
+    // Only the outermost text can be typed; what it reads from files is data.
+    const bool outer_typed = typed_text;
+    typed_text = user_typed != 0 && nesting == 0;
+    int result = decode_text(text, domain);
+    typed_text = outer_typed;
+    return result;
+}
+
+namespace {
+
+int decode_text(const char* text, Domain* domain) {
     Domain scratch;
     if (!domain) domain = &scratch;
     DOM_init(domain);
@@ -532,19 +574,29 @@ int DOM_decode(const char* text, Domain* domain) {
     return result;
 }
 
+}  // namespace
+
 int DOM_search_file(const char* file, const char* key, char* out) {
+    return search_file(file, key, out, Lookup::named);
+}
+
+namespace {
+
+int search_file(const char* file, const char* key, char* out, Lookup lookup) {
     if (!file || !out) return 0;
     std::string tried;
-    FILE* fp = open_on_path(file, &tried);
+    FILE* fp = open_on_path(file, &tried, lookup);
     if (!fp) {
-        MESS_print(0x80000000, "Unable to open region file: %s\n", tried.c_str());
+        if (lookup != Lookup::installed_only)
+            MESS_print(0x80000000, "Unable to open region file: %s\n", tried.c_str());
         return 0;
     }
     int found = 0;
     std::string line;
     char abbrev[LINE_MAX_CHARS + 1];
     char text[LINE_MAX_CHARS + 1];
-    while (read_line(fp, &line)) {
+    TextBudget budget(tried.c_str());
+    while (read_line(fp, &line, budget)) {
         if (!line.empty() && line[0] == '#') continue;
         int n = std::sscanf(line.c_str(), "%500s %*s %*d %500s", abbrev, text);
         if (n < 1) break;
@@ -559,16 +611,18 @@ int DOM_search_file(const char* file, const char* key, char* out) {
             break;
         }
     }
-    if (fp != stdin) std::fclose(fp);
+    close_table(fp);
     return found;
 }
+
+}  // namespace
 
 int DOM_read_menu(const char* file) {
     if (!file) return 0;
     for (DomMenuEntry& e : reg_menu) e = DomMenuEntry{};
     num_regs = 1;
     std::string tried;
-    FILE* fp = open_on_path(file, &tried);
+    FILE* fp = open_on_path(file, &tried, Lookup::named);
     if (!fp) {
         MESS_print(0x80000000, "Unable to open region file: %s\n", tried.c_str());
         return 0;
@@ -577,7 +631,8 @@ int DOM_read_menu(const char* file) {
     char abbrev[LINE_MAX_CHARS + 1];
     char label[21];
     int menu = 0;
-    while (num_regs < MENU_SIZE && read_line(fp, &line)) {
+    TextBudget budget(tried.c_str());
+    while (num_regs < MENU_SIZE && read_line(fp, &line, budget)) {
         if (!line.empty() && line[0] == '#') continue;
         if (std::sscanf(line.c_str(), "%500s %20s %d %*s", abbrev, label, &menu) != 3) continue;
         if (menu == 0) continue;
@@ -589,7 +644,7 @@ int DOM_read_menu(const char* file) {
         e.menu = menu;
         ++num_regs;
     }
-    if (fp != stdin) std::fclose(fp);
+    close_table(fp);
     return 1;
 }
 

@@ -48,6 +48,9 @@ int DOM_init(Domain* domain);
 // Decodes a domain text: 1 for a number form, 2 for a region form, -1 for a bad
 // text, -9999 for an absent, empty or "miss" text.
 int DOM_decode(const char* text, Domain* domain);
+// DOM_decode of a text the user typed: its "fi:" file may be a "|command". Texts that
+// come out of files go to DOM_decode, which never opens a pipe.
+int DOM_decode_user(const char* text, Domain* domain, int user_typed);
 // Reads one form of `count` items against the slot codes that follow, ended by 0
 // (at most eight). Returns 0 if everything was read, non-zero otherwise.
 int DOM_set_params(int count, char** items, Domain* domain, ...);

@@ -5,7 +5,9 @@
 #include "env/files.h"
 
 #include <fcntl.h>
+#include <glob.h>
 #include <pwd.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,6 +39,8 @@ constexpr size_t KEY_SIZE = 30;
 constexpr size_t EXT_INFO_SIZE = 40;
 constexpr size_t LINE_MAX_LEN = 160;
 constexpr int MAX_WIDTH = 1000;
+// Most steps of a search for the newest file (la#n).
+constexpr int MAX_WALK_STEPS = 20000;
 // An expansion never needs more than this; the rest is cut before it is stored.
 constexpr size_t BUILD_LIMIT = 4096;
 
@@ -53,6 +57,10 @@ Date missing_date() {
 
 // Naming state.
 std::string conv;
+// The template was typed by the user (FILE_set_name_user), not read from a file: the
+// names it gives may open a pipe.
+bool conv_typed = false;
+bool sconv_typed = false;
 std::string hconv;
 std::string sconv;
 std::string shconv;
@@ -677,21 +685,27 @@ FILE* open_name_conv(std::string& path) {
     std::string name = value && value[0] ? value : "name_conv";
     char buffer[FILE_NAME_SIZE];
     path = FILE_add_path(RES_get("file_path"), name.c_str(), buffer);
-    FILE* file = std::fopen(expand_user(path).c_str(), "r");
-    if (!file && !FILE_fullpath(name.c_str())) {
+    FILE* file = FILE_open(path.c_str(), "r");
+    if (!file && !FILE_fullpath(name.c_str()) && !FILE_is_stdio(name.c_str())) {
+        // The copy installed with the program serves a run that has none of its own.
         std::string fallback = std::string(SAT_DATA_DIR) + "/" + name;
-        file = std::fopen(fallback.c_str(), "r");
-        if (file) path = fallback;
+        file = FILE_open(fallback.c_str(), "r");
+        if (file) {
+            MESS_print(0xC0, "FILE_set_name: No file name convention file: %s\n", path.c_str());
+            path = fallback;
+        }
     }
     return file;
 }
 
-// One line, of which at most LINE_MAX_LEN characters are kept; false at the end.
-bool read_line(FILE* file, std::string& line) {
+// One line, of which at most LINE_MAX_LEN characters are kept; false at the end, and
+// at the text-table bounds (counted in `budget`), so that no file reads for long.
+bool read_line(FILE* file, std::string& line, TextBudget& budget) {
     line.clear();
     int c;
     bool any = false;
     while ((c = std::fgetc(file)) != EOF) {
+        if (!budget.take(c)) return false;
         any = true;
         if (c == '\n') break;
         if (line.size() < LINE_MAX_LEN) line += static_cast<char>(c);
@@ -791,6 +805,16 @@ bool file_accepted(const std::string& name) {
     return (rmin_size > 0 && size > rmin_size) || size > min_size;
 }
 
+// Names the user typed (file names on the command line, answers at the prompt), as
+// FILE_set_file hands them on; only these may open a pipe as an input.
+std::vector<std::string> typed_names;
+
+void note_typed(const char* name) {
+    if (!name) return;
+    std::string text = name[0] == '@' ? name + 1 : name;
+    if (!text.empty() && text[0] == '|') typed_names.push_back(bounded(text));
+}
+
 void free_files() {
     free_parsed_array(numfile, files);
     files = nullptr;
@@ -806,6 +830,7 @@ void refuse_command(const char* function, const char* name) {
 FILE* open_input(const std::string& path, const char* mode) {
     struct stat st;
     if (stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
+        MESS_print(0xC0, "FILE_open: Not a regular file: %s\n", path.c_str());
         errno = S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
         return nullptr;
     }
@@ -844,12 +869,45 @@ FILE* open_output(const std::string& path, const char* mode) {
     return std::fopen(path.c_str(), mode);
 }
 
+// Lists the files a pattern matches with "ls -x", as a shell would, but without one:
+// the pattern is expanded here and the names go to ls as arguments, so nothing in the
+// pattern (a path, a key) can run a command. A pattern that matches nothing goes as it
+// stands, and ls says so.
+int list_matches(const std::string& pattern) {
+    glob_t found{};
+    int status = glob(pattern.c_str(), GLOB_NOCHECK | GLOB_TILDE, nullptr, &found);
+    std::vector<char*> args;
+    static char ls[] = "ls";
+    static char across[] = "-x";
+    static char end_of_options[] = "--";
+    args.push_back(ls);
+    args.push_back(across);
+    args.push_back(end_of_options);
+    if (status == 0)
+        for (size_t k = 0; k < found.gl_pathc; k++) args.push_back(found.gl_pathv[k]);
+    args.push_back(nullptr);
+    std::fflush(nullptr);
+    pid_t pid = -1;
+    int result = posix_spawnp(&pid, "ls", nullptr, nullptr, args.data(), environ);
+    globfree(&found);
+    if (result != 0) return -1;
+    int wait_status = 0;
+    while (waitpid(pid, &wait_status, 0) < 0)
+        if (errno != EINTR) return -1;
+    return wait_status;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
 // Name conventions and templates.
 
 int FILE_set_name(const char* tag) {
+    return FILE_set_name_user(tag, 0);
+}
+
+int FILE_set_name_user(const char* tag, int user_typed) {
+    conv_typed = false;
     if (!key_init) {
         for (auto& key : keys) key.fill('\0');
         key_init = true;
@@ -862,6 +920,7 @@ int FILE_set_name(const char* tag) {
     }
     if (tag[0] == '@') {
         conv = bounded(tag + 1);
+        conv_typed = user_typed != 0;
         return 1;
     }
     // Key assignments ride on the tag: "sat_ir:s=east" selects "sat_ir" with key s.
@@ -884,12 +943,14 @@ int FILE_set_name(const char* tag) {
     if (!file) {
         MESS_print(0xC0, "FILE_set_name: No file name convention file: %s\n", path.c_str());
         conv = bounded(name);
+        conv_typed = user_typed != 0;
         return 0;
     }
     MESS_print(LEVEL_CONV, "Opening name convention file: %s\n", path.c_str());
     ext.clear();
     std::string line;
-    while (read_line(file, line)) {
+    TextBudget budget(path.c_str());
+    while (read_line(file, line, budget)) {
         if (line.empty() || line[0] == '#') continue;
         conv.clear();
         hconv.clear();
@@ -920,9 +981,9 @@ int FILE_set_name(const char* tag) {
         }
     }
     std::fclose(file);
+    // hconv and min_size stay as the last line left them.
     conv = bounded(name);
-    hconv.clear();
-    min_size = 0;
+    conv_typed = user_typed != 0;
     MESS_print(LEVEL_CONV, "No file name conversion for: %s\n", name.c_str());
     return 0;
 }
@@ -992,6 +1053,7 @@ int FILE_set_date(const Date* date, char* out) {
         return 1;
     }
     filename = bounded(expand(tmpl, d, use_extracted ? &extracted : nullptr));
+    if (conv_typed) note_typed(filename.c_str());
     copy_out(filename, out);
     return 0;
 }
@@ -1009,6 +1071,7 @@ int FILE_save_name_conv() {
     shconv = hconv;
     sfilename = filename;
     sfilename_type = filename_type;
+    sconv_typed = conv_typed;
     return 0;
 }
 
@@ -1018,6 +1081,7 @@ int FILE_restore_name_conv() {
     hconv = shconv;
     filename = sfilename;
     filename_type = sfilename_type;
+    conv_typed = sconv_typed;
     return 0;
 }
 
@@ -1049,10 +1113,10 @@ int FILE_set_type(int type) {
 int FILE_type(const char* name) {
     if (!name) return -1;
     std::string path = expand_user(name);
-    FILE* file = std::fopen(path.c_str(), "rb");
+    FILE* file = open_input(path, "rb");
     if (!file && path.size() > 1) {
         size_t dash = path.find('-', 1);
-        if (dash != std::string::npos) file = std::fopen(path.substr(0, dash).c_str(), "rb");
+        if (dash != std::string::npos) file = open_input(path.substr(0, dash), "rb");
     }
     if (!file) return -1;
     char magic[11] = {};
@@ -1150,7 +1214,7 @@ FILE* FILE_open_user(const char* name, const char* mode, int user_typed) {
     if (!mode || !mode[0]) mode = "r";
     if (FILE_is_stdio(name)) return mode[0] == 'r' ? stdin : stdout;
     if (name[0] == '|') {
-        if (!user_typed) {
+        if (!user_typed && !FILE_typed_name(name)) {
             refuse_command("FILE_open", name);
             return nullptr;
         }
@@ -1219,6 +1283,8 @@ int FILE_get_file(const char* prompt, char* out) {
             ZMT_exit(0);
         }
         filename_type = 1;
+        if (RES_typed("filename"))
+            for (int k = 0; k < count; k++) note_typed(names[k]);
         char buffer[FILE_NAME_SIZE];
         FILE_set_file(names[0], buffer);
         free_parsed_array(count, names);
@@ -1250,16 +1316,17 @@ int FILE_get_file(const char* prompt, char* out) {
         char answer[80] = "";
         ZMT_prompts(prompt ? prompt : "", answer, 79);
         answer[sizeof answer - 1] = '\0';
+        if (!answer[0] && std::feof(stdin)) {
+            // No one is left to answer: the tries end here.
+            MESS_print(0xC0, "File not found: %s\n", answer);
+            ZMT_exit(10);
+        }
         if (stricmp(answer, "exit") == 0) ZMT_exit(0);
         if (stricmp(answer, "list") == 0) {
             FILE_list_file();
             continue;
         }
-        if (!answer[0]) {
-            // Only the end of the input leaves no answer: a failed try.
-            MESS_print(0xC0, "File not found: %s\n", answer);
-            continue;
-        }
+        note_typed(answer);
         if (answer[0] == '#' || strnicmp(answer, "la", 2) == 0) {
             FILE_set_current(answer, buffer);
             MESS_print(0xF00, "Current filename: %s\n", buffer);
@@ -1303,9 +1370,9 @@ int FILE_set_current(const char* expression, char* out) {
     }
 
     std::string name;
-    if (*p == 'l' || *p == 'L') {
+    if (*p == 'l') {
         p++;
-        if (*p == 'a' || *p == 'A') p++;
+        if (*p == 'a') p++;
         int count = 500;
         if (*p == '#') {
             p++;
@@ -1314,7 +1381,8 @@ int FILE_set_current(const char* expression, char* out) {
             if (!scan_int(q, n)) n = 0;
             size_t digits = n < 10 ? 1 : n < 100 ? 2 : n < 1000 ? 3 : 4;
             p += std::min(digits, std::strlen(p));
-            count = n;
+            // Every step costs a name and a stat: a walk is kept well under a second.
+            count = std::min(n, MAX_WALK_STEPS);
         }
         char buffer[FILE_NAME_SIZE] = "";
         for (int k = 0; k < count; k++) {
@@ -1524,7 +1592,7 @@ int FILE_set_def_hours(int hours) {
 }
 
 int FILE_list_file() {
-    std::string command = "ls -x ";
+    std::string command;
     size_t i = 0;
     while (i < conv.size() && command.size() < BUILD_LIMIT) {
         char c = conv[i];
@@ -1584,9 +1652,13 @@ int FILE_list_file() {
                 break;
         }
     }
-    MESS_print(LEVEL_DEBUG, "SEARCH: %s\n", command.c_str());
-    std::fflush(nullptr);
-    return std::system(command.c_str());
+    MESS_print(LEVEL_DEBUG, "SEARCH: ls -x %s\n", command.c_str());
+    return list_matches(command);
+}
+
+int FILE_typed_name(const char* name) {
+    if (!name || name[0] != '|') return 0;
+    return std::find(typed_names.begin(), typed_names.end(), name) != typed_names.end() ? 1 : 0;
 }
 
 int FILE_overwrite(const char* name, int mode) {
@@ -1607,6 +1679,8 @@ int FILE_overwrite(const char* name, int mode) {
 
 void FILE_reset() {
     conv.clear();
+    conv_typed = false;
+    sconv_typed = false;
     hconv.clear();
     sconv.clear();
     shconv.clear();
@@ -1627,6 +1701,7 @@ void FILE_reset() {
     header = 0;
     file_type = 0;
     free_files();
+    typed_names.clear();
     file_ind = 0;
     DATE_init(&first_date);
     num_hour = 0;
@@ -1683,6 +1758,7 @@ void prepare_output_process() {
 }
 
 void output_error(const char* function, const std::string& name, int error) {
+    out_state.failed = true;
     MESS_print(0xC0, "%s: Unable to write file: %s (%s)\n", function, name.c_str(),
                error ? std::strerror(error) : "write error");
 }
@@ -1780,8 +1856,9 @@ FILE* FILE_create(const char* name, const char* mode, int user_typed) {
         o.fp = stdout;
         o.kind = OutKind::standard;
     } else if (name[0] == '|') {
-        if (!user_typed) {
+        if (!user_typed && !FILE_typed_name(name)) {
             refuse_command("FILE_create", name);
+            out_state.failed = true;
             return nullptr;
         }
         std::fflush(nullptr);
@@ -1872,4 +1949,10 @@ int FILE_output_failed() {
 
 void FILE_set_output_failed() {
     out_state.failed = true;
+}
+
+bool TextBudget::over_bound() {
+    if (!over) MESS_print(0xC0, "Table too large, read up to line %ld: %s\n", lines, name);
+    over = true;
+    return false;
 }

@@ -11,6 +11,10 @@ constexpr int FILE_NAME_SIZE = 160;
 
 // Name conventions and templates.
 int FILE_set_name(const char* tag);
+// FILE_set_name for a tag the user typed (-of, -if): a template given directly
+// ("@template", or a tag no convention file knows) then makes names that may open a
+// pipe; a template read from a convention file never does.
+int FILE_set_name_user(const char* tag, int user_typed);
 int FILE_set_key(int key, const char* text);
 int FILE_set_key(const char* key, const char* text);  // the key is the first character
 int FILE_get_key(int key, char* buffer);              // buffer needs 30 bytes
@@ -37,9 +41,10 @@ int FILE_size(const char* name);
 int FILE_delete(const char* name);
 // Opens a file for reading or, through FILE_make_dir, for writing. Safe for names
 // that come out of files: a name beginning with "|" is refused with a message naming
-// it, and a directory, FIFO or device is refused before it is opened (null, errno set,
-// no message: the caller reports as for any failed open). Standard input or output
-// for "-", "std" and "stdn".
+// it (unless it is the very name the user typed, FILE_typed_name). An input that is
+// a directory, FIFO or device is refused before it is opened, with a message; the
+// caller reports as for any failed open. "-", "std" and "stdn" are standard input or
+// output.
 FILE* FILE_open(const char* name, const char* mode);
 // FILE_open for a name the user typed: with `user_typed` non-zero a name beginning
 // with "|" opens a pipe to the command behind it; with zero it is FILE_open.
@@ -52,7 +57,7 @@ FILE* FILE_open_res(const char* name, const char* mode, const char* resource);
 // A name beginning with "|" opens a pipe only when `user_typed` is non-zero, else it
 // is refused with a message naming it. A name beginning with "+" appends (copy the
 // existing file to the temporary first so the rename still completes it). Returns
-// null on failure, with a message naming the file.
+// null on failure, with a message naming the file; the output failure is recorded.
 FILE* FILE_create(const char* name, const char* mode, int user_typed);
 // Completes a file from FILE_create: checks for write errors, closes, renames the
 // temporary into place (pclose for a pipe, reporting a broken pipe instead of dying
@@ -71,6 +76,23 @@ void FILE_set_output_failed();
 // lines, is cut there with a message, so a huge or endless file ends quickly.
 constexpr long FILE_TEXT_MAX_BYTES = 16L * 1024 * 1024;
 constexpr long FILE_TEXT_MAX_LINES = 200000;
+// Counts a text table as it is read, one character at a time: take(c) is false once
+// the table is over a bound, after one message naming the file.
+struct TextBudget {
+    explicit TextBudget(const char* file_name) : name(file_name ? file_name : "") {}
+    bool take(int c) {
+        if (over) return false;
+        if (++bytes <= FILE_TEXT_MAX_BYTES && (c != '\n' || ++lines <= FILE_TEXT_MAX_LINES))
+            return true;
+        return over_bound();
+    }
+    bool over_bound();  // reports and returns false
+
+    const char* name;
+    long bytes = 0;
+    long lines = 0;
+    bool over = false;
+};
 int FILE_make_dir(const char* path, int leave);
 int FILE_extract_extra_info(char* name);
 
@@ -89,6 +111,10 @@ int FILE_get_num_file();
 int FILE_set_def_hours(int hours);
 int FILE_list_file();
 int FILE_overwrite(const char* name, int mode);
+// Non-zero when `name` is a "|command" the user typed: a file name on the command line
+// or at the prompt, or a name made from a typed template. FILE_open and FILE_create
+// open a pipe for such a name.
+int FILE_typed_name(const char* name);
 
 // Back to the state of a fresh process; for tests that select files several times.
 void FILE_reset();

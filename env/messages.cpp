@@ -2,6 +2,7 @@
 #include "env/messages.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -122,21 +123,38 @@ const char* item_name(const char* item, size_t skip) {
     return std::strlen(item) >= skip ? item + skip : "";
 }
 
+// Whether the message setting being decoded was typed by the user: only then may a
+// log name open a pipe.
+bool log_typed = false;
+
 void open_log(const char* name, const char* mode, int out) {
     close_stream(pfile);
-    pfile = FILE_open(name, mode);
+    pfile = FILE_open_user(name, mode, log_typed ? 1 : 0);
     mess_out = out;
 }
 
+// The log reopened for every message ("dfi"): a plain file or a device, never a FIFO
+// (an open that would wait for a reader) nor a command.
+FILE* reopen_log(const char* name) {
+    struct stat st;
+    if (stat(name, &st) == 0 && !S_ISREG(st.st_mode) && !S_ISCHR(st.st_mode)) return nullptr;
+    return std::fopen(name, "a");
+}
+
 // Reads one line of at most `size` characters from standard input; false at end of input.
+constexpr size_t MAX_INPUT_LINE = 65536;
+
 bool read_input_line(char* line, size_t size) {
     size_t n = 0;
     int c;
     bool any = false;
+    size_t consumed = 0;
     while ((c = std::getchar()) != EOF) {
         any = true;
         if (c == '\n') break;
         if (n < size) line[n++] = static_cast<char>(c);
+        // An endless line (a device as input) still ends as one answer.
+        if (++consumed >= MAX_INPUT_LINE) break;
     }
     line[n] = 0;
     return any;
@@ -247,7 +265,7 @@ int MESS_print(uint32_t level, const char* format, ...) {
         va_end(copy);
         std::fflush(ofile);
     }
-    if (mess_out == 2) pfile = std::fopen(filename.data(), "a");
+    if (mess_out == 2) pfile = reopen_log(filename.data());
     if (pfile) {
         if (mess_out == -1) {
             char stamp[64] = "";
@@ -282,6 +300,11 @@ int MESS_print_prog(const char* title) {
 }
 
 int MESS_set_str(const char* text) {
+    return MESS_set_str_user(text, 0);
+}
+
+int MESS_set_str_user(const char* text, int user_typed) {
+    log_typed = user_typed != 0;
     ++mess_set;
     int count = 0;
     char** items = nullptr;

@@ -37,6 +37,8 @@ int MESS_file_close();
 int MESS_print(uint32_t level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 int MESS_print_prog(const char* title);
 int MESS_set_str(const char* text);
+// MESS_set_str for a setting the user typed: a log name "|command" may open a pipe.
+int MESS_set_str_user(const char* text, int user_typed);
 // Back to the compiled-in state; for tests that run several configurations in one process.
 void MESS_reset();
 

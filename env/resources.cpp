@@ -232,6 +232,9 @@ char** default_items = nullptr;
 // Whether the source being read is the user's own: false while defaults files found
 // through the built-in list, or a loop window's answers, are taken in.
 bool typed_source = true;
+// Whether the value RES_conv_data is converting was typed (RES_decode, RES_getval):
+// a domain or log file name in it may then open a pipe.
+bool converting_typed = false;
 
 // The loop window connection while the command line is decoded.
 bool queue_open = false;
@@ -706,10 +709,13 @@ int RES_decode(const char*, const char*, int argc, char** argv, ResObj* table) {
         const Resource& r = node->res;
         if (r.index == -9999 || r.index < 0 || r.index >= rows) continue;
         const ResObj& row = table[r.index];
-        if (r.type == RES_LIST && row.count_ptr)
+        if (r.type == RES_LIST && row.count_ptr) {
             parse_string(r.value, '\n', row.count_ptr, static_cast<char***>(row.value_ptr));
-        else
+        } else {
+            converting_typed = node->typed;
             RES_conv_data(r.value, row.value_ptr, r.type);
+            converting_typed = false;
+        }
     }
     return 0;
 }
@@ -784,7 +790,10 @@ int RES_typed(const char* name) {
 int RES_getval(const char* name, void* destination, int type) {
     Node* n = find_node(name);
     if (!n || !destination) return 0;
-    return RES_conv_data(n->res.value, destination, type);
+    converting_typed = n->typed;
+    int result = RES_conv_data(n->res.value, destination, type);
+    converting_typed = false;
+    return result;
 }
 
 int RES_getvals(const char* name, int* count, char*** array) {
@@ -855,7 +864,7 @@ int RES_conv_data(const char* text, void* destination, int type) {
         case RES_PATH:
             return set_path(text, destination);
         case RES_MESSAGE:
-            MESS_set_str(text);
+            MESS_set_str_user(text, converting_typed ? 1 : 0);
             return 1;
         case RES_DRAW:
             set_draw(text);
@@ -872,7 +881,7 @@ int RES_conv_data(const char* text, void* destination, int type) {
         }
         case RES_REGION:
         case RES_DOMAIN:
-            DOM_decode(text, static_cast<Domain*>(destination));
+            DOM_decode_user(text, static_cast<Domain*>(destination), converting_typed ? 1 : 0);
             return 1;
         case RES_FILEPARAM:
             set_file_param(text);

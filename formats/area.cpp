@@ -252,23 +252,29 @@ void read_framed(unsigned char* out, int lines, int elements, int prefix) {
     }
 }
 
-// Plain forms that go byte by byte: a line prefix, or two bytes an element.
-// Pixels that a truncated file lacks stay 0.
+// Plain forms that go byte by byte: a line prefix, or two bytes an element. Once the
+// file is used up every byte is the stale first byte of the window, so the rest of
+// the image is that one value.
+int plain_element(int width) {
+    if (width == 1) return shift_left(getbyte(), bshift);
+    int high = getbyte();
+    int lowb = getbyte();
+    return shift_left(high * 256 + lowb, bshift) >> 8;
+}
+
 void read_plain_bytes(unsigned char* out, int lines, int elements, int prefix, int width) {
+    const size_t total = static_cast<size_t>(lines) * static_cast<size_t>(elements);
     size_t k = 0;
     for (int line = 0; line < lines; line++) {
         skip(prefix);
         for (int e = 0; e < elements; e++, k++) {
-            int value;
-            if (width == 1) {
-                value = shift_left(getbyte(), bshift);
-            } else {
-                int high = getbyte();
-                int lowb = getbyte();
-                value = shift_left(high * 256 + lowb, bshift) >> 8;
+            out[k] = static_cast<unsigned char>(plain_element(width));
+            if (exhausted) {
+                if (k + 1 < total)
+                    std::memset(out + k + 1, static_cast<unsigned char>(plain_element(width)),
+                                total - k - 1);
+                return;
             }
-            if (exhausted) return;
-            out[k] = static_cast<unsigned char>(value);
         }
     }
 }

@@ -28,8 +28,9 @@ constexpr float MISSING = -9999.0f;
 constexpr int PIECE = 10000;    // bytes of image per compressed stream, and input buffer
 constexpr int OUT_BUF = 12000;  // output buffer; a piece of PIECE always deflates into it
 constexpr int LINE = 161;       // fgetline reads at most 160 characters
-// The most a deflate stream can expand to per byte of input.
-constexpr unsigned long long MAX_INFLATE_RATIO = 1032;
+// The largest pixel buffer a header may ask for. It is allocated zeroed and touched
+// only as far as the file fills it, so a short file costs no more than its size.
+constexpr size_t MAX_PIXELS = 0x7FFFFFFF;
 
 // Seconds the compressed reader waits for a file still being written.
 int max_waits = 10;
@@ -41,55 +42,10 @@ struct FileCloser {
 };
 using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
-// A growing pixel buffer from malloc, as Image.data must be.
-struct Pixels {
-    unsigned char* p = nullptr;
-    size_t cap = 0;
-    size_t used = 0;
-    Pixels() = default;
-    Pixels(const Pixels&) = delete;
-    Pixels& operator=(const Pixels&) = delete;
-    ~Pixels() { std::free(p); }
-    bool reserve(size_t n) {
-        if (n <= cap) return true;
-        void* q = std::realloc(p, n ? n : 1);
-        if (!q) return false;
-        p = static_cast<unsigned char*>(q);
-        cap = n;
-        return true;
-    }
-    // Room for `more` bytes after `used`, growing by doubling up to `limit`.
-    bool room(size_t more, size_t limit) {
-        if (used + more <= cap) return true;
-        size_t n = cap ? cap : (1u << 20);
-        while (n < used + more) n *= 2;
-        if (n > limit) n = limit;
-        return reserve(n);
-    }
-    // Full size with the missing tail zeroed; hands the buffer over.
-    unsigned char* finish(size_t n) {
-        if (!reserve(n)) return nullptr;
-        if (used < n) std::memset(p + used, 0, n - used);
-        unsigned char* out = p;
-        p = nullptr;
-        cap = used = 0;
-        return out;
-    }
-};
-
 void copy_text(char* dst, size_t size, const char* src) {
     size_t n = strnlen(src, size - 1);
     std::memcpy(dst, src, n);
     dst[n] = '\0';
-}
-
-// Bytes between the stream's position and the end of a regular file; -1 when unknown.
-long long bytes_left(FILE* f) {
-    struct stat st;
-    if (fstat(fileno(f), &st) != 0 || !S_ISREG(st.st_mode)) return -1;
-    long long at = ftello(f);
-    if (at < 0 || at > st.st_size) return -1;
-    return static_cast<long long>(st.st_size) - at;
 }
 
 bool skip_bytes(FILE* f, long n) {
@@ -103,23 +59,18 @@ bool skip_bytes(FILE* f, long n) {
     return true;
 }
 
-// Reads a plain body. A short file leaves a zeroed tail, but a file that holds
-// less than half of what its header claims is refused: its size is not believed.
-bool read_plain(FILE* f, size_t needed, Pixels& px) {
-    long long left = bytes_left(f);
-    if (left >= 0 && !px.reserve(needed < static_cast<size_t>(left) ? needed : left)) return false;
-    while (px.used < needed) {
-        if (!px.room(needed - px.used < (1u << 20) ? needed - px.used : (1u << 20), needed))
-            return false;
-        size_t got = std::fread(px.p + px.used, 1, px.cap - px.used, f);
+// Reads a plain body into the zeroed buffer, as far as the file goes.
+void read_plain(FILE* f, unsigned char* data, size_t needed) {
+    size_t used = 0;
+    while (used < needed) {
+        size_t got = std::fread(data + used, 1, needed - used, f);
         if (got == 0) break;
-        px.used += got;
+        used += got;
     }
-    return px.used >= needed - needed / 2;
 }
 
 // Inflates the run of zlib streams that forms a compressed body.
-bool read_compressed(FILE* f, size_t expected, size_t needed, Pixels& px) {
+void read_compressed(FILE* f, size_t expected, unsigned char* data, size_t needed) {
     unsigned char in[PIECE];
     unsigned char out[OUT_BUF];
     z_stream zs{};
@@ -127,21 +78,13 @@ bool read_compressed(FILE* f, size_t expected, size_t needed, Pixels& px) {
     bool first = true;
     int last = Z_OK;
     int waits = 0;
-    size_t avail = 0, pos = 0;
-    unsigned long long total = 0, raw = 0;
-    bool ok = true;
-    long long left = bytes_left(f);
-    if (left >= 0) {
-        unsigned long long most =
-            static_cast<unsigned long long>(left) * MAX_INFLATE_RATIO + OUT_BUF;
-        if (!px.reserve(needed < most ? needed : most)) return false;
-    }
+    size_t avail = 0, pos = 0, used = 0;
+    unsigned long long total = 0;
 
     for (;;) {
         if (avail == 0) {
             avail = std::fread(in, 1, PIECE, f);
             pos = 0;
-            raw += avail;
             if (avail == 0) {
                 if (total >= expected || waits >= max_waits) break;
                 std::clearerr(f);  // so that the next read sees what the writer added
@@ -174,14 +117,10 @@ bool read_compressed(FILE* f, size_t expected, size_t needed, Pixels& px) {
         if (ret < 0 || ret == Z_NEED_DICT) break;
 
         // The header is not trusted: output past the pixel buffer is dropped.
-        size_t keep = needed - px.used < produced ? needed - px.used : produced;
+        size_t keep = needed - used < produced ? needed - used : produced;
         if (keep > 0) {
-            if (!px.room(keep, needed)) {
-                ok = false;
-                break;
-            }
-            std::memcpy(px.p + px.used, out, keep);
-            px.used += keep;
+            std::memcpy(data + used, out, keep);
+            used += keep;
         }
         total += produced;
         pos += consumed;
@@ -192,9 +131,6 @@ bool read_compressed(FILE* f, size_t expected, size_t needed, Pixels& px) {
         }
     }
     if (active) inflateEnd(&zs);
-    if (!ok) return false;
-    // Refuse a header that claims more than the compressed data could ever give.
-    return needed <= raw * MAX_INFLATE_RATIO + OUT_BUF;
 }
 
 // Version 3 projection token: "LL", "ME", "PS[:plon]", "LC[:...]", "SAT:plat:plon[:radius]".
@@ -446,12 +382,16 @@ int IMG_read_zmt(const char* name, Image* image) {
     FILE* body = f;
     if (second_file) {
         char path[1024] = "";
-        if (std::fscanf(f, "%1023s", path) != 1) return -1;
-        data_file.reset(std::fopen(path, "r"));
-        // Only a plain file can hold the pixels; a device would never end.
-        struct stat st;
-        if (!data_file || fstat(fileno(data_file.get()), &st) != 0 || !S_ISREG(st.st_mode))
+        if (std::fscanf(f, "%1023s", path) != 1) {
+            MESS_print(0xc0, "IMG_read_zmt: No pixel file named: %s\n", name);
             return -1;
+        }
+        // A name out of a file: a plain file only, never a command or a device.
+        data_file.reset(FILE_is_stdio(path) ? nullptr : FILE_open(path, "r"));
+        if (!data_file) {
+            MESS_print(0xc0, "IMG_read_zmt: Unable to open pixel file: %s\n", path);
+            return -1;
+        }
         body = data_file.get();
     }
     if (vblock) skip_bytes(f, 1024);
@@ -464,30 +404,31 @@ int IMG_read_zmt(const char* name, Image* image) {
         }
     }
 
-    if (image->width <= 0 || image->height <= 0) {
+    if (image->width <= 0 || image->height <= 0 ||
+        static_cast<size_t>(image->width) > MAX_PIXELS / static_cast<size_t>(image->height)) {
         MESS_print(0xc0, "IMG_read_zmt: Invalid image size %dx%d: %s\n", image->width,
                    image->height, name);
-        return 0;
+        return -1;
     }
     const size_t needed = static_cast<size_t>(image->height) * static_cast<size_t>(image->width) *
                           static_cast<size_t>(image->depth / 8);
-    Pixels px;
-    bool ok;
+    // A fresh zeroed buffer: a short file leaves zeros, never another image's pixels.
+    auto* data = static_cast<unsigned char*>(std::calloc(needed ? needed : 1, 1));
+    if (!data) {
+        MESS_print(0xc0, "IMG_read_zmt: No memory for an image of %dx%d: %s\n", image->width,
+                   image->height, name);
+        return -1;
+    }
     if (compressed && !second_file) {
         const size_t expected =
             static_cast<size_t>(image->height) *
             static_cast<size_t>(image->bytes_per_line > 0 ? image->bytes_per_line : 0);
-        ok = read_compressed(body, expected, needed, px);
+        read_compressed(body, expected, data, needed);
     } else {
-        ok = read_plain(body, needed, px);
+        read_plain(body, data, needed);
     }
-    if (!ok) {
-        MESS_print(0xc0, "IMG_read_zmt: Image of %dx%d is larger than the file: %s\n", image->width,
-                   image->height, name);
-        return 0;
-    }
-    image->data = px.finish(needed);
-    return image->data ? 1 : 0;
+    image->data = data;
+    return 1;
 }
 
 int IMG_write(const char* name, const Image* image, int compress) {

@@ -422,10 +422,14 @@ int MAP_set_limits() {
         case 9: {
             float cx = 0.0f, cy = 0.0f;
             MAP_tran_center(&cx, &cy);
-            limits[0] = static_cast<float>(cx - (d.nx - 1) * 0.5 * d.dx);
-            limits[1] = static_cast<float>(cx + (d.nx - 1) * 0.5 * d.dx);
-            limits[2] = static_cast<float>(cy - (d.ny - 1) * 0.5 * d.dy);
-            limits[3] = static_cast<float>(cy + (d.ny - 1) * 0.5 * d.dy);
+            // In double from the start: nx - 1 of the lowest int has no int result,
+            // and every other size gives the same number as the int form.
+            const double half_w = (static_cast<double>(d.nx) - 1.0) * 0.5;
+            const double half_h = (static_cast<double>(d.ny) - 1.0) * 0.5;
+            limits[0] = static_cast<float>(cx - half_w * d.dx);
+            limits[1] = static_cast<float>(cx + half_w * d.dx);
+            limits[2] = static_cast<float>(cy - half_h * d.dy);
+            limits[3] = static_cast<float>(cy + half_h * d.dy);
             return 0;
         }
         case 40:
@@ -626,10 +630,11 @@ int MAP_untran(float x, float y, float* lat, float* lon) {
         }
         case 4: {
             if (xfactor == UNSET) lambert_constants();
-            // A southern cone through two true latitudes comes out with a negative
-            // cone constant and multiplier, which makes the forward's rho negative;
-            // take the radius and the angle with that sign so that such a map can be
-            // inverted at all. For every other cone this is the plain inverse.
+            // A southern cone through two different true latitudes comes out with a
+            // negative cone constant and multiplier, which makes the forward's rho
+            // negative. The plain inverse then takes a fractional power of a negative
+            // ratio and gives no number at all, so the radius and the angle are taken
+            // with that sign. For every other cone this is the plain inverse.
             double flip = mult < 0.0f ? -1.0 : 1.0;
             double a =
                 (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(flip * x, -sign * flip * y) * RAD2DEG;

@@ -660,7 +660,7 @@ int AREA_calc_domain(Image* image, AreaFile* area) {
         params.tran_sat = 0;
         dom.proj = 4;
         dom.plat = static_cast<float>(word(blk, 16) / 10000.0);
-        dom.plon = static_cast<float>(-word(blk, 20) / 10000.0);
+        dom.plon = static_cast<float>(-static_cast<double>(word(blk, 20)) / 10000.0);
         dom.param[0] = dom.param[1] = dom.plat;
         dom.nx = elements;
         dom.ny = lines;
@@ -714,22 +714,22 @@ int AREA_calc_domain(Image* image, AreaFile* area) {
         case NavKind::Ps:
             proj = 1;
             clat = static_cast<float>(word(blk, 12) / 10000.0);
-            clon = static_cast<float>(-word(blk, 20) / 10000.0);
+            clon = static_cast<float>(-static_cast<double>(word(blk, 20)) / 10000.0);
             break;
         case NavKind::Merc:
             proj = 3;
             clat = 0.0f;
-            clon = static_cast<float>(-word(blk, 20) / 10000.0);
+            clon = static_cast<float>(-static_cast<double>(word(blk, 20)) / 10000.0);
             break;
         case NavKind::Lamb:
             proj = 4;
             clat = static_cast<float>(word(blk, 44) / 10000.0);
-            clon = static_cast<float>(-word(blk, 24) / 10000.0);
+            clon = static_cast<float>(-static_cast<double>(word(blk, 24)) / 10000.0);
             break;
         case NavKind::Moll:
             proj = 7;
             clat = 0.0f;
-            clon = static_cast<float>(-word(blk, 16) / 10000.0);
+            clon = static_cast<float>(-static_cast<double>(word(blk, 16)) / 10000.0);
             break;
         case NavKind::Rect:
             proj = 2;
@@ -828,7 +828,7 @@ int AREA_calc_domain(Image* image, AreaFile* area) {
         double dxr = word(blk, 20) / pow10_exp(word(blk, 52));
         double dyr = word(blk, 24) / pow10_exp(word(blk, 56));
         double lat0 = word(blk, 8) / pow10_exp(word(blk, 44));
-        double lon0 = -word(blk, 16) / pow10_exp(word(blk, 48));
+        double lon0 = -static_cast<double>(word(blk, 16)) / pow10_exp(word(blk, 48));
         dom.dx = static_cast<float>(dxr * elem_res);
         dom.dy = static_cast<float>(dyr * line_res);
         x = static_cast<float>((word(blk, 12) - ec) * dxr + lon0);
