@@ -200,6 +200,8 @@ int SAT_plot(Domain* domain) {
         PLT_dump(frame);
         ++frame;
     }
+    // A run in which no file could be read ends as a failed read does.
+    if (frame == 0) PLT_exit(ZMT_EXIT_NO_INPUT);
     if (FILE_get_num_file() != 0) gset_looping(1);
 
     if (first_entry) PLT_close();
