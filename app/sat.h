@@ -20,7 +20,7 @@ int SAT_set_date(const Date* date);
 int SAT_plot(Domain* domain);
 int SAT_plot_frame();
 int SAT_plot_nextfile(Domain* domain);
-int SAT_callback(int window, int event, int x, int y);
+int SAT_callback(int kind, const char* event, float x, float y);
 
 int SAT_plot_param();
 int SAT_read_file(const char* name, Image* image);

@@ -29,10 +29,10 @@ Date base_date;
 int fsecs = 0;
 
 // Keyed options in the order the help screen prints them.
-constexpr int keyed_options[] = {57, 3,  73, 48, 41,  39,  55, 94, 63, 106, 112, 113, 114, 6,  72,
-                                 111, 82, 76, 64, 80,  47,  40, 58, 78, 84,  110, 96,  98,  89, 88,
-                                 85,  86, 44, 69, 37,  35,  51, 27, 28, 13,  23,  17,  22,  15, 46,
-                                 102, 59, 2,  53, 0};
+constexpr int keyed_options[] = {57, 3,  73,  48, 41, 39, 55,  94, 63, 106, 112, 113, 114,
+                                 6,  72, 111, 82, 76, 64, 80,  47, 40, 58,  78,  84,  110,
+                                 96, 98, 89,  88, 85, 86, 44,  69, 37, 35,  51,  27,  28,
+                                 13, 23, 17,  22, 15, 46, 102, 59, 2,  53,  0};
 
 // The name part of an in_file keyword always starts at its sixth character.
 void set_name_after_keyword(const char* value) {
@@ -275,7 +275,7 @@ int SAT_plot_nextfile(Domain*) {
     return 0;
 }
 
-int SAT_callback(int, int event, int x, int y) {
+int SAT_callback(int, const char* event, float x, float y) {
     PLT_print_values(event, x, y);
     PLT_plot_zoom(event, x, y);
     return PLT_plot_resize(event);
