@@ -1,0 +1,321 @@
+// Stroke fonts: the reader on good, shipped and hostile font files, the font
+// list, and text drawn in PostScript at the positions of its arithmetic,
+// checked on the path written and on Ghostscript's rendering of the file.
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "env/messages.h"
+#include "env/resources.h"
+#include "graphics/graphics.h"
+#include "test_support.h"
+#include "tests/graphics/text_stroke.h"
+
+using namespace text_test;
+using sat_test::TempDir;
+
+namespace {
+
+StrokeFont parse(const std::string& text) {
+    StrokeFont font;
+    font.length = gparse_font(text.data(), text.size(), &font) == 0 ? font.length : -1;
+    return font;
+}
+
+std::string repeat(const std::string& word, int times) {
+    std::string out;
+    for (int i = 0; i < times; ++i) out += word;
+    return out;
+}
+
+// Opens a PostScript workstation on file with the given font list source.
+class PsText : public ::testing::Test {
+   protected:
+    void SetUp() override {
+        RES_reset();
+        MESS_reset();
+    }
+    void TearDown() override {
+        if (gchk_graphics()) {
+            gclose_ws();
+            gclose_gks();
+        }
+        gset_font_list("");
+        RES_reset();
+        MESS_reset();
+    }
+    // Opens the workstation; the font list names the fonts by file.
+    void open(const std::string& fonts) {
+        gset_font_list(fonts.c_str());
+        ASSERT_EQ(gopen_gks(nullptr), 0);
+        ASSERT_EQ(gopen_ws(1, ps_file().c_str(), GWS_PS), 0);
+    }
+    std::string close() {
+        gclose_ws();
+        gclose_gks();
+        return sat_test::read_file(ps_file());
+    }
+    std::string font_file(const std::string& text, const char* name = "t.fnt") {
+        sat_test::write_file(dir.file(name), text);
+        return dir.file(name);
+    }
+    std::string ps_file() const { return dir.file("out.ps"); }
+
+    TempDir dir;
+};
+
+// Device points of the path lines of each text comment, in file order.
+std::vector<std::vector<std::pair<float, float>>> text_paths(const std::string& ps) {
+    std::vector<std::vector<std::pair<float, float>>> paths;
+    std::istringstream in(ps);
+    std::string line;
+    bool inside = false;
+    while (std::getline(in, line)) {
+        if (line.rfind("%%", 0) == 0) {
+            inside = line.rfind("%%TE:", 0) == 0;
+            if (inside) paths.emplace_back();
+            continue;
+        }
+        float a = 0, b = 0;
+        char op[4] = "";
+        if (inside && std::sscanf(line.c_str(), "%f %f %3s", &a, &b, op) == 3 &&
+            (std::strcmp(op, "mv") == 0 || std::strcmp(op, "ln") == 0))
+            paths.back().emplace_back(a, b);
+    }
+    return paths;
+}
+
+// Bounding box of the dark pixels of a binary PGM: column min, max, row min, max.
+std::vector<int> ink_box(const std::string& pgm) {
+    // The header: "P5", width, height, maximum, with "#" comments between.
+    size_t at = 0;
+    std::vector<long> fields;
+    while (fields.size() < 4 && at < pgm.size()) {
+        if (std::isspace(static_cast<unsigned char>(pgm[at]))) {
+            ++at;
+        } else if (pgm[at] == '#') {
+            at = pgm.find('\n', at);
+        } else {
+            const size_t end = pgm.find_first_of(" \t\r\n", at);
+            const std::string word = pgm.substr(at, end - at);
+            fields.push_back(fields.empty() ? (word == "P5" ? 5 : -1) : std::atol(word.c_str()));
+            at = end;
+        }
+    }
+    if (fields.size() < 4 || fields[0] != 5 || at >= pgm.size()) return {};
+    const int w = static_cast<int>(fields[1]), h = static_cast<int>(fields[2]);
+    if (pgm.size() < at + 1 + static_cast<size_t>(w) * static_cast<size_t>(h)) return {};
+    const unsigned char* px = reinterpret_cast<const unsigned char*>(pgm.data()) + at + 1;
+    std::vector<int> box = {w, -1, h, -1};
+    for (int r = 0; r < h; ++r)
+        for (int c = 0; c < w; ++c)
+            if (px[static_cast<size_t>(r) * w + c] < 128) {
+                box[0] = std::min(box[0], c);
+                box[1] = std::max(box[1], c);
+                box[2] = std::min(box[2], r);
+                box[3] = std::max(box[3], r);
+            }
+    return box;
+}
+
+}  // namespace
+
+TEST(StrokeFontReader, LabelledAndBareFilesGiveTheSameGlyphs) {
+    const StrokeFont labelled = parse(labelled_font());
+    const StrokeFont bare = parse(bare_font());
+    ASSERT_EQ(labelled.length, 17);
+    ASSERT_EQ(bare.length, labelled.length);
+    EXPECT_TRUE(std::equal(bare.db.begin(), bare.db.begin() + bare.length, labelled.db.begin()));
+    EXPECT_EQ(labelled.index, bare.index);
+    EXPECT_EQ(labelled.index['#'], 1);
+    EXPECT_EQ(labelled.index['I'], 12);
+    EXPECT_EQ(labelled.size['#'], 50);
+    EXPECT_EQ(labelled.size['I'], 10);  // the greatest x of a move counts less 128
+    EXPECT_EQ(labelled.size[' '], 40);  // a blank is 40 wide with or without a glyph
+    EXPECT_EQ(labelled.db[16], 255);    // the 254 of the file ends the data as 255
+}
+
+TEST(StrokeFontReader, ShippedFontsRead) {
+    for (const char* name : {"modern.fnt", "sans.fnt", "serif.fnt", "greek.fnt", "symbol.fnt"}) {
+        const std::string path = sat_test::datafile(name);
+        if (!sat_test::file_exists(path)) continue;
+        const StrokeFont font = parse(sat_test::read_file(path));
+        EXPECT_GT(font.length, 100) << name;
+        EXPECT_GE(font.index['A'], 0) << name;
+    }
+}
+
+TEST(StrokeFontReader, HostileFilesAreRefusedWhole) {
+    const std::string glyphs = "255 128 35 0 140 50 140 254\n";
+    struct Bad {
+        const char* name;
+        std::string text;
+    };
+    std::string no_offsets = bare_font();
+    no_offsets.resize(no_offsets.size() - 200);
+    const std::vector<Bad> bad = {
+        {"empty", ""},
+        {"no_end_of_data", "255 128 35 0 140 50 140"},
+        {"offsets_cut_short", no_offsets},
+        {"offset_past_data", glyphs + offsets(8, -1)},
+        {"offset_below_minus_one", glyphs + offsets(-2, -1)},
+        {"offset_far_out", "255 128 35 254\n" + offsets(2147483647, -1)},
+        {"glyph_runs_into_end", "255 128 35 0 254\n" + offsets(1, -1)},
+        {"glyph_out_of_step", glyphs + offsets(2, -1)},
+        {"byte_above_255", "255 128 35 0 300 254\n" + offsets(1, -1)},
+        {"negative_byte", "255 128 35 0 -4 254\n" + offsets(1, -1)},
+        {"word_in_data", "255 128 35 zero 140 254\n" + offsets(1, -1)},
+        {"number_past_long", "255 128 35 0 99999999999999999999999 254\n" + offsets(1, -1)},
+        {"labelled_without_label", "1 test 255"},
+        {"more_than_15000_bytes", "255 " + repeat("10 20 ", 7500) + "254\n" + offsets(1, -1)},
+    };
+    for (const Bad& b : bad) {
+        StrokeFont font;
+        font.index.fill(3);
+        EXPECT_EQ(gparse_font(b.text.data(), b.text.size(), &font), -1) << b.name;
+        EXPECT_EQ(font.length, 0) << b.name;
+        for (int c = 0; c < 256; ++c) ASSERT_EQ(font.index[static_cast<size_t>(c)], -1) << b.name;
+    }
+    // The largest font there is room for: 14999 bytes and the end marker.
+    const std::string fits = "255 " + repeat("10 20 ", 7499) + "254\n" + offsets(1, -1);
+    EXPECT_EQ(parse(fits).length, 15000);
+}
+
+TEST_F(PsText, EachAlignmentUpVectorAndExpansionStrokesItsBox) {
+    open(font_file(labelled_font()));
+    for (const Case& c : cases()) EXPECT_EQ(draw_case(c, 0.5f, 0.5f), 0) << c.name;
+    // Device boxes are taken while the transformation is still in force.
+    std::vector<Box> expected;
+    for (const Case& c : cases()) {
+        const Box w = world_box(c, 0.5f, 0.5f);
+        expected.push_back({static_cast<float>(xW_ps(w.x0)), static_cast<float>(xW_ps(w.x1)),
+                            static_cast<float>(yW_ps(w.y0)), static_cast<float>(yW_ps(w.y1))});
+    }
+    const std::string ps = close();
+    const auto paths = text_paths(ps);
+    ASSERT_EQ(paths.size(), cases().size());
+    for (size_t i = 0; i < paths.size(); ++i) {
+        const Case& c = cases()[i];
+        // '#' is a move and four lines, 'I' a move and one line.
+        ASSERT_EQ(paths[i].size(), 7u) << c.name;
+        Box got{1e9f, -1e9f, 1e9f, -1e9f};
+        for (auto [x, y] : paths[i]) {
+            got = {std::min(got.x0, x), std::max(got.x1, x), std::min(got.y0, y),
+                   std::max(got.y1, y)};
+        }
+        EXPECT_NEAR(got.x0, expected[i].x0, 0.011) << c.name;
+        EXPECT_NEAR(got.x1, expected[i].x1, 0.011) << c.name;
+        EXPECT_NEAR(got.y0, expected[i].y0, 0.011) << c.name;
+        EXPECT_NEAR(got.y1, expected[i].y1, 0.011) << c.name;
+    }
+}
+
+TEST_F(PsText, GhostscriptInksTheBoxOfEachCase) {
+    for (const Case& c : cases()) {
+        open(font_file(labelled_font()));
+        draw_case(c, 0.5f, 0.5f);
+        const Box w = world_box(c, 0.5f, 0.5f);
+        const float x0 = static_cast<float>(xW_ps(w.x0)), x1 = static_cast<float>(xW_ps(w.x1));
+        const float y0 = static_cast<float>(yW_ps(w.y0)), y1 = static_cast<float>(yW_ps(w.y1));
+        const std::string ps = close();
+        ASSERT_NE(ps.find("%%TE:"), std::string::npos) << c.name;
+        const std::string pgm = dir.file("out.pgm");
+        const auto run = sat_test::run_program(
+            "/usr/bin/gs", {"-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", "-sDEVICE=pgmraw", "-r72",
+                            "-sPAPERSIZE=letter", "-sOutputFile=" + pgm, ps_file()});
+        ASSERT_EQ(run.code, 0) << c.name << run.err;
+        const std::vector<int> box = ink_box(sat_test::read_file(pgm));
+        ASSERT_EQ(box.size(), 4u) << c.name;
+        // Landscape letter: the plot is turned a quarter, a quarter inch in, so
+        // device (X, Y) lands in column 594 - Y, row 774 - X at 72 dots an inch.
+        EXPECT_NEAR(box[0], 594 - y1, 1.5) << c.name;
+        EXPECT_NEAR(box[1], 594 - y0, 1.5) << c.name;
+        EXPECT_NEAR(box[2], 774 - x1, 1.5) << c.name;
+        EXPECT_NEAR(box[3], 774 - x0, 1.5) << c.name;
+    }
+}
+
+TEST_F(PsText, BlanksAndMissingGlyphsStepAsTheirWidthsSay) {
+    open(font_file(labelled_font()));
+    const int right[2] = {3, 0};
+    gset_text_align(right);
+    gset_char_ht(HEIGHT);
+    // Right aligned, the string width decides where the first glyph starts: a
+    // missing '.' adds the gap and its width 0, so "I.I" is 10+25 + 0+25 + 10 wide
+    // and its pen steps 35 + 0: the two strokes stand 35 units apart.
+    const float at[2] = {0.5f, 0.5f};
+    gtext(at, "I.I");
+    const float start = static_cast<float>(xW_ps(0.5f - 70 * UNIT + 10 * UNIT));
+    const float step = static_cast<float>(xW_ps(0.5f + 35 * UNIT) - xW_ps(0.5f));
+    // Fixed pitch: each character but the last takes (25 + 100) * pitch.
+    gset_char_space(0.5f);
+    gtext(at, "II");
+    const float fixed_start = static_cast<float>(xW_ps(0.5f - 112 * UNIT + 10 * UNIT));
+    const float fixed_step = static_cast<float>(xW_ps(0.5f + 62 * UNIT) - xW_ps(0.5f));
+    const auto paths = text_paths(close());
+    ASSERT_EQ(paths.size(), 2u);
+    ASSERT_EQ(paths[0].size(), 4u);
+    EXPECT_NEAR(paths[0][0].first, start, 0.011);
+    EXPECT_NEAR(paths[0][2].first - paths[0][0].first, step, 0.011);
+    ASSERT_EQ(paths[1].size(), 4u);
+    EXPECT_NEAR(paths[1][0].first, fixed_start, 0.011);
+    EXPECT_NEAR(paths[1][2].first - paths[1][0].first, fixed_step, 0.011);
+}
+
+TEST_F(PsText, FontListEntriesMissingAndHostileFontsDrawNothing) {
+    const std::string good = font_file(labelled_font(), "good.fnt");
+    const std::string cut = font_file(bare_font().substr(0, 120), "cut.fnt");
+    const std::string wild = font_file("255 128 35 254\n" + offsets(900, -1), "wild.fnt");
+    sat_test::write_file(dir.file("list.fnl"), "good " + good + "\ncut " + cut + "\nwild " + wild +
+                                                   "\nnone " + dir.file("missing.fnt") + "\n");
+    std::string err;
+    {
+        testing::internal::CaptureStderr();
+        open("fi:" + dir.file("list.fnl"));
+        EXPECT_EQ(gget_font_index("wild"), 3);
+        EXPECT_EQ(gget_font_index("nothing"), 1);
+        EXPECT_GE(gget_stroke_font().index['#'], 0);
+        const float at[2] = {0.5f, 0.5f};
+        gset_char_ht(HEIGHT);
+        for (int n : {2, 3, 4}) {
+            const int rec[2] = {n, 2};
+            EXPECT_EQ(gset_fontprec(rec), -1) << n;
+            EXPECT_EQ(gget_stroke_font().index['#'], -1) << n;
+            gtext(at, "# I");
+            const int back[2] = {1, 2};
+            ASSERT_EQ(gset_fontprec(back), 0);
+            gtext(at, "#");
+        }
+        // A number past the list is kept, and the font in use stays.
+        const int past[2] = {9, 2};
+        EXPECT_EQ(gset_fontprec(past), -1);
+        gtext(at, "#");
+        err = testing::internal::GetCapturedStderr();
+    }
+    const auto paths = text_paths(close());
+    // Only the good font's '#' ever draws; the refused fonts draw nothing at all.
+    ASSERT_EQ(paths.size(), 7u);
+    for (size_t i = 0; i < paths.size(); ++i)
+        EXPECT_EQ(paths[i].size(), i % 2 || i == 6 ? 5u : 0u) << i;
+    EXPECT_NE(err.find("read_font: unable to load font file: " + cut), std::string::npos) << err;
+    EXPECT_NE(err.find("read_font: unable to load font file: " + wild), std::string::npos);
+    EXPECT_NE(err.find("read_font: unable to load font file: " + dir.file("missing.fnt")),
+              std::string::npos);
+    EXPECT_NE(err.find("gset_fontprec: invalid font id: 9"), std::string::npos);
+}
+
+TEST_F(PsText, UnreadableListFallsBackToTheShippedFont) {
+    testing::internal::CaptureStderr();
+    open("fi:" + dir.file("no_such.fnl"));
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("gsetup_fonts: unable to load font list file: " + dir.file("no_such.fnl")),
+              std::string::npos)
+        << err;
+    EXPECT_GE(gget_stroke_font().index['A'], 0);
+}
