@@ -70,8 +70,9 @@ inline Rgb decode_pnm(const std::string& bytes) {
     std::string body((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     out.width = w;
     out.height = h;
-    size_t row_bytes = magic == "P4" ? (size_t(w) + 7) / 8 : size_t(w) * depth;
-    if (maxval > 255 || body.size() < row_bytes * h) return Rgb{};
+    const size_t sample = maxval > 255 ? 2 : 1;
+    size_t row_bytes = magic == "P4" ? (size_t(w) + 7) / 8 : size_t(w) * depth * sample;
+    if (maxval > 65535 || body.size() < row_bytes * h) return Rgb{};
     for (int y = 0; y < h; y++)
         for (int x = 0; x < w; x++) {
             const auto* row = reinterpret_cast<const unsigned char*>(body.data()) + y * row_bytes;
@@ -80,8 +81,9 @@ inline Rgb decode_pnm(const std::string& bytes) {
                 v[0] = v[1] = v[2] = (row[x / 8] >> (7 - x % 8) & 1) ? 0 : 255;  // 1 is black
             } else {
                 for (int c = 0; c < 3; c++) {
-                    int s = row[x * depth + (depth >= 3 ? c : 0)];
-                    v[c] = static_cast<unsigned char>(maxval == 1 ? s * 255 : s * 255 / maxval);
+                    const unsigned char* p = row + (x * depth + (depth >= 3 ? c : 0)) * sample;
+                    long s = sample == 2 ? p[0] << 8 | p[1] : p[0];
+                    v[c] = static_cast<unsigned char>((s * 255 + maxval / 2) / maxval);
                 }
             }
             out.rgb.insert(out.rgb.end(), v, v + 3);

@@ -181,7 +181,7 @@ TEST_F(Gif, SmallestAndOverfullPictures) {
     const std::string b = read_file(path("1.gif"));
     const std::string want = std::string("GIF89a\x01\x00\x01\x00\xFF\x00\x00", 13) +
                              std::string(reinterpret_cast<const char*>(shown.rgb.data()), 3) +
-                             std::string("\x2C\0\0\0\0\x01\0\x01\0\0\x02\x02\x44\x01\0\x3B", 17);
+                             std::string("\x2C\0\0\0\0\x01\0\x01\0\0\x02\x02\x44\x01\0\x3B", 16);
     EXPECT_EQ(b, want);
 
     // More than 256 colours: the excess takes the first colour, the picture stays.
