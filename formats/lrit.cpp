@@ -311,6 +311,12 @@ int LRIT_read_header(Image* image) {
 
 int LRIT_read(Image* image) {
     if (LRIT_read_header(image) != 0) return -1;
+    // Raw samples and JPEG are all this reader decodes; the wavelet coding of
+    // some HRIT services would otherwise show as an empty picture.
+    if (st.compress != 0 && st.compress != 2) {
+        MESS_print(MESS_WARN, "SAT_read_LRIT: Compression %d is not supported\n", st.compress);
+        return -1;
+    }
     const int64_t pixels = int64_t{image->domain.nx} * image->domain.ny;
     if (pixels > kMaxPixels ||
         (st.compress == 2 && pixels > kJpegPixelsPerByte * bytes_left(st.ifile))) {
@@ -319,11 +325,7 @@ int LRIT_read(Image* image) {
     }
     auto* data = static_cast<unsigned char*>(std::calloc(static_cast<size_t>(pixels), 1));
     if (!data) return -1;
-    int status = 0;
-    if (st.compress == 0)
-        status = read_raw(data);
-    else if (st.compress == 2)
-        status = read_jpeg(data);
+    const int status = st.compress == 0 ? read_raw(data) : read_jpeg(data);
     if (status != 0) {
         std::free(data);
         return -1;

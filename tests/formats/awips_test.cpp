@@ -1,0 +1,317 @@
+// The AWIPS reader on the real products of the test data, against Python's
+// zlib and a PNG decode written on it, PROJ for the grids, and on broken and
+// hostile copies of both files.
+#include "formats/awips.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "app/sat.h"
+#include "env/messages.h"
+#include "formats/image.h"
+#include "maps/projections.h"
+#include "test_support.h"
+
+namespace {
+
+const std::string kZlib = "awips/west_conus_ch4_zlib_20030629_1330.gini";
+const std::string kPng = "awips/northern_hemisphere_ch1_pngbody_20020403_2330.gini";
+const char* kBadSize = "SAT_read_AWIP: Invalid image parameters\n";
+
+// One read of a file in the given form, with what it printed on standard error.
+struct Read {
+    Image image{};
+    int status;
+    std::string err;
+    Read(const std::string& path, int form) {
+        FLAG_set(14, form);
+        testing::internal::CaptureStderr();
+        status = SAT_read_AWIP(path.c_str(), &image);
+        err = testing::internal::GetCapturedStderr();
+    }
+    ~Read() { IMG_free(&image); }
+    std::string pixels() const {
+        return image.data ? std::string(reinterpret_cast<char*>(image.data),
+                                        size_t{1} * image.width * image.height)
+                          : std::string();
+    }
+};
+
+std::string real(const std::string& rel) {
+    return sat_test::read_file(sat_test::testdata(rel));
+}
+
+// Python decodes the product on its own: the chain of zlib streams, or the PNG
+// body unfiltered row by row; the pixels go to `out`.
+const char* kOracle = R"(
+import sys, zlib, struct
+path, form, out = sys.argv[1], sys.argv[2], sys.argv[3]
+d = open(path, 'rb').read()
+if form == 'z':
+    off, body = d.index(b'\n') + 1, b''
+    while off < len(d):
+        z = zlib.decompressobj(); body += z.decompress(d[off:]); off = len(d) - len(z.unused_data)
+    hdr = body[:533]; px = body[533:]
+else:
+    hdr = d[21:533]; p = d.index(b'\x89PNG', 533); png = d[p:]; pos = 8; idat = b''
+    while pos < len(png):
+        n, kind = struct.unpack('>I4s', png[pos:pos + 8]); chunk = png[pos + 8:pos + 8 + n]
+        if kind == b'IHDR': w, h = struct.unpack('>II', chunk[:8])
+        if kind == b'IDAT': idat += chunk
+        pos += 12 + n
+    raw, prev, px = zlib.decompress(idat), bytearray(w), bytearray()
+    for y in range(h):
+        f, row = raw[y * (w + 1)], bytearray(raw[y * (w + 1) + 1:(y + 1) * (w + 1)])
+        for x in range(w):
+            a = row[x - 1] if x else 0; b = prev[x]; c = prev[x - 1] if x else 0
+            p = a + b - c; pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
+            pr = a if pa <= pb and pa <= pc else (b if pb <= pc else c)
+            row[x] = (row[x] + [0, a, b, (a + b) // 2, pr][f]) & 255
+        px += row; prev = row
+nx, ny = struct.unpack('>HH', (d[21:] if form != 'z' else hdr[21:])[16:20])
+open(out, 'wb').write(bytes(px[:nx * ny]))
+)";
+
+// PROJ places the corners and the centre of the grid from the first point
+// (the lower left) and the spacing; the reader's domain must put each within
+// a pixel of it. Prints the largest distance in pixels.
+const char* kGrid = R"(
+import sys, pyproj
+crs, lat0, lon0, step, nx, ny = sys.argv[1], *map(float, sys.argv[2:7])
+ours = [float(v) for v in sys.argv[7:]]
+p = pyproj.Proj(crs)
+x0, y0 = p(lon0, lat0)
+worst = 0
+for k, (i, j) in enumerate([(0, 0), (nx - 1, 0), (0, ny - 1), (nx - 1, ny - 1), ((nx - 1) / 2, (ny - 1) / 2)]):
+    x, y = p(ours[2 * k + 1], ours[2 * k])
+    worst = max(worst, abs(x - (x0 + i * step)) / step, abs(y - (y0 + (ny - 1 - j) * step)) / step)
+print(worst)
+)";
+
+class AwipsTest : public testing::Test {
+   protected:
+    void SetUp() override {
+        MESS_reset();
+        unsetenv("SAT_FUDGE");
+    }
+    sat_test::TempDir dir;
+    std::string copy(const std::string& bytes, const std::string& name = "copy.gini") {
+        sat_test::write_file(dir.file(name), bytes);
+        return dir.file(name);
+    }
+};
+
+TEST_F(AwipsTest, RealProductsMatchIndependentDecodesAndProj) {
+    struct Case {
+        std::string file;
+        int form;
+        const char* oracle_form;
+        int nx, ny, type, proj;
+        const char* label;
+        const char* info;
+        float plat, plon, tlat, step;
+        const char* crs;
+        float lat0, lon0;
+    };
+    const Case cases[] = {
+        {kZlib, SAT_AWIPZ, "z", 1100, 1280, 1304, 4, "1330Z 29 JUN 03", "GOES 10 Infrared 11um", 90,
+         -95, 25, 0.040635f,
+         "+proj=lcc +lat_1=25 +lat_2=25 +lat_0=25 +lon_0=-95 +R=6371220 +units=m", 12.19f,
+         -133.4588f},
+        {kPng, SAT_AWIP, "p", 1024, 512, 1301, 1, "2330Z  3 APR 02", "GOES NH Visible", 90, -105,
+         -9999, 0.24f, "+proj=stere +lat_0=90 +lat_ts=60 +lon_0=-105 +R=6371220 +units=m",
+         -21.2451f, -150.0f},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        Read r(sat_test::testdata(c.file), c.form);
+        ASSERT_EQ(r.status, 0) << r.err;
+        const Image& im = r.image;
+        EXPECT_EQ(im.source, SAT_AWIP);
+        EXPECT_EQ(im.width, c.nx);
+        EXPECT_EQ(im.bytes_per_line, c.nx);
+        EXPECT_EQ(im.height, c.ny);
+        EXPECT_EQ(im.type, c.type);
+        EXPECT_STREQ(im.date_label, c.label);
+        EXPECT_STREQ(im.info, c.info);
+        const Domain& d = im.domain;
+        EXPECT_EQ(d.proj, c.proj);
+        EXPECT_EQ(d.plat, c.plat);
+        EXPECT_FLOAT_EQ(d.plon, c.plon);
+        EXPECT_EQ(d.param[0], c.tlat);
+        EXPECT_FLOAT_EQ(d.dx, c.step);
+        EXPECT_FLOAT_EQ(d.dy, c.step);
+        EXPECT_EQ(d.nx, c.nx);
+        EXPECT_EQ(d.ny, c.ny);
+
+        const std::string out = dir.file("oracle.raw");
+        auto py = sat_test::run_program(
+            "/usr/bin/python3", {"-c", kOracle, sat_test::testdata(c.file), c.oracle_form, out});
+        ASSERT_EQ(py.code, 0) << py.err;
+        EXPECT_TRUE(r.pixels() == sat_test::read_file(out)) << "pixels differ";
+
+        std::vector<std::string> args = {"-c",
+                                         kGrid,
+                                         c.crs,
+                                         std::to_string(c.lat0),
+                                         std::to_string(c.lon0),
+                                         std::to_string(c.step * 1e5),
+                                         std::to_string(c.nx),
+                                         std::to_string(c.ny)};
+        MAP_domain(&d);
+        const float grid[5][2] = {{0, 0},
+                                  {static_cast<float>(c.nx - 1), 0},
+                                  {0, static_cast<float>(c.ny - 1)},
+                                  {static_cast<float>(c.nx - 1), static_cast<float>(c.ny - 1)},
+                                  {(c.nx - 1) / 2.0f, (c.ny - 1) / 2.0f}};
+        for (const auto& g : grid) {
+            float x, y, lat, lon;
+            MAP_grid_tran(g[0], g[1], &x, &y);
+            ASSERT_EQ(MAP_untran(x, y, &lat, &lon), 1);
+            args.push_back(std::to_string(lat));
+            args.push_back(std::to_string(lon));
+        }
+        auto proj = sat_test::run_program("/usr/bin/python3", args);
+        ASSERT_EQ(proj.code, 0) << proj.err;
+        EXPECT_LT(std::stod(proj.out), 1.0) << "pixels off PROJ's grid";
+    }
+}
+
+TEST_F(AwipsTest, FudgeMovesOnlyTheCentre) {
+    Read plain(sat_test::testdata(kZlib), SAT_AWIPZ);
+    setenv("SAT_FUDGE", "0.5,-0.5", 1);
+    Read moved(sat_test::testdata(kZlib), SAT_AWIPZ);
+    EXPECT_FLOAT_EQ(moved.image.domain.clat, plain.image.domain.clat + 0.5f);
+    EXPECT_FLOAT_EQ(moved.image.domain.clon, plain.image.domain.clon - 0.5f);
+    EXPECT_EQ(moved.image.domain.dx, plain.image.domain.dx);
+}
+
+std::string deflated(const std::string& s) {
+    uLongf n = compressBound(s.size());
+    std::string z(n, '\0');
+    compress(reinterpret_cast<Bytef*>(z.data()), &n, reinterpret_cast<const Bytef*>(s.data()),
+             s.size());
+    z.resize(n);
+    return z;
+}
+
+// The heading line and the first stream of the real zlib product: the chain
+// of pixel streams is then built by the tests.
+std::string zlib_head() {
+    const std::string z = real(kZlib);
+    const size_t line = z.find('\n') + 1;
+    z_stream s{};
+    inflateInit(&s);
+    s.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(z.data() + line));
+    s.avail_in = static_cast<uInt>(z.size() - line);
+    std::string out(600, '\0');
+    s.next_out = reinterpret_cast<Bytef*>(out.data());
+    s.avail_out = 600;
+    inflate(&s, Z_FINISH);
+    const size_t used = z.size() - line - s.avail_in;
+    inflateEnd(&s);
+    return z.substr(0, line + used);
+}
+
+TEST_F(AwipsTest, BrokenAndHostileCopiesAreRefusedOrReadSafely) {
+    const std::string z = real(kZlib), png = real(kPng);
+    const size_t body = png.find("\x89PNG");
+    // Plain header: WMO heading of 21 bytes, then size at 21 + 16.
+    std::string header(png.substr(0, 533));
+    auto sized = [&](int nx, int ny) {
+        std::string h = header;
+        h[21 + 16] = static_cast<char>(nx >> 8), h[21 + 17] = static_cast<char>(nx);
+        h[21 + 18] = static_cast<char>(ny >> 8), h[21 + 19] = static_cast<char>(ny);
+        return h;
+    };
+    std::string bad_crc = png, grey_to_rgb = png, bad_idat = png;
+    bad_crc[body + 29] ^= 1;               // IHDR's CRC
+    grey_to_rgb[body + 25] = 2;            // colour type in IHDR
+    bad_idat[body + 8 + 25 + 20] ^= 0x55;  // inside the first IDAT's deflate data
+    struct Case {
+        const char* what;
+        std::string bytes;
+        int form;
+        int status;
+        const char* message;  // expected at the start of standard error
+    };
+    const Case cases[] = {
+        {"empty", "", SAT_AWIP, -1, "SAT_read_AWIP: Product header cut short"},
+        {"cut in header", png.substr(0, 300), SAT_AWIP, -1,
+         "SAT_read_AWIP: Product header cut short"},
+        {"cut in zlib header", z.substr(0, 400), SAT_AWIPZ, -1,
+         "SAT_read_AWIP: Product header cut short"},
+        {"no elements", sized(0, 10), SAT_AWIP, -1, kBadSize},
+        {"too many elements", sized(10001, 10), SAT_AWIP, -1, kBadSize},
+        {"largest size, no body", sized(10000, 10000), SAT_AWIP, 0, ""},
+        {"cut PNG body", png.substr(0, png.size() / 2), SAT_AWIP, -1,
+         "SAT_read_AWIP: Bad PNG body"},
+        {"PNG CRC error", bad_crc, SAT_AWIP, -1, "SAT_read_AWIP: Bad PNG body"},
+        {"PNG in colour", grey_to_rgb, SAT_AWIP, -1, "SAT_read_AWIP: Bad PNG body"},
+        {"PNG data error", bad_idat, SAT_AWIP, -1, "SAT_read_AWIP: Bad PNG body"},
+        {"PNG without signature", header + "xPNG" + std::string(100, 'x'), SAT_AWIP, -1,
+         "SAT_read_AWIP: Bad PNG body: no signature"},
+        {"cut zlib chain", z.substr(0, z.size() / 3), SAT_AWIPZ, 0, ""},
+        {"grown zlib chain", z + std::string(5000, '\x78'), SAT_AWIPZ, 0, ""},
+        {"grown PNG body", png + std::string(5000, '\0'), SAT_AWIP, 0, ""},
+        {"zlib garbage after header", z.substr(0, 600) + std::string(3000, '\xff'), SAT_AWIPZ, 0,
+         ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Read r(copy(c.bytes), c.form);
+        EXPECT_EQ(r.status, c.status);
+        EXPECT_EQ(r.err.substr(0, std::string(c.message).size()), c.message) << r.err;
+        if (c.status == -1) {
+            EXPECT_EQ(r.image.data, nullptr);
+        }
+    }
+}
+
+TEST_F(AwipsTest, ZlibChainsThatStopShortOrNeverEnd) {
+    const std::string head = zlib_head();
+    const size_t size = 1100 * 1280;
+    // Thousands of empty streams, then a short one: the loop ends with the
+    // file, and the rest of the image stays as allocated (zeros).
+    std::string chain = head;
+    for (int i = 0; i < 20000; i++) chain += deflated("");
+    chain += deflated(std::string(7, '\x2a'));
+    Read empty(copy(chain), SAT_AWIPZ);
+    ASSERT_EQ(empty.status, 0) << empty.err;
+    EXPECT_TRUE(empty.pixels() == std::string(7, '\x2a') + std::string(size - 7, '\0'));
+
+    // More than the image holds is cut at its end.
+    Read big(copy(head + deflated(std::string(size, '\x11')) + deflated(std::string(size, '\x22'))),
+             SAT_AWIPZ);
+    ASSERT_EQ(big.status, 0);
+    EXPECT_TRUE(big.pixels() == std::string(size, '\x11'));
+
+    // A stream that asks for a preset dictionary cannot move on: not a hang.
+    Read stuck(copy(head + std::string("\x78\xbb\x00\x00\x00\x01", 6) + std::string(4000, '\x01')),
+               SAT_AWIPZ);
+    EXPECT_EQ(stuck.status, 0);
+}
+
+TEST_F(AwipsTest, ConventionsEndToEnd) {
+    // awipz by input type, and awip through the gini convention with a date.
+    sat_test::write_file(dir.file("20020403_2330_vis.gini"), real(kPng));
+    auto r = sat_test::run_sat({"-ba", "-pl", "none", "-me", "out2", "-inp", "awipz", "-of",
+                                "img:" + dir.file("z.img"), sat_test::testdata(kZlib)});
+    EXPECT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("Info: GOES 10 Infrared 11um"), std::string::npos) << r.out;
+    EXPECT_TRUE(sat_test::file_exists(dir.file("z.img")));
+    r = sat_test::run_sat({"-ba", "-pl", "none", "-me", "out2", "-sp", dir.path(), "-if",
+                           "awip_gini_vis", "-of", "img:" + dir.file("p.img"), "20020403_2330"});
+    EXPECT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("Date: 2330Z  3 APR 02"), std::string::npos) << r.out;
+    EXPECT_TRUE(sat_test::file_exists(dir.file("p.img")));
+    // The PNG product read as the compressed form is unreadable.
+    r = sat_test::run_sat({"-ba", "-pl", "none", "-inp", "awipz", sat_test::testdata(kPng)});
+    EXPECT_EQ(r.code, 10);
+}
+
+}  // namespace
