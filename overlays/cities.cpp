@@ -387,7 +387,10 @@ void CTY_free() {
 int CTY_store(const char* name, int mode, const Domain* domain, int priority) {
     int size = 0;
     FILE* file = CTY_open_file(name, &size);
-    if (!file) return -1;
+    if (!file) {
+        CTY_free();  // no database: every lookup fails
+        return -1;
+    }
     static char buffer[1 << 16];
     std::setvbuf(file, buffer, _IOFBF, sizeof buffer);
     if (domain) MAP_domain(domain);
