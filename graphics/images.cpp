@@ -3,6 +3,9 @@
 // back into an Image for the raster dumps.
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+extern "C" {
+#include <X11/ImUtil.h>
+}
 
 #include <array>
 #include <cstdint>
@@ -289,6 +292,9 @@ int gset_ximage_params(Image* image, _XImage* ximage) {
         }
     }
     if (depth == image->depth) {
+        // The image's own rows: their length is the image's, padding and all.
+        if (image->bytes_per_line > xim->bytes_per_line)
+            xim->bytes_per_line = image->bytes_per_line;
         xim->data = reinterpret_cast<char*>(image->data);
     } else {
         xim->data = static_cast<char*>(std::malloc(
@@ -307,7 +313,8 @@ int gset_ximage_params(Image* image, _XImage* ximage) {
     } else if (depth == 24) {
         convert_for_24(image, xim);
     }
-    XInitImage(xim);
+    // The row length is the one asked for, not padded, so no validation here.
+    _XInitImageFuncPtrs(xim);
     debug_ximage(xim);
     return 1;
 }

@@ -1,0 +1,217 @@
+// Images on real windows of several depths (an Xvfb of the test's own for each):
+// the window, dumped by xwd and decoded by netpbm's xwdtopnm, shows each image
+// value in the colour of its table entry, at the visual's precision, placed at
+// the viewport's corner; an overlay lets its transparent colour through.
+#include <gtest/gtest.h>
+// clang-format off
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+// clang-format on
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "formats/image.h"
+#include "graphics/graphics.h"
+#include "test_support.h"
+#include "xserver.h"
+
+namespace {
+
+struct Ppm {
+    int width = 0, height = 0, maxval = 0;
+    std::vector<int> samples;  // r, g, b a pixel
+    int at(int x, int y, int c) const {
+        return samples[static_cast<size_t>((y * width + x) * 3 + c)];
+    }
+};
+
+Ppm parse_ppm(const std::string& bytes) {
+    Ppm p;
+    size_t pos = 0;
+    auto number = [&] {
+        while (pos < bytes.size() && std::isspace(static_cast<unsigned char>(bytes[pos]))) ++pos;
+        int v = 0;
+        while (pos < bytes.size() && std::isdigit(static_cast<unsigned char>(bytes[pos])))
+            v = v * 10 + (bytes[pos++] - '0');
+        return v;
+    };
+    if (bytes.compare(0, 2, "P6") != 0) return p;
+    pos = 2;
+    p.width = number();
+    p.height = number();
+    p.maxval = number();
+    ++pos;
+    const int wide = p.maxval > 255 ? 2 : 1;
+    const size_t n = static_cast<size_t>(p.width) * static_cast<size_t>(p.height) * 3;
+    if (bytes.size() < pos + n * static_cast<size_t>(wide)) return Ppm{};
+    p.samples.resize(n);
+    for (size_t i = 0; i < n; ++i) {
+        const auto* b = reinterpret_cast<const unsigned char*>(bytes.data() + pos +
+                                                               i * static_cast<size_t>(wide));
+        p.samples[i] = wide == 2 ? b[0] << 8 | b[1] : b[0];
+    }
+    return p;
+}
+
+// The window as xwd dumps it and xwdtopnm decodes it.
+Ppm dump_window(const std::string& display) {
+    sat_test::TempDir dir;
+    const std::string out = dir.file("win.ppm");
+    const std::string cmd = "xwd -nobdrs -silent -id " + std::to_string(gget_root_window()) +
+                            " | xwdtopnm > " + out + " 2>/dev/null";
+    sat_test::RunOptions options;
+    options.env["DISPLAY"] = display;
+    const auto r = sat_test::run_program("/bin/sh", {"-c", cmd}, options);
+    EXPECT_EQ(r.code, 0) << r.err;
+    return parse_ppm(sat_test::read_file(out));
+}
+
+// A colour-mapped image of distinct colours, rows padded by one byte.
+struct TestImage {
+    Image image{};
+    std::vector<unsigned char> values;  // before the kernel recolours them
+    TestImage(int width, int height, int colours, int seed) {
+        IMG_init(&image);
+        image.width = width;
+        image.height = height;
+        image.depth = 8;
+        image.bits_per_pixel = 8;
+        image.bytes_per_line = width + 1;
+        image.num_colors = colours;
+        image.colors =
+            static_cast<float*>(std::malloc(sizeof(float) * 3 * static_cast<size_t>(colours)));
+        for (int i = 0; i < colours; ++i) {
+            image.colors[3 * i] = static_cast<float>(i) / static_cast<float>(colours - 1);
+            image.colors[3 * i + 1] =
+                static_cast<float>((i * 7 + seed) % colours) / static_cast<float>(colours - 1);
+            image.colors[3 * i + 2] =
+                static_cast<float>((i * 13 + 2 * seed) % colours) / static_cast<float>(colours - 1);
+        }
+        image.colors[0] = image.colors[1] = image.colors[2] = 0.0f;  // value 0 is black
+        const size_t size = static_cast<size_t>(image.bytes_per_line) * static_cast<size_t>(height);
+        image.data = static_cast<unsigned char*>(std::malloc(size));
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < image.bytes_per_line; ++x)
+                image.data[y * image.bytes_per_line + x] =
+                    static_cast<unsigned char>(((x / 3) * 5 + y * (seed + 1)) % colours);
+        values.assign(image.data, image.data + size);
+    }
+    ~TestImage() { IMG_free(&image); }
+    int value(int x, int y) const {
+        return values[static_cast<size_t>(y * image.bytes_per_line + x)];
+    }
+    float channel(int v, int c) const { return image.colors[3 * v + c]; }
+};
+
+// The channel value the window's visual can hold for c in 0..1, as max_bits bits.
+struct Precision {
+    std::vector<int> bits;  // per channel
+    int expect(float c, int channel) const {
+        const int b = bits[static_cast<size_t>(channel)];
+        if (b == 8 && bits.size() == 3 && gget_win_depth() == 24)
+            return static_cast<int>(c * 255.0f);
+        if (gget_win_depth() <= 8) return static_cast<int>(c * 65535.0f) >> (16 - b);
+        return static_cast<int>(static_cast<float>((1 << b) - 1) * c);
+    }
+    int seen(const Ppm& p, int x, int y, int channel) const {
+        const int max = (1 << bits[static_cast<size_t>(channel)]) - 1;
+        return static_cast<int>(
+            std::lround(static_cast<double>(p.at(x, y, channel)) * max / p.maxval));
+    }
+};
+
+Precision precision_of_window() {
+    const auto* v = static_cast<const Visual*>(gget_visual());
+    Precision p;
+    if (v->c_class == TrueColor) {
+        for (unsigned long m : {v->red_mask, v->green_mask, v->blue_mask}) {
+            int n = 0;
+            for (; m; m >>= 1) n += static_cast<int>(m & 1);
+            p.bits.push_back(n);
+        }
+    } else {
+        p.bits.assign(3, v->bits_per_rgb);
+    }
+    return p;
+}
+
+void open_kernel(const std::string& display) {
+    gopen_gks(nullptr);
+    ASSERT_EQ(gopen_ws(1, display.c_str(), GWS_WIN), 0);
+    float xv = 0, yv = 0;
+    ginq_maxview(1, &xv, &yv);
+    const float full[4] = {0, xv, 0, yv};
+    gset_ws_win(1, full);
+    const float vp[4] = {0.1f, 1.1f, 0.1f, 0.9f};
+    gset_vp(2, vp);
+    gset_win(2, vp);
+    gsel_norm_tran(2);
+}
+
+class WindowImage : public ::testing::TestWithParam<int> {};
+
+TEST_P(WindowImage, WindowShowsTheImageColoursAtTheViewportCorner) {
+    const int depth = GetParam();
+    sat_test::Xvfb server(depth);
+    ASSERT_FALSE(server.display().empty());
+    open_kernel(server.display());
+    ASSERT_EQ(gget_win_depth(), depth);
+    short vp[4];
+    gget_xviewport(vp);
+
+    TestImage base(301, 203, 64, 0), over(41, 23, 16, 3);
+    gload_image(&base.image, 0, 0);
+    // From the right and bottom: its far edges 10 pixels inside the viewport's.
+    goverlay_image(&over.image, "black", -10, -10);
+    gupdate_window();
+    const Ppm win = dump_window(server.display());
+    ASSERT_EQ(win.width, 640);
+    ASSERT_EQ(win.height, 512);
+
+    const Precision prec = precision_of_window();
+    const int ox = vp[0] + vp[2] - over.image.width - 10,
+              oy = vp[1] + vp[3] - over.image.height - 10;
+    int mismatches = 0, through = 0;
+    auto check = [&](const TestImage& img, int v, int wx, int wy) {
+        for (int c = 0; c < 3; ++c)
+            if (prec.seen(win, wx, wy, c) != prec.expect(img.channel(v, c), c) && ++mismatches < 10)
+                ADD_FAILURE() << "depth " << depth << " pixel " << wx << "," << wy << " value " << v
+                              << " channel " << c << ": " << prec.seen(win, wx, wy, c) << " want "
+                              << prec.expect(img.channel(v, c), c);
+    };
+    for (int y = 0; y < base.image.height; ++y)
+        for (int x = 0; x < base.image.width; ++x)
+            check(base, base.value(x, y), vp[0] + x, vp[1] + y);
+    for (int y = 0; y < over.image.height; ++y)
+        for (int x = 0; x < over.image.width; ++x) {
+            const int v = over.value(x, y);
+            if (v != 0)
+                check(over, v, ox + x, oy + y);
+            else
+                ++through;  // black lets the background through
+        }
+    EXPECT_GT(through, 0);
+    EXPECT_EQ(mismatches, 0);
+    // Outside the image the viewport keeps the background.
+    for (int c = 0; c < 3; ++c) {
+        EXPECT_EQ(win.at(vp[0] + base.image.width, vp[1], c), 0);
+        EXPECT_EQ(win.at(vp[0], vp[1] + base.image.height, c), 0);
+        EXPECT_EQ(win.at(vp[0] - 1, vp[1], c), 0);
+    }
+
+    // The window read back holds the same picture as the dump.
+    Image back{};
+    ASSERT_EQ(gget_image(&back), 1);
+    EXPECT_EQ(back.width, 640);
+    EXPECT_EQ(back.depth, depth);
+    IMG_free(&back);
+    gclose_ws();
+}
+
+INSTANTIATE_TEST_SUITE_P(Depths, WindowImage, ::testing::Values(24, 16, 8));
+
+}  // namespace

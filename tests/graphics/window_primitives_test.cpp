@@ -1,0 +1,357 @@
+// Lines, fills and markers on a real window (an Xvfb of the test's own): every
+// lit pixel must be one the world-to-pixel arithmetic gives, clipped to the
+// viewport, and read back from the server with XGetImage.
+// gtest before Xlib, whose macros (None, Bool) it would trip over.
+#include <gtest/gtest.h>
+// clang-format off
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+// clang-format on
+
+#include <cmath>
+#include <functional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "graphics/graphics.h"
+#include "xserver.h"
+
+namespace {
+
+using Pixel = std::pair<int, int>;  // column, row
+using PixelSet = std::set<Pixel>;
+
+// The window opens at 640 by 512; transformation 2 maps world 0..100 onto the
+// normalised viewport 0.1..1.1 by 0.1..0.9 of a workstation window 0..639/511 by 0..1.
+constexpr double WIN_W = 640, WIN_H = 512;
+constexpr double SCALE = (WIN_W - 1) / ((WIN_W - 1) / (WIN_H - 1));  // normalised to pixels
+
+double exact_x(double x) {
+    return (x / 100 * 1.0 + 0.1) * SCALE;
+}
+double exact_y(double y) {
+    return (1.0 - (y / 100 * 0.8 + 0.1)) * SCALE;
+}
+int px(double x) {
+    return static_cast<int>(exact_x(x) + 0.5);
+}
+int py(double y) {
+    return static_cast<int>(exact_y(y) + 0.5);
+}
+
+// Viewport in pixels, inclusive.
+const int VP_X0 = static_cast<int>(0.1 * SCALE + 0.5);
+const int VP_X1 = VP_X0 + static_cast<int>(1.1 * SCALE - VP_X0 + 1.5) - 1;
+const int VP_Y0 = static_cast<int>((1.0 - 0.9) * SCALE + 0.5);
+const int VP_Y1 = VP_Y0 + static_cast<int>((1.0 - 0.1) * SCALE - VP_Y0 + 1.5) - 1;
+
+class WindowPrimitives : public ::testing::Test {
+   protected:
+    static void SetUpTestSuite() {
+        server_ = new sat_test::Xvfb(24);
+        ASSERT_FALSE(server_->display().empty()) << "Xvfb did not start";
+        gopen_gks(nullptr);
+        ASSERT_EQ(gopen_ws(1, server_->display().c_str(), GWS_WIN), 0);
+        float xv = 0, yv = 0;
+        ginq_maxview(1, &xv, &yv);
+        const float full[4] = {0, xv, 0, yv};
+        gset_ws_win(1, full);
+        const float vp[4] = {0.1f, 1.1f, 0.1f, 0.9f}, wn[4] = {0, 100, 0, 100};
+        gset_vp(2, vp);
+        gset_win(2, wn);
+        gsel_norm_tran(2);
+        const float white[3] = {1, 1, 1}, red[3] = {1, 0, 0};
+        gset_colr_rep(1, 1, white);
+        gset_colr_rep(1, 2, red);
+    }
+    static void TearDownTestSuite() {
+        gclose_ws();
+        delete server_;
+    }
+    void SetUp() override {
+        gclear_ws();
+        gset_line_colr_ind(2);
+        gset_fill_colr_ind(2);
+        gset_marker_colr_ind(2);
+    }
+
+    // Every pixel of the drawing pixmap that is not the background.
+    static PixelSet lit() {
+        Display* d = gget_display();
+        XImage* im = XGetImage(d, gget_draw_window(), 0, 0, 640, 512, AllPlanes, ZPixmap);
+        PixelSet out;
+        const unsigned long back = static_cast<unsigned long>(gget_color_ind(-1));
+        for (int y = 0; y < 512; ++y)
+            for (int x = 0; x < 640; ++x)
+                if (XGetPixel(im, x, y) != back) {
+                    EXPECT_EQ(XGetPixel(im, x, y), static_cast<unsigned long>(gget_color_ind(2)))
+                        << x << "," << y;
+                    out.insert({x, y});
+                }
+        XDestroyImage(im);
+        return out;
+    }
+
+    static sat_test::Xvfb* server_;
+};
+sat_test::Xvfb* WindowPrimitives::server_ = nullptr;
+
+void add_row(PixelSet& s, int row, int from, int to) {
+    for (int x = from; x <= to; ++x) s.insert({x, row});
+}
+void add_col(PixelSet& s, int col, int from, int to) {
+    for (int y = from; y <= to; ++y) s.insert({col, y});
+}
+// A 45 degree line from (x0, y0), n + 1 pixels, stepping dx, dy of +-1.
+void add_diag(PixelSet& s, int x0, int y0, int dx, int dy, int n) {
+    for (int k = 0; k <= n; ++k) s.insert({x0 + k * dx, y0 + k * dy});
+}
+
+PixelSet clipped(const PixelSet& s) {
+    PixelSet out;
+    for (const Pixel& p : s)
+        if (p.first >= VP_X0 && p.first <= VP_X1 && p.second >= VP_Y0 && p.second <= VP_Y1)
+            out.insert(p);
+    return out;
+}
+
+struct LineCase {
+    const char* name;
+    int type;
+    float width;
+    std::vector<float> points;
+    std::function<PixelSet()> expected;
+};
+
+TEST_F(WindowPrimitives, LinesOfEveryTypeAndWidthLandOnTheirPixels) {
+    // Dash lists of the line types, on and off runs from the first point.
+    const std::vector<std::pair<int, std::vector<int>>> dashes = {
+        {2, {6, 6}}, {3, {3, 6}}, {4, {6, 6, 3, 6}}, {5, {2, 2}}};
+    std::vector<LineCase> cases = {
+        {"solid, runs off the viewport on the left",
+         1,
+         0,
+         {-20, 62, 60, 62},
+         [] {
+             PixelSet s;
+             add_row(s, py(62), VP_X0, px(60));
+             return s;
+         }},
+        {"solid, off the viewport on both sides",
+         1,
+         0,
+         {-50, 62, 150, 62},
+         [] {
+             PixelSet s;
+             add_row(s, py(62), VP_X0, VP_X1);
+             return s;
+         }},
+        {"vertical, off the top",
+         1,
+         0,
+         {33, 30, 33, 130},
+         [] {
+             PixelSet s;
+             add_col(s, px(33), VP_Y0, py(30));
+             return s;
+         }},
+        {"three-point polyline",
+         1,
+         0,
+         {25, 30, 70, 30, 70, 75},
+         [] {
+             PixelSet s;
+             add_row(s, py(30), px(25), px(70));
+             add_col(s, px(70), py(75), py(30));
+             return s;
+         }},
+    };
+    for (const auto& [type, list] : dashes)
+        cases.push_back({"dashed", type, 0, {10, 30, 90, 30}, [list = list] {
+                             PixelSet s;
+                             int period = 0;
+                             for (int v : list) period += v;
+                             for (int x = px(10); x <= px(90); ++x) {
+                                 int at = (x - px(10)) % period, on = 1;
+                                 for (int v : list) {
+                                     if (at < v) break;
+                                     at -= v;
+                                     on = !on;
+                                 }
+                                 if (on) s.insert({x, py(30)});
+                             }
+                             return s;
+                         }});
+    // Lines of width 1 and more cover width pixels across, from the point less
+    // half the width, and stop short of the last point (butt caps).
+    for (float w : {1.0f, 2.0f, 3.0f, 4.0f, 5.0f, 5.9f})
+        cases.push_back({"wide", 1, w, {10, 62, 60, 62}, [w] {
+                             PixelSet s;
+                             const int iw = static_cast<int>(w);
+                             for (int r = 0; r < iw; ++r)
+                                 add_row(s, py(62) - iw / 2 + r, px(10), px(60) - 1);
+                             return s;
+                         }});
+    for (const LineCase& c : cases) {
+        SCOPED_TRACE(std::string(c.name) + " type " + std::to_string(c.type) + " width " +
+                     std::to_string(c.width));
+        gclear_ws();
+        ASSERT_EQ(gset_linetype(c.type), 0);
+        ASSERT_EQ(gset_linewidth(c.width), 0);
+        gpolyline(static_cast<int>(c.points.size() / 2), c.points.data());
+        EXPECT_EQ(lit(), clipped(c.expected()));
+    }
+    gset_linetype(1);
+    gset_linewidth(1);
+}
+
+TEST_F(WindowPrimitives, FillsCoverTheAreaAndEdgeInTheirPattern) {
+    const float rect[] = {25, 30, 70, 30, 70, 75, 25, 75};
+    const float beyond[] = {-30, 30, 70, 30, 70, 140, -30, 140};
+    struct Case {
+        int style, pattern;
+        const float* points;
+        int x0, x1, y0, y1;
+    };
+    std::vector<Case> cases = {{1, 1, rect, px(25), px(70), py(75), py(30)},
+                               {1, 1, beyond, VP_X0, px(70), VP_Y0, py(30)}};
+    for (int p = 0; p < 20; ++p) cases.push_back({2, p, rect, px(25), px(70), py(75), py(30)});
+    for (const Case& c : cases) {
+        SCOPED_TRACE("style " + std::to_string(c.style) + " pattern " + std::to_string(c.pattern));
+        gclear_ws();
+        ASSERT_EQ(gset_fill_int_style(c.style), 0);
+        ASSERT_EQ(gset_fill_style_ind(c.pattern), 0);
+        gfill_area(4, c.points);
+        PixelSet want;
+        for (int y = c.y0; y <= c.y1; ++y)
+            for (int x = c.x0; x <= c.x1; ++x)
+                if (c.style == 1 || gfill_test(c.pattern, x, y)) want.insert({x, y});
+        EXPECT_EQ(lit(), want);
+    }
+    gset_fill_int_style(1);
+}
+
+TEST_F(WindowPrimitives, MarkersOfEveryTypeAroundThePoint) {
+    // Size 1.2 gives 12 pixels and a half size of 6.
+    constexpr int h = 6;
+    const double cx = exact_x(33) + 0.5, cy = exact_y(62) + 0.5;
+    const int x = static_cast<int>(cx), y = static_cast<int>(cy);
+    auto plus = [&](PixelSet& s) {
+        add_row(s, y, x - h, x + h);
+        add_col(s, x, y - h, y + h);
+    };
+    auto cross = [&](PixelSet& s) {
+        add_diag(s, x - h, y - h, 1, 1, 2 * h);
+        add_diag(s, x + h, y - h, -1, 1, 2 * h);
+    };
+    struct Case {
+        int type;
+        std::function<void(PixelSet&)> exact;            // the whole marker
+        std::vector<std::pair<double, double>> corners;  // or just these, all inside the box
+    };
+    const std::vector<Case> cases = {
+        {1,
+         [&](PixelSet& s) {
+             s.insert({{x, y}, {x + 1, y}, {x, y + 1}, {x + 1, y + 1}});
+         },
+         {}},
+        {2, plus, {}},
+        {3, [&](PixelSet& s) { plus(s), cross(s); }, {}},
+        {5, cross, {}},
+        {6,
+         [&](PixelSet& s) {
+             add_row(s, y - h, x - h, x + h), add_row(s, y + h, x - h, x + h);
+             add_col(s, x - h, y - h, y + h), add_col(s, x + h, y - h, y + h);
+         },
+         {}},
+        {8,
+         [&](PixelSet& s) {
+             s.insert({x, y});
+         },
+         {}},
+        {4, nullptr, {{-h, 0}, {-0.866 * h, 0.5 * h}, {0, h}, {0.5 * h, -0.866 * h}, {h, 0}}},
+        {7, nullptr, {{-h, h}, {h, h}, {0, -h}}},
+        {9, nullptr, {{-h, -h}, {h, -h}, {0, h}}},
+    };
+    ASSERT_EQ(gset_marker_size(1.2f), 0);
+    for (const Case& c : cases) {
+        SCOPED_TRACE("marker type " + std::to_string(c.type));
+        gclear_ws();
+        ASSERT_EQ(gset_marker_type(c.type), 0);
+        const float point[2] = {33, 62};
+        gpolymarker(1, point);
+        const PixelSet got = lit();
+        if (c.exact) {
+            PixelSet want;
+            c.exact(want);
+            EXPECT_EQ(got, want);
+            continue;
+        }
+        for (const auto& [dx, dy] : c.corners)
+            EXPECT_TRUE(got.count({static_cast<int>(cx + dx), static_cast<int>(cy + dy)}))
+                << dx << "," << dy;
+        for (const Pixel& p : got) {
+            EXPECT_LE(std::abs(p.first - x), h + 1);
+            EXPECT_LE(std::abs(p.second - y), h + 1);
+        }
+    }
+    gset_marker_type(1);
+}
+
+TEST_F(WindowPrimitives, BadAttributesAreRefusedWithTheirMessages) {
+    const float one[2] = {10, 10};
+    struct Case {
+        std::function<int()> call;
+        const char* message;
+    };
+    const std::vector<Case> cases = {
+        {[] { return gset_linetype(-1); }, "gset_linetype: invalid line type: -1"},
+        {[] { return gset_linewidth(-2); }, "gset_linewidth: invalid line width: -2.000000"},
+        {[] { return gset_line_colr_ind(300); }, "gset_line_colr_ind: invalid color index: 300"},
+        {[] { return gset_line_colr_ind(77); }, "gset_line_colr_ind: color index not initialized"},
+        {[] { return gset_fill_colr_ind(-2); }, "gset_fill_colr_ind: invalid color index: -2"},
+        {[] { return gset_fill_style_ind(20); }, "gset_fill_style_ind: invalid style index: 20"},
+        {[] { return gset_marker_size(-1); }, "gset_marker_size: invalid marker size: -1.000000"},
+        {[] { return gset_marker_width(-1); }, "gset_marker_width: invalid marker width"},
+        {[&] { return gpolyline(1, one); }, "gpolyline: invalid number of points: 1"},
+        {[] { return gsel_norm_tran(7); }, "gsel_norm_tran: invalid transformation number: 7"},
+        {[] { return gsel_norm_tran(-1); }, "gsel_norm_tran: invalid transformation number: -1"},
+    };
+    for (const Case& c : cases) {
+        ::testing::internal::CaptureStderr();
+        const int status = c.call();
+        const std::string err = ::testing::internal::GetCapturedStderr();
+        EXPECT_EQ(status, -1) << c.message;
+        EXPECT_NE(err.find(c.message), std::string::npos) << err;
+    }
+    // A print special draws in colour 1 on a window.
+    EXPECT_EQ(gset_line_colr_ind(501), 0);
+    EXPECT_EQ(gget_line_colr(), 1);
+    EXPECT_EQ(lit(), PixelSet{});
+}
+
+TEST_F(WindowPrimitives, ViewportAndClampsFollowTheTransformation) {
+    int vp[4];
+    gget_gviewport(vp);
+    EXPECT_EQ(vp[0], VP_X0);
+    EXPECT_EQ(vp[1], VP_Y0);
+    EXPECT_EQ(vp[0] + vp[2] - 1, VP_X1);
+    EXPECT_EQ(vp[1] + vp[3] - 1, VP_Y1);
+    EXPECT_EQ(xW_p(1e9f), 30000.0);
+    EXPECT_EQ(yW_p(1e9f), -30000.0);
+    EXPECT_EQ(xW_ps(1e9f), 100000.0);
+    EXPECT_NEAR(xp_W(static_cast<float>(xW_p(42.5f))), 42.5, 1e-4);
+    EXPECT_NEAR(yp_W(static_cast<float>(yW_p(17.25f))), 17.25, 1e-4);
+    // A window on a transformation not selected moves nothing.
+    const float other[4] = {-1000, 1000, -1000, 1000};
+    gset_win(3, other);
+    EXPECT_EQ(px(20), static_cast<int>(xW_p(20) + 0.5));
+    // A box touching the window edge is kept; one wholly beside it is not.
+    const float touching[4] = {100, 50, 130, 50}, beside[4] = {100.5f, 50, 130, 50};
+    EXPECT_TRUE(gpts_in_win(2, touching));
+    EXPECT_FALSE(gpts_in_win(2, beside));
+}
+
+}  // namespace
