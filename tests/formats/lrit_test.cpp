@@ -1,0 +1,328 @@
+// The LRIT reader on the real segments of the test data: raw samples against
+// the file's own bytes, JPEG segments against djpeg and the expected decodes,
+// the geostationary domain against PROJ, and broken and hostile copies.
+#include "formats/lrit.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "app/sat.h"
+#include "env/messages.h"
+#include "formats/image.h"
+#include "maps/projections.h"
+#include "test_support.h"
+
+namespace {
+
+const std::string kVis = "lrit/IMG_FD_01_VIS_20120101_024020_05.lrit";
+const std::string kIr = "lrit/IMG_FD_01_IR1_20120101_024020_01.lrit";
+const std::string kWv = "lrit/IMG_ENH_01_WV_20120101_000920_04.lrit";
+const std::string kMtsat = "lrit/mtsat1r_ir_seg3_eumetsat_layout_200912210900.lrit";
+const std::string kHrit = "lrit/IMG_FD_01_IR1_20120101_024020_01.hrit";
+const std::string kJpeg8 = "lrit/IMG_FD_01_VIS_20120101_024020_05_jpeg8.lrit";
+const std::string kJpeg12 = "lrit/IMG_FD_01_IR1_20120101_024020_01_jpeg12.hrit";
+const char* kCut = "SAT_read_LRIT: Image data cut short";
+const char* kBadJpeg = "SAT_read_LRIT: Bad JPEG data";
+const char* kBadParams = "SAT_read_LRIT: Invalid image parameters";
+const char* kBadRecord = "SAT_read_LRIT: Bad header record";
+
+struct Read {
+    Image image{};
+    int status;
+    std::string err;
+    explicit Read(const std::string& path) {
+        testing::internal::CaptureStderr();
+        status = SAT_read_LRIT(path.c_str(), &image);
+        err = testing::internal::GetCapturedStderr();
+    }
+    ~Read() { IMG_free(&image); }
+    std::string pixels() const {
+        return image.data ? std::string(reinterpret_cast<char*>(image.data),
+                                        size_t{1} * image.width * image.height)
+                          : std::string();
+    }
+};
+
+std::string real(const std::string& rel) {
+    return sat_test::read_file(sat_test::testdata(rel));
+}
+
+uint32_t be(const std::string& b, size_t at, int n) {
+    uint32_t v = 0;
+    for (int i = 0; i < n; i++) v = v << 8 | static_cast<unsigned char>(b[at + i]);
+    return v;
+}
+
+void put_be(std::string& b, size_t at, int n, uint32_t v) {
+    for (int i = n - 1; i >= 0; i--, v >>= 8) b[at + i] = static_cast<char>(v & 0xFF);
+}
+
+size_t header_length(const std::string& b) {
+    return be(b, 4, 4);
+}
+
+// Offset of the first record of a type in the header chain.
+size_t record(const std::string& b, int type) {
+    for (size_t at = 0; at < header_length(b); at += be(b, at + 1, 2))
+        if (static_cast<unsigned char>(b[at]) == type) return at;
+    ADD_FAILURE() << "no record " << type;
+    return 0;
+}
+
+// The pixels of a P5 file, rows as they stand.
+std::string pgm_pixels(const std::string& pgm) {
+    size_t at = 0;
+    for (int fields = 0; fields < 4; fields++) {
+        at = pgm.find_first_not_of(" \n", at);
+        at = pgm.find_first_of(" \n", at);
+    }
+    return pgm.substr(at + 1);
+}
+
+std::string flip_rows(const std::string& px, size_t width) {
+    std::string out;
+    for (size_t row = px.size() / width; row-- > 0;) out += px.substr(row * width, width);
+    return out;
+}
+
+class LritTest : public testing::Test {
+   protected:
+    void SetUp() override { MESS_reset(); }
+    sat_test::TempDir dir;
+    std::string copy(const std::string& bytes) {
+        sat_test::write_file(dir.file("copy.lrit"), bytes);
+        return dir.file("copy.lrit");
+    }
+};
+
+TEST_F(LritTest, RealSegmentsGiveTheirSizeDateTitleAndPixels) {
+    struct Case {
+        std::string file;
+        int nx, ny;
+        const char* label;
+        float plon;
+        std::string expected;  // the pixels, from an independent source
+    };
+    const std::string hrit = real(kHrit);
+    std::string hrit_rule;  // high byte first, bits 2 to 9
+    for (size_t i = header_length(hrit); i + 1 < hrit.size(); i += 2)
+        hrit_rule += static_cast<char>((be(hrit, i, 2) >> 2) & 0xFF);
+    auto raw8 = [](const std::string& rel) {
+        std::string b = real(rel);
+        return b.substr(header_length(b));
+    };
+    const Case cases[] = {
+        {kVis, 2200, 220, "0215Z  1 JAN 12", 128.2f, raw8(kVis)},
+        {kIr, 2200, 220, "0215Z  1 JAN 12", 128.2f, raw8(kIr)},
+        {kWv, 1547, 308, "2345Z 31 DEC 11", 128.2f, raw8(kWv)},
+        {kMtsat, 2752, 464, "0915Z 21 DEC 09", 140.0f, raw8(kMtsat)},
+        {kHrit, 2750, 275, "0215Z  1 JAN 12", 128.2f, hrit_rule},
+        {kJpeg8, 2200, 220, "0215Z  1 JAN 12", 128.2f,
+         pgm_pixels(real("lrit/IMG_FD_01_VIS_20120101_024020_05_jpeg8.expected.pgm"))},
+        {kJpeg12, 2750, 275, "0215Z  1 JAN 12", 128.2f,
+         pgm_pixels(real("lrit/IMG_FD_01_IR1_20120101_024020_01_jpeg12.expected_shr2.pgm"))},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        Read r(sat_test::testdata(c.file));
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.image.source, SAT_LRIT);
+        EXPECT_EQ(r.image.width, c.nx);
+        EXPECT_EQ(r.image.height, c.ny);
+        EXPECT_STREQ(r.image.date_label, c.label);
+        // The annotation record names the file.
+        const std::string base = c.file.substr(5, c.file.find('.') - 5);
+        if (c.file != kMtsat) {
+            EXPECT_EQ(std::string(r.image.info).find(base.substr(0, 30)), 0u) << r.image.info;
+        }
+        EXPECT_EQ(r.image.domain.proj, 9);
+        EXPECT_FLOAT_EQ(r.image.domain.plon, c.plon);
+        EXPECT_EQ(r.image.domain.nx, c.nx);
+        EXPECT_TRUE(r.pixels() == c.expected.substr(0, size_t{1} * c.nx * c.ny)) << "pixels differ";
+    }
+}
+
+TEST_F(LritTest, LittleEndianHritUnderTheHighByteFirstRule) {
+    // The samples are 10-bit counts stored low byte first. Read high byte
+    // first and shifted by 2, only the top two bits of the low byte survive:
+    // every pixel is 0, 64, 128 or 192.
+    Read r(sat_test::testdata(kHrit));
+    ASSERT_EQ(r.status, 0);
+    const std::string px = r.pixels();
+    EXPECT_EQ(std::set<char>(px.begin(), px.end()),
+              (std::set<char>{0, 64, static_cast<char>(128), static_cast<char>(192)}));
+    // The 12-bit JPEG of the same counts read little-endian keeps bits 2 to 9
+    // of them: row 0 near the centre column.
+    Read j(sat_test::testdata(kJpeg12));
+    const std::string jp = j.pixels();
+    EXPECT_EQ(std::vector<unsigned char>(jp.begin() + 1370, jp.begin() + 1376),
+              (std::vector<unsigned char>{186, 185, 184, 183, 182, 182}));
+}
+
+TEST_F(LritTest, JpegSegmentsAgreeWithDjpegInTheReadersRowOrder) {
+    const std::string b = real(kJpeg8);
+    sat_test::write_file(dir.file("seg.jpg"), b.substr(header_length(b)));
+    auto d = sat_test::run_program("/usr/bin/djpeg", {"-pnm", dir.file("seg.jpg")});
+    ASSERT_EQ(d.code, 0) << d.err;
+    Read r(sat_test::testdata(kJpeg8));
+    // lfac is negative: rows are stored from the bottom up.
+    EXPECT_TRUE(r.pixels() == flip_rows(pgm_pixels(d.out), 2200));
+
+    // The 16-bit expected decode and the stored bytes agree on bits 2 to 9.
+    const std::string e16 =
+        pgm_pixels(real("lrit/IMG_FD_01_IR1_20120101_024020_01_jpeg12.expected16.pgm"));
+    Read r12(sat_test::testdata(kJpeg12));
+    const std::string px = r12.pixels();
+    ASSERT_EQ(e16.size(), 2 * px.size());
+    size_t differ = 0;
+    for (size_t i = 0; i < px.size(); i++)
+        differ += static_cast<char>((be(e16, 2 * i, 2) >> 2) & 0xFF) != px[i];
+    EXPECT_EQ(differ, 0u);
+}
+
+// PROJ's geostationary view with the header's own factors places the centre
+// and the corners; the domain must put each within a pixel, or both must find
+// the point off the earth. Prints the worst distance in pixels.
+const char* kGeos = R"(
+import sys, math, pyproj
+cfac, lfac, coff, loff, seg, ncol, nrow, lon0 = map(float, sys.argv[1:9])
+ours = [float(v) for v in sys.argv[9:]]
+h = 42161000.0 - 6378137.0
+p = pyproj.Proj('+proj=geos +h=%f +a=6378137 +b=6356752 +lon_0=%f +sweep=y' % (h, lon0))
+sx, sy = math.radians(65536 / abs(cfac)), math.radians(65536 / abs(lfac))
+xdir, ydir = math.copysign(1, cfac), math.copysign(1, lfac)
+xc = (coff - int(ncol) // 2) * xdir * sx
+yc = (loff - (seg - 0.5) * nrow) * ydir * sy
+worst = 0
+pts = [((ncol - 1) / 2, (nrow - 1) / 2), (0, 0), (ncol - 1, 0), (0, nrow - 1), (ncol - 1, nrow - 1), ((ncol - 1) / 2, 0), ((ncol - 1) / 2, nrow - 1)]
+for k, (i, j) in enumerate(pts):
+    x = (xc + (i - (ncol - 1) / 2) * sx) * h
+    y = (yc - (j - (nrow - 1) / 2) * sy) * h
+    lon, lat = p(x, y, inverse=True)
+    proj_on = math.isfinite(lat) and abs(lat) <= 90
+    lat2, lon2 = ours[2 * k], ours[2 * k + 1]
+    if lat2 == -9999 or not proj_on:
+        worst = max(worst, 0 if (lat2 == -9999) == (not proj_on) else 99)
+        continue
+    x2, y2 = p(lon2, lat2)
+    worst = max(worst, abs(x2 - x) / (sx * h), abs(y2 - y) / (sy * h))
+print(worst)
+)";
+
+TEST_F(LritTest, FullDiskDomainsAgreeWithProj) {
+    for (const std::string& file : {kVis, kIr, kHrit}) {
+        SCOPED_TRACE(file);
+        const std::string b = real(file);
+        Read r(sat_test::testdata(file));
+        ASSERT_EQ(r.status, 0);
+        const Domain& d = r.image.domain;
+        const size_t nav = record(b, 2) + 3, seg = record(b, 128) + 3;
+        std::vector<std::string> args = {"-c", kGeos};
+        for (int k = 0; k < 4; k++)
+            args.push_back(std::to_string(static_cast<int32_t>(be(b, nav + 32 + 4 * k, 4))));
+        args.push_back(std::to_string(be(b, seg, 1)));
+        args.push_back(std::to_string(d.nx));
+        args.push_back(std::to_string(d.ny));
+        args.push_back("128.2");
+        const float fx = static_cast<float>(d.nx - 1), fy = static_cast<float>(d.ny - 1);
+        const float pts[7][2] = {{fx / 2, fy / 2}, {0, 0},      {fx, 0},     {0, fy},
+                                 {fx, fy},         {fx / 2, 0}, {fx / 2, fy}};
+        MAP_domain(&d);
+        for (const auto& pt : pts) {
+            float x, y, lat, lon;
+            MAP_grid_tran(pt[0], pt[1], &x, &y);
+            MAP_untran(x, y, &lat, &lon);
+            args.push_back(std::to_string(lat));
+            args.push_back(std::to_string(lon));
+        }
+        auto py = sat_test::run_program("/usr/bin/python3", args);
+        ASSERT_EQ(py.code, 0) << py.err;
+        EXPECT_LT(std::stod(py.out), 1.0);
+    }
+}
+
+TEST_F(LritTest, BrokenAndHostileCopiesAreRefused) {
+    const std::string vis = real(kVis), jpeg = real(kJpeg8), j12 = real(kJpeg12);
+    const size_t hdr = header_length(vis), jhdr = header_length(jpeg);
+    auto with = [](std::string b, size_t at, int n, uint32_t v) {
+        put_be(b, at, n, v);
+        return b;
+    };
+    const size_t structure = record(vis, 1), nav = record(vis, 2), func = record(vis, 3);
+    std::string not_geos = vis;
+    not_geos.replace(nav + 3, 4, "MERC");
+    std::string bad_entropy = jpeg;
+    for (size_t i = jhdr + 2000; i < jhdr + 2600; i += 7) bad_entropy[i] = static_cast<char>(0xFF);
+    // The frame header's precision byte of each stream.
+    const size_t sof8 = jpeg.find("\xff\xc0", jhdr),
+                 sof12 = j12.find("\xff\xc1", header_length(j12));
+    struct Case {
+        const char* what;
+        std::string bytes;
+        const char* message;  // start of standard error; empty when the read succeeds
+    };
+    const Case cases[] = {
+        {"empty", "", "SAT_read_LRIT: Projection \"\" is not geostationary"},
+        {"cut in the chain", vis.substr(0, nav + 10), "SAT_read_LRIT: Projection \"\" is not"},
+        {"cut in the pixels", vis.substr(0, vis.size() - 1), kCut},
+        {"grown", vis + std::string(1000, '\x7f'), ""},
+        {"record of length 0 loops", with(vis, func + 1, 2, 0),
+         "SAT_read_LRIT: Bad header record 3 of length 0"},
+        {"record of length 2", with(vis, structure + 1, 2, 2),
+         "SAT_read_LRIT: Bad header record 1"},
+        // The chain reads on into the pixels until a record is too short.
+        {"record overruns the header", with(vis, func + 1, 2, 65535), kBadRecord},
+        {"header length beyond the file", with(vis, 4, 4, 0x7FFFFFFF), kBadRecord},
+        {"header length never hit", with(vis, 4, 4, hdr + 1), kBadRecord},
+        {"not geostationary", not_geos, "SAT_read_LRIT: Projection \"MERC"},
+        {"column factor 0", with(vis, nav + 3 + 32, 4, 0), kBadParams},
+        {"no columns", with(vis, structure + 4, 2, 0), kBadParams},
+        {"absurd size, raw", with(with(vis, structure + 4, 2, 65535), structure + 6, 2, 65535),
+         kBadParams},
+        {"more lines than the file holds", with(vis, structure + 6, 2, 221), kCut},
+        {"absurd size, JPEG", with(with(jpeg, structure + 4, 2, 65535), structure + 6, 2, 65535),
+         kBadParams},
+        {"wavelet compression", with(real(kHrit), record(real(kHrit), 1) + 8, 1, 1),
+         "SAT_read_LRIT: Compression 1 is not supported"},
+        {"cut JPEG", jpeg.substr(0, jpeg.size() - 5000), kBadJpeg},
+        {"JPEG entropy data damaged", bad_entropy, kBadJpeg},
+        {"no JPEG frame", jpeg.substr(0, jhdr) + std::string(5000, '\0'),
+         "SAT_read_LRIT: No JPEG frame"},
+        {"16-bit JPEG", with(jpeg, sof8 + 4, 1, 16), "SAT_read_LRIT: JPEG precision of 16 bits"},
+        // Streams whose frame lies about the precision decode as noise, safely.
+        {"12-bit frame in 8-bit data", with(jpeg, sof8 + 4, 1, 12), ""},
+        {"cut 12-bit JPEG", j12.substr(0, j12.size() - 3000), kBadJpeg},
+        {"8-bit frame in 12-bit data", with(j12, sof12 + 4, 1, 8), ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Read r(copy(c.bytes));
+        EXPECT_EQ(r.status, *c.message ? -1 : 0);
+        EXPECT_EQ(r.err.substr(0, std::string(c.message).size()), c.message) << r.err;
+        if (*c.message) {
+            EXPECT_EQ(r.image.data, nullptr);
+        }
+    }
+}
+
+TEST_F(LritTest, ConventionAndRefusalEndToEnd) {
+    // The lrit convention is timed to the minute: the VIS segment says 02:15.
+    sat_test::write_file(dir.file("20120101_0215_vis.lrit"), real(kJpeg8));
+    auto r =
+        sat_test::run_sat({"-ba", "-pl", "none", "-me", "out2", "-sp", dir.path(), "-if",
+                           "lrit_lrit_vis", "-of", "img:" + dir.file("v.img"), "20120101_0215"});
+    EXPECT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("Date: 0215Z  1 JAN 12"), std::string::npos) << r.out;
+    EXPECT_TRUE(sat_test::file_exists(dir.file("v.img")));
+    std::string hrit = real(kHrit);
+    put_be(hrit, record(hrit, 1) + 8, 1, 1);
+    sat_test::write_file(dir.file("wavelet.hrit"), hrit);
+    r = sat_test::run_sat({"-ba", "-pl", "none", "-inp", "lrit", dir.file("wavelet.hrit")});
+    EXPECT_EQ(r.code, 10);
+    EXPECT_NE(r.err.find("Compression 1 is not supported"), std::string::npos) << r.err;
+}
+
+}  // namespace
