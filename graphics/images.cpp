@@ -39,6 +39,13 @@ struct XBuffer {
     }
 };
 
+int host_byte_order() {
+    const uint16_t probe = 1;
+    unsigned char first = 0;
+    std::memcpy(&first, &probe, 1);
+    return first ? LSBFirst : MSBFirst;
+}
+
 bool has_drawable() {
     return gget_display() && gget_draw_window();
 }
@@ -105,36 +112,57 @@ void expand_to_16(const Image* image, XImage* xim) {
     }
 }
 
-// 8-bit values to three bytes a pixel.
+// 8-bit values to 24-bit pixels: r, g, b (or b, g, r when blue is not the low
+// byte), three bytes a pixel high byte first, or as 32-bit words in the
+// server's own layout so that the server takes the rows as they are.
 void expand_to_24(const Image* image, XImage* xim) {
     const bool rgb = xim->blue_mask == 0xff;
-    std::array<std::array<unsigned char, 3>, 256> lut{};
+    std::array<uint32_t, 256> lut{};
     for (int v = 0; v < 256; ++v) {
-        auto& e = lut[static_cast<size_t>(v)];
-        if (!image->colors || image->num_colors == 0) {
-            e = {static_cast<unsigned char>(v), static_cast<unsigned char>(v),
-                 static_cast<unsigned char>(v)};
-            continue;
+        uint32_t r = static_cast<uint32_t>(v), g = r, b = r;
+        if (image->colors && image->num_colors > 0) {
+            const float* c = colour_of(image, v);
+            r = static_cast<unsigned char>(c[0] * 255.0f);
+            g = static_cast<unsigned char>(c[1] * 255.0f);
+            b = static_cast<unsigned char>(c[2] * 255.0f);
         }
-        const float* c = colour_of(image, v);
-        const auto r = static_cast<unsigned char>(c[0] * 255.0f);
-        const auto g = static_cast<unsigned char>(c[1] * 255.0f);
-        const auto b = static_cast<unsigned char>(c[2] * 255.0f);
-        e = rgb ? std::array<unsigned char, 3>{r, g, b} : std::array<unsigned char, 3>{b, g, r};
+        lut[static_cast<size_t>(v)] = rgb ? r << 16 | g << 8 | b : b << 16 | g << 8 | r;
     }
+    const bool words = xim->bits_per_pixel == 32;
     for (int row = 0; row < image->height; ++row) {
         const unsigned char* src =
             image->data + static_cast<size_t>(row) * static_cast<size_t>(image->bytes_per_line);
         unsigned char* dst = reinterpret_cast<unsigned char*>(xim->data) +
                              static_cast<size_t>(row) * static_cast<size_t>(xim->bytes_per_line);
+        if (words) {
+            for (int col = 0; col < image->width; ++col) {
+                const uint32_t p = lut[src[col]];
+                std::memcpy(dst + 4 * col, &p, 4);
+            }
+            continue;
+        }
         for (int col = 0; col < image->width; ++col) {
-            const auto& e = lut[src[col]];
-            dst[0] = e[0];
-            dst[1] = e[1];
-            dst[2] = e[2];
+            const uint32_t p = lut[src[col]];
+            dst[0] = static_cast<unsigned char>(p >> 16);
+            dst[1] = static_cast<unsigned char>(p >> 8);
+            dst[2] = static_cast<unsigned char>(p);
             dst += 3;
         }
     }
+}
+
+// Bits a pixel of the server's images of a depth; 0 if it has none.
+int server_bits_per_pixel(int depth) {
+    static int cached_depth = -1, cached_bits = 0;
+    if (depth == cached_depth) return cached_bits;
+    int n = 0;
+    XPixmapFormatValues* formats = XListPixmapFormats(gget_display(), &n);
+    cached_bits = 0;
+    for (int i = 0; i < n; ++i)
+        if (formats[i].depth == depth) cached_bits = formats[i].bits_per_pixel;
+    if (formats) XFree(formats);
+    cached_depth = depth;
+    return cached_bits;
 }
 
 // Swaps bytes 0 and 2 of each pixel of a 24-bit image, in place.
@@ -193,8 +221,12 @@ unsigned long pixel_at(const XImage* xim, const unsigned char* row, int col) {
         case 16:
             return static_cast<unsigned long>(row[2 * col] << 8 | row[2 * col + 1]);
         case 24: {
-            const unsigned char* p = row + (xim->bits_per_pixel == 32 ? 4 : 3) * col;
-            return static_cast<unsigned long>(p[0] << 16 | p[1] << 8 | p[2]);
+            const int step = xim->bits_per_pixel == 32 ? 4 : 3;
+            const unsigned char* p = row + step * col;
+            if (xim->byte_order == MSBFirst)
+                return step == 4 ? static_cast<unsigned long>(p[1] << 16 | p[2] << 8 | p[3])
+                                 : static_cast<unsigned long>(p[0] << 16 | p[1] << 8 | p[2]);
+            return static_cast<unsigned long>(p[2] << 16 | p[1] << 8 | p[0]);
         }
         default:
             return (row[col / 8] >> (col % 8)) & 1;
@@ -274,7 +306,15 @@ int gset_ximage_params(Image* image, _XImage* ximage) {
     } else {
         switch (depth) {
             case 24:
-                xim->bytes_per_line = image->width * 3;
+                // A server that keeps 24-bit pixels in 32-bit words gets them so:
+                // the same pixels, with no conversion in the client library.
+                if (image->depth == 8 && server_bits_per_pixel(24) == 32) {
+                    xim->bits_per_pixel = 32;
+                    xim->byte_order = host_byte_order();
+                    xim->bytes_per_line = image->width * 4;
+                } else {
+                    xim->bytes_per_line = image->width * 3;
+                }
                 break;
             case 15:
             case 16:

@@ -17,7 +17,9 @@ class Xvfb {
     explicit Xvfb(int depth, const std::string& size = "1280x1024") {
         int fds[2];
         if (pipe(fds) != 0) return;
-        const std::string screen = size + "x" + std::to_string(depth);
+        std::string screen = size;
+        screen += 'x';
+        screen += std::to_string(depth);
         const std::string fd = std::to_string(fds[1]);
         pid_ = fork();
         if (pid_ == 0) {
@@ -31,14 +33,14 @@ class Xvfb {
         }
         close(fds[1]);
         // Xvfb writes its display number once it accepts connections.
-        char buf[16] = {};
-        ssize_t n = 0, got = 0;
+        char buf[16] = {':'};
+        ssize_t n = 0, got = 1;
         while ((n = read(fds[0], buf + got, sizeof buf - 1 - static_cast<size_t>(got))) > 0) {
             got += n;
             if (buf[got - 1] == '\n') break;
         }
         close(fds[0]);
-        if (got > 0) display_ = ":" + std::string(buf, static_cast<size_t>(got - 1));
+        if (got > 2) display_.assign(buf, static_cast<size_t>(got - 1));
     }
     ~Xvfb() {
         if (pid_ > 0) {
