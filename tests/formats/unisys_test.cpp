@@ -1,0 +1,193 @@
+// The Unisys reader on the synthetic files of the test data, with their
+// expected pixels and header values, and on headers made by hand.
+#include "formats/unisys.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "app/sat.h"
+#include "env/messages.h"
+#include "formats/image.h"
+#include "navigation/area_nav.h"
+#include "test_support.h"
+
+namespace {
+
+struct Read {
+    Image image{};
+    int status;
+    std::string err;
+    explicit Read(const std::string& path) {
+        testing::internal::CaptureStderr();
+        status = SAT_read_Unisys(path.c_str(), &image);
+        err = testing::internal::GetCapturedStderr();
+    }
+    ~Read() { IMG_free(&image); }
+    std::string pixels() const {
+        return image.data ? std::string(reinterpret_cast<char*>(image.data),
+                                        size_t{1} * image.width * image.height)
+                          : std::string();
+    }
+};
+
+// A number of the expected JSON by its key; the keys are unique in these files.
+double json(const std::string& text, const std::string& key) {
+    const size_t at = text.find("\"" + key + "\":");
+    EXPECT_NE(at, std::string::npos) << key;
+    return at == std::string::npos ? -1e30
+                                   : std::strtod(text.c_str() + at + key.size() + 3, nullptr);
+}
+
+std::string pgm_pixels(const std::string& pgm) {
+    size_t at = 0;
+    for (int fields = 0; fields < 4; fields++) {
+        at = pgm.find_first_not_of(" \n", at);
+        at = pgm.find_first_of(" \n", at);
+    }
+    return pgm.substr(at + 1);
+}
+
+// The satellite coordinates of image line and element 0 and 1: the four
+// values that AREA_set_res last stored.
+std::vector<float> resolution() {
+    float l0, e0, l1, e1;
+    AREA_line_elem(1, 0, 0, &l0, &e0);
+    AREA_line_elem(1, 1, 1, &l1, &e1);
+    return {l0 + 1, e0 + 1, l1 - l0, e1 - e0};
+}
+
+class UnisysTest : public testing::Test {
+   protected:
+    void SetUp() override { MESS_reset(); }
+    sat_test::TempDir dir;
+    std::string copy(const std::string& bytes) {
+        sat_test::write_file(dir.file("copy.uni"), bytes);
+        return dir.file("copy.uni");
+    }
+};
+
+TEST_F(UnisysTest, SyntheticFilesGiveTheirExpectedPixelsAndDomains) {
+    for (const char* name : {"unisys_lambert_synthetic.uni", "unisys_unnav_synthetic.uni"}) {
+        SCOPED_TRACE(name);
+        const std::string path = sat_test::testdata(std::string("unisys/") + name);
+        const std::string want = sat_test::read_file(path + ".expected.json");
+        AREA_set_res(1, 2, 3, 4);
+        Read r(path);
+        ASSERT_EQ(r.status, 0) << r.err;
+        const Image& im = r.image;
+        EXPECT_EQ(im.source, json(want, "source"));
+        EXPECT_EQ(im.width, json(want, "width"));
+        EXPECT_EQ(im.height, json(want, "height"));
+        EXPECT_EQ(im.bytes_per_line, json(want, "bytes_per_line"));
+        EXPECT_EQ(im.bits_per_pixel, 8);
+        EXPECT_EQ(want.find(std::string("\"info\": \"") + im.info + "\""), want.find("\"info\""));
+        EXPECT_TRUE(r.pixels() == pgm_pixels(sat_test::read_file(path + ".expected.pgm")));
+        const Domain& d = im.domain;
+        EXPECT_EQ(d.proj, json(want, "proj"));
+        EXPECT_FLOAT_EQ(d.clat, json(want, "clat"));
+        EXPECT_FLOAT_EQ(d.clon, json(want, "clon"));
+        EXPECT_FLOAT_EQ(d.dx, json(want, "dx"));
+        EXPECT_FLOAT_EQ(d.dy, json(want, "dy"));
+        EXPECT_EQ(d.nx, json(want, "nx"));
+        EXPECT_EQ(d.ny, json(want, "ny"));
+        if (d.proj == 4) {
+            EXPECT_FLOAT_EQ(d.plat, json(want, "plat"));
+            EXPECT_FLOAT_EQ(d.plon, json(want, "plon"));
+            EXPECT_FLOAT_EQ(d.param[0], json(want, "param0"));
+            EXPECT_FLOAT_EQ(d.param[1], json(want, "param1"));
+            EXPECT_EQ(resolution(), (std::vector<float>{1, 2, 3, 4}));  // no "lr": untouched
+        } else {
+            EXPECT_EQ(resolution(), (std::vector<float>{static_cast<float>(json(want, "lcor")),
+                                                        static_cast<float>(json(want, "ecor")),
+                                                        static_cast<float>(json(want, "lres")),
+                                                        static_cast<float>(json(want, "eres"))}));
+        }
+        // The time token is seconds since 1970 in UTC, as Python breaks it down.
+        const std::string header = sat_test::read_file(path).substr(0, 200);
+        const size_t f = header.find(" fld") + 4;
+        auto py = sat_test::run_program(
+            "/usr/bin/python3", {"-c",
+                                 "import sys,time; t=time.gmtime(int(sys.argv[1])); "
+                                 "print(t.tm_year, t.tm_mon, t.tm_mday, t.tm_hour, t.tm_min)",
+                                 header.substr(f, header.find(' ', f) - f)});
+        char when[64];
+        std::snprintf(when, sizeof when, "%d %d %d %d %d\n", im.date.year, im.date.month,
+                      im.date.day, im.date.hour, im.date.minute);
+        EXPECT_EQ(py.out, when);
+    }
+}
+
+TEST_F(UnisysTest, HandMadeHeaders) {
+    std::string filler;
+    for (int i = 0; i < 27; i++) filler += " zz";
+    const std::string open30 = "idOPEN x16 y8" + filler + " ";
+    std::string tail;
+    for (int i = 0; i < 128; i++) tail += static_cast<char>('A' + i % 26);
+    struct Case {
+        const char* what;
+        std::string bytes;
+        int status;
+        const char* message;
+        float dx;
+    };
+    const Case cases[] = {
+        // Three matches suffice without "end": the pixels start where the 30
+        // tokens leave the stream.
+        {"no end, three matches", open30 + tail, 0, "", 1.0f},
+        {"no end, two matches", "idX x8 " + tail, -1,
+         "SAT_read_Unisys: Unable to determine image parameters", 0},
+        {"range with a value is no keyword", "x16 y8 range5 end " + tail, 0, "", 1.0f},
+        {"range alone", "x16 y8 range end " + tail, 0, "", 0.08f},
+        {"lr without a number", "x16 y8 ssn5 sr2 lr end " + tail, 0, "", 1.0f},
+        {"no width", "y8 end " + tail, -1, "SAT_read_Unisys: Invalid image parameters", 0},
+        {"negative height", "x8 y-8 end " + tail, -1, "SAT_read_Unisys: Invalid image parameters",
+         0},
+        {"absurd size", "x2000000000 y2000000000 end", -1, "SAT_read_Unisys: Image data cut short",
+         0},
+        {"cut pixels", "x8 y8 end " + tail.substr(0, 40), -1,
+         "SAT_read_Unisys: Image data cut short", 0},
+        {"empty", "", -1, "SAT_read_Unisys: Unable to determine image parameters", 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        AREA_set_res(1, 2, 3, 4);
+        Read r(copy(c.bytes));
+        EXPECT_EQ(r.status, c.status);
+        EXPECT_EQ(r.err.substr(0, std::strlen(c.message)), c.message) << r.err;
+        if (c.status != 0) {
+            EXPECT_EQ(r.image.data, nullptr);
+            continue;
+        }
+        EXPECT_EQ(r.image.domain.dx, c.dx);
+        EXPECT_EQ(resolution(), (std::vector<float>{1, 2, 3, 4}));
+        // Pixel i is byte i of the file from the end of the header on.
+        const size_t p = c.bytes.find("ABCDE");  // behind the header and one separator
+        std::string want(128, '\0');
+        for (size_t i = p; i < want.size(); i++) want[i] = c.bytes[i];
+        EXPECT_TRUE(r.pixels() == want);
+    }
+}
+
+TEST_F(UnisysTest, ConventionsEndToEnd) {
+    const std::string lambert = sat_test::testdata("unisys/unisys_lambert_synthetic.uni");
+    sat_test::write_file(dir.file("20120101_0230_ir.uni"), sat_test::read_file(lambert));
+    auto r =
+        sat_test::run_sat({"-ba", "-pl", "none", "-me", "out2", "-sp", dir.path(), "-if",
+                           "unis_unisys_ir", "-of", "img:" + dir.file("u.img"), "20120101_0230"});
+    EXPECT_EQ(r.code, 0) << r.err;
+    EXPECT_NE(r.out.find("Info: SYNTH_LC"), std::string::npos) << r.out;
+    EXPECT_TRUE(sat_test::file_exists(dir.file("u.img")));
+    r = sat_test::run_sat({"-ba", "-pl", "none", "-inp", "unisat", "-of",
+                           "img:" + dir.file("n.img"),
+                           sat_test::testdata("unisys/unisys_unnav_synthetic.uni")});
+    EXPECT_EQ(r.code, 0) << r.err;
+    sat_test::write_file(dir.file("bad.uni"), "idX x1");
+    r = sat_test::run_sat({"-ba", "-pl", "none", "-inp", "unisat", dir.file("bad.uni")});
+    EXPECT_EQ(r.code, 10);
+    EXPECT_NE(r.err.find("Unable to determine image parameters"), std::string::npos) << r.err;
+}
+
+}  // namespace
