@@ -331,10 +331,9 @@ int DATE_decode_label(const char* text, Date* date) {
         name[0] = '\0';
         matched = true;
     }
-    if (matched) {
-        if (date->year < 50) date->year += 2000;
-        if (date->year < 200) date->year += 1900;
-    }
+    // The year rules hold for every text, so an unread year (-9999) comes out shifted.
+    if (date->year < 50) date->year += 2000;
+    if (date->year < 200) date->year += 1900;
     date->month = DATE_decode_month(name);
     return 0;
 }

@@ -283,7 +283,8 @@ FILE* open_on_path(const char* name, std::string* tried, Lookup lookup) {
     *tried = path;
     FILE* file = nullptr;
     if (lookup != Lookup::installed_only) {
-        file = FILE_open_user(path, "r", typed_text ? 1 : 0);
+        // Typed is the name as it stands: a directory put in front comes from elsewhere.
+        file = FILE_open_user(path, "r", typed_text && *tried == name ? 1 : 0);
         if (file || lookup == Lookup::path_only) return file;
     }
     if (FILE_fullpath(name) || FILE_is_stdio(name) || name[0] == '|') return nullptr;

@@ -356,9 +356,10 @@ int hour_to_date(const char* t, Date* out) {
     } else {
         std::sscanf(t, "%d:%d", &hour, &minute);
         if (t[0] == '-' && hour == 0) {
-            // "-0:30" is thirty minutes back, not hour zero.
+            // "-0:30" is thirty minutes back, not hour zero; a bare "-0" negates the
+            // missing minute as well.
             hour = -9999;
-            if (minute != -9999) minute = negated(minute);
+            minute = negated(minute);
         }
     }
     DATE_init(out);

@@ -383,8 +383,8 @@ char* wmo_to_id(char* out, int number) {
             std::snprintf(out, 6, "%s%4.4d", r.prefix, number % 10000);
         return out;
     }
-    // A number outside the station range keeps at most five characters.
-    std::snprintf(out, 6, "%5.5d", number);
+    // A number outside the station ranges is written whole, at least five digits.
+    std::snprintf(out, WMO_ID_SIZE, "%5.5d", number);
     return out;
 }
 

@@ -52,6 +52,8 @@ size_t fread_short_swap(void* p, FILE* file);
 size_t fread_long_swap(void* p, FILE* file);
 size_t fread_double_swap(void* p, FILE* file);
 
-// Station identifiers. `out` needs 6 bytes.
+// Station identifiers. `out` needs WMO_ID_SIZE bytes: a number in no station range is
+// written whole ("%5.5d"), which takes up to eleven characters.
+constexpr int WMO_ID_SIZE = 12;
 char* wmo_to_id(char* out, int number);
 int id_to_wmo(const char* id, int* number);

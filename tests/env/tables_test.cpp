@@ -110,10 +110,10 @@ TEST(ByteOrder, SetupSwapsAndReads) {
 }
 
 TEST(Stations, ConversionsBothWays) {
-    char out[6];
+    char out[WMO_ID_SIZE];
     std::istringstream to_id(
         "72530 K2530 3772 EG772 25000 U5000 99999 99999 0 00000 94767 Y4767 91700 N1700 "
-        "40149 OL149 40150 LL150 67754 67754 67755 FV755 123456 12345");
+        "40149 OL149 40150 LL150 67754 67754 67755 FV755 123456 123456 -2147483648 -2147483648");
     int number;
     std::string id;
     while (to_id >> number >> id) EXPECT_STREQ(wmo_to_id(out, number), id.c_str()) << number;
@@ -141,7 +141,7 @@ TEST(Stations, RoundTripOverEveryStationNumber) {
     // and the pair DR has no base.
     int checked = 0;
     for (int number = 0; number <= 99999; number++) {
-        char id[6];
+        char id[WMO_ID_SIZE];
         int back = -1;
         int status = id_to_wmo(wmo_to_id(id, number), &back);
         int expect = number;
