@@ -1,0 +1,299 @@
+// Wind barbs, weather symbols and a raw file plot on a real window (an Xvfb of
+// the test's own), checked on the pixels read back from the server.
+// gtest before Xlib, whose macros (None, Bool) it would trip over.
+#include <gtest/gtest.h>
+// clang-format off
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+// clang-format on
+
+#include <cmath>
+#include <cstdio>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "env/domains.h"
+#include "env/resources.h"
+#include "graphics/graphics.h"
+#include "maps/projections.h"
+#include "overlays/cities.h"
+#include "overlays/raw_plot.h"
+#include "overlays/symbols.h"
+#include "test_support.h"
+#include "tests/graphics/xserver.h"
+
+namespace {
+
+using Pixel = std::pair<int, int>;  // column, row
+using PixelSet = std::set<Pixel>;
+
+// Transformation 2 maps the world window onto the normalised viewport 0.1..1.1 by
+// 0.1..0.9 of a workstation window 0..(639/511) by 0..1 on the 640 by 512 window.
+constexpr int WIN_W = 640, WIN_H = 512;
+constexpr double SCALE = WIN_H - 1;  // normalised to pixels
+double pixel_x(double fx) {
+    return (0.1 + fx) * SCALE;
+}  // fx: 0..1 of the window
+double pixel_y(double fy) {
+    return (1.0 - (0.1 + 0.8 * fy)) * SCALE;
+}
+
+class SymbolsWindow : public ::testing::Test {
+   protected:
+    static void SetUpTestSuite() {
+        server_ = new sat_test::Xvfb(24);
+        ASSERT_FALSE(server_->display().empty()) << "Xvfb did not start";
+        gopen_gks(nullptr);
+        ASSERT_EQ(gopen_ws(1, server_->display().c_str(), GWS_WIN), 0);
+        float xv = 0, yv = 0;
+        ginq_maxview(1, &xv, &yv);
+        const float full[4] = {0, xv, 0, yv};
+        gset_ws_win(1, full);
+        const float vp[4] = {0.1f, 1.1f, 0.1f, 0.9f};
+        gset_vp(2, vp);
+        const float white[3] = {1, 1, 1}, red[3] = {1, 0, 0};
+        gset_colr_rep(1, 1, white);
+        gset_colr_rep(1, 2, red);
+    }
+    static void TearDownTestSuite() {
+        gclose_ws();
+        delete server_;
+    }
+    void SetUp() override {
+        world(0, 100, 0, 100);
+        gclear_ws();
+        gset_line_colr_ind(2);
+        gset_fill_colr_ind(2);
+        gset_marker_colr_ind(2);
+        gset_linetype(1);
+        gset_linewidth(0);
+    }
+    void TearDown() override {
+        WX_reset();
+        CTY_free();
+        RES_reset();
+    }
+    static void world(float x0, float x1, float y0, float y1) {
+        const float wn[4] = {x0, x1, y0, y1};
+        gset_win(2, wn);
+        gsel_norm_tran(2);
+    }
+    static PixelSet lit() {
+        Display* d = gget_display();
+        XImage* im = XGetImage(d, gget_draw_window(), 0, 0, WIN_W, WIN_H, AllPlanes, ZPixmap);
+        PixelSet out;
+        const unsigned long back = static_cast<unsigned long>(gget_color_ind(-1));
+        for (int y = 0; y < WIN_H; ++y)
+            for (int x = 0; x < WIN_W; ++x)
+                if (XGetPixel(im, x, y) != back) out.insert({x, y});
+        XDestroyImage(im);
+        return out;
+    }
+    static sat_test::Xvfb* server_;
+};
+sat_test::Xvfb* SymbolsWindow::server_ = nullptr;
+
+// Runs of lit rows in one column, as (first, last) pairs from the top.
+std::vector<std::pair<int, int>> runs_in_column(const PixelSet& s, int column) {
+    std::vector<std::pair<int, int>> runs;
+    for (int y = 0; y < WIN_H; ++y) {
+        if (!s.count({column, y})) continue;
+        if (!runs.empty() && runs.back().second == y - 1)
+            runs.back().second = y;
+        else
+            runs.push_back({y, y});
+    }
+    return runs;
+}
+
+TEST_F(SymbolsWindow, BarbsHaveHalfBarbsBarbsAndFlagsWhereTheyBelong) {
+    // A wind from the north: the staff runs up from (50, 20) to (50, 80) and the
+    // feathers go off to the right. The column a tenth of the staff length to its
+    // right meets a long or half barb that starts at fraction f at f + 0.024, and
+    // the flag that starts at f from f + 0.024 to f + 0.12.
+    const float x = 50, y = 20, length = 60;
+    struct Feather {
+        double from, to;  // fractions of the staff where the column crosses
+    };
+    struct Case {
+        float speed;
+        double reach;  // how far the feathers reach to the side, in staff lengths
+        std::vector<Feather> feathers;
+    } cases[] = {
+        {2, 0, {}},
+        {5, 0.25, {{0.904, 0.904}}},
+        {10, 0.5, {{0.904, 0.904}}},
+        {50, 0.5, {{0.904, 1.0}}},
+        {65, 0.5, {{0.904, 1.0}, {0.784, 0.784}, {0.664, 0.664}}},
+        {1000,
+         0.5,
+         {{0.904, 1.0}, {0.784, 0.88}, {0.664, 0.76}, {0.544, 0.64}, {0.424, 0.52}, {0.304, 0.4}}},
+    };
+    const int staff = static_cast<int>(pixel_x(x / 100.0) + 0.5);
+    const int column = static_cast<int>(pixel_x((x + 0.1 * length) / 100.0) + 0.5);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.speed);
+        gclear_ws();
+        ASSERT_EQ(WIND_barb(x, y, 0, c.speed, length, 0), 0);
+        PixelSet s = lit();
+        // The staff: its column lit from the point to the end.
+        for (double f : {0.05, 0.5, 0.95})
+            EXPECT_TRUE(s.count({staff, static_cast<int>(pixel_y((y + f * length) / 100.0) + 0.5)}))
+                << f;
+        int right = staff;
+        for (const Pixel& p : s) right = std::max(right, p.first);
+        EXPECT_NEAR(right, pixel_x((x + c.reach * length) / 100.0), 1.5);
+        auto runs = runs_in_column(s, column);
+        ASSERT_EQ(runs.size(), c.feathers.size());
+        for (size_t i = 0; i < runs.size(); ++i) {
+            const Feather& f = c.feathers[i];
+            // Runs come from the top, feathers from the end of the staff.
+            EXPECT_NEAR(runs[i].first, pixel_y((y + f.to * length) / 100.0), 1.5) << i;
+            EXPECT_NEAR(runs[i].second, pixel_y((y + f.from * length) / 100.0), 1.5) << i;
+        }
+    }
+    // 300 knots and more draw the same.
+    gclear_ws();
+    WIND_barb(x, y, 0, 300, length, 0);
+    PixelSet at300 = lit();
+    gclear_ws();
+    WIND_barb(x, y, 0, 1000, length, 0);
+    EXPECT_EQ(lit(), at300);
+    // Missing or calm winds draw nothing.
+    gclear_ws();
+    EXPECT_EQ(WIND_barb(x, y, -9999, 10, length, 0), -1);
+    EXPECT_EQ(WIND_barb(x, y, 0, 0, length, 0), -1);
+    EXPECT_EQ(WIND_vect(x, y, 0, -9999, 1, 1), -1);
+    EXPECT_EQ(WIND_track(x, y, 0, 0, 1, 4), -1);
+    EXPECT_TRUE(lit().empty());
+}
+
+TEST_F(SymbolsWindow, CloudCircleFillsItsShare) {
+    // The share of the disk that is filled, on the pixels inside the circle.
+    struct Case {
+        const char* code;
+        double low, high;
+    } cases[] = {{"0", 0.0, 0.05}, {"2", 0.22, 0.3}, {"4", 0.47, 0.55}, {"6", 0.72, 0.8},
+                 {"7", 0.78, 0.9}, {"8", 0.97, 1.0}, {"?", 0.0, 0.12}};
+    const double cx = pixel_x(0.5), cy = pixel_y(0.5);
+    const double rx = 0.2 * SCALE, ry = 0.2 * 0.8 * SCALE;  // radius 20 units
+    for (const Case& c : cases) {
+        gclear_ws();
+        WX_cloud(50, 50, 20, c.code);
+        PixelSet s = lit();
+        int inside = 0, filled = 0;
+        for (int py = static_cast<int>(cy - ry); py <= cy + ry; ++py)
+            for (int px = static_cast<int>(cx - rx); px <= cx + rx; ++px) {
+                double u = (px - cx) / rx, v = (py - cy) / ry;
+                if (u * u + v * v > 0.8) continue;  // well inside the outline
+                inside++;
+                filled += s.count({px, py}) > 0;
+            }
+        double share = static_cast<double>(filled) / inside;
+        EXPECT_GE(share, c.low) << c.code;
+        EXPECT_LE(share, c.high) << c.code;
+    }
+}
+
+// Projects with pyproj: x and y in metres of a spherical earth of the map's radius.
+std::pair<double, double> pyproj(const std::string& proj, double lat, double lon) {
+    char script[512];
+    std::snprintf(script, sizeof script,
+                  "import pyproj\n"
+                  "t = pyproj.Transformer.from_crs('+proj=lonlat +R=6371220', '%s +R=6371220')\n"
+                  "print('%%.3f %%.3f' %% t.transform(%.8f, %.8f))\n",
+                  proj.c_str(), lon, lat);
+    auto r = sat_test::run_program("/usr/bin/python3", {"-c", script});
+    double x = NAN, y = NAN;
+    std::sscanf(r.out.c_str(), "%lf %lf", &x, &y);
+    return {x, y};
+}
+
+TEST_F(SymbolsWindow, WeatherSymbolStandsOnItsStation) {
+    if (!sat_test::file_exists("/usr/bin/python3")) GTEST_SKIP() << "no python3";
+    Domain d;
+    ASSERT_EQ(DOM_decode("ps,38.9,-77,41,31,0.2,0.2", &d), 1);
+    MAP_domain(&d);
+    float limits[4];
+    MAP_get_limits(limits);
+    world(limits[0], limits[1], limits[2], limits[3]);
+    ASSERT_GT(CTY_store("sao.cty", CTY_STORE_LOC, &d, 10), 10);
+    const std::string proj = "+proj=stere +lat_0=90 +lat_ts=60 +lon_0=-77";
+    const auto centre = pyproj(proj, 38.9, -77.0);
+    ASSERT_FALSE(std::isnan(centre.first));
+    const double half_x = (limits[1] - limits[0]) / 2, half_y = (limits[3] - limits[2]) / 2;
+    // Positions as OurAirports has them.
+    struct Station {
+        const char* id;
+        double lat, lon;
+    } stations[] = {{"KDCA", 38.8521, -77.037697},
+                    {"KIAD", 38.9445, -77.455803},
+                    {"KBWI", 39.1754, -76.668297}};
+    const float size = 0.4f;  // 40 km: a circle of 0.35 size around the centre
+    for (const Station& st : stations) {
+        SCOPED_TRACE(st.id);
+        gclear_ws();
+        CityXY rec{};
+        ASSERT_EQ(CTY_search(st.id, &rec), 1);
+        GPH_text_align(2, 3);
+        ASSERT_EQ(WX_symb(rec.x, rec.y, "00", size), 1);
+        PixelSet s = lit();
+        ASSERT_FALSE(s.empty());
+        double sx = 0, sy = 0;
+        int left = WIN_W, right = 0, top = WIN_H, bottom = 0;
+        for (const Pixel& p : s) {
+            left = std::min(left, p.first), right = std::max(right, p.first);
+            top = std::min(top, p.second), bottom = std::max(bottom, p.second);
+        }
+        sx = (left + right) / 2.0;
+        sy = (top + bottom) / 2.0;
+        const auto at = pyproj(proj, st.lat, st.lon);
+        const double wx = (at.first - centre.first) * 1e-5 + half_x;  // 100 km units
+        const double wy = (at.second - centre.second) * 1e-5 + half_y;
+        EXPECT_NEAR(sx, pixel_x(wx / (2 * half_x)), 1.0);
+        EXPECT_NEAR(sy, pixel_y(wy / (2 * half_y)), 1.0);
+    }
+    EXPECT_EQ(WX_symb(0, 0, "", size), 0);
+    EXPECT_EQ(WX_symb(0, 0, " 61", size), 0);
+    EXPECT_EQ(WX_symb(0, 0, "nosuch", size), 0);
+    EXPECT_EQ(WX_symb_count(), 100);
+}
+
+TEST_F(SymbolsWindow, RawFileHonoursSkipMinAndMax) {
+    // 1000 points on a 40 by 25 grid of the plain world (no projection: x is the
+    // first coordinate, y the second), the value of each its number.
+    sat_test::TempDir dir;
+    std::string text = "W points\nlabel\n!Grid\nid lat lon n $\n";
+    auto where = [](int i) {
+        return std::make_pair(2.0f + (i % 40) * 2.4f, 4.0f + (i / 40) * 3.8f);
+    };
+    for (int i = 0; i < 1000; i++) {
+        char line[64];
+        std::snprintf(line, sizeof line, "P%d %.2f %.2f %d\n", i, where(i).first, where(i).second,
+                      i);
+        text += line;
+    }
+    sat_test::write_file(dir.file("grid.raw"), text);
+    RES_put("raw_path", dir.path().c_str());
+    Domain none;
+    DOM_init(&none);
+    MAP_domain(&none);
+    ASSERT_EQ(RAW_plot_file("grid.raw:mk=plus:sk=3:mn=100:mx=899", nullptr), 0);
+    int expected = 0;
+    PixelSet s = lit();
+    for (int i = 0; i < 1000; i++) {
+        bool drawn = i % 3 == 0 && i >= 100 && i <= 899;
+        expected += drawn;
+        int px = static_cast<int>(pixel_x(where(i).first / 100.0) + 0.5);
+        int py = static_cast<int>(pixel_y(where(i).second / 100.0) + 0.5);
+        bool any = false;
+        for (int dx = -1; dx <= 1; dx++)
+            for (int dy = -1; dy <= 1; dy++) any = any || s.count({px + dx, py + dy});
+        EXPECT_EQ(any, drawn) << i;
+    }
+    EXPECT_EQ(RAW_plot_count(), expected);
+}
+
+}  // namespace
