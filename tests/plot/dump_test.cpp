@@ -1,0 +1,206 @@
+// Plot dumps on a window of an Xvfb of the test's own: GIF (plain, interlaced,
+// transparent), PNG and XWD files decode with giflib and netpbm to the pixels
+// that xwd reads from the same window; names follow the convention's keys, and
+// the program itself names its dumps from -pp and -of.
+#include "plot/dump.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "formats/gif.h"
+#include "formats/xwd.h"
+#include "graphics/graphics.h"
+#include "tests/formats/gif_png_xwd_oracle.h"
+#include "tests/graphics/xserver.h"
+
+namespace {
+
+using namespace raster_test;
+using sat_test::read_file;
+
+// Runs the test body in a directory of its own, where relative dump names land.
+class InDir {
+   public:
+    explicit InDir(const std::string& dir) {
+        if (!getcwd(home_, sizeof home_) || chdir(dir.c_str()) != 0) std::abort();
+    }
+    ~InDir() {
+        if (chdir(home_) != 0) std::abort();
+    }
+
+   private:
+    char home_[4096];
+};
+
+// A window with a picture of many colours in its viewport, framed by background.
+void draw_window(const std::string& display) {
+    gopen_gks(nullptr);
+    ASSERT_EQ(gopen_ws(1, display.c_str(), GWS_WIN), 0);
+    float xv = 0, yv = 0;
+    ginq_maxview(1, &xv, &yv);
+    const float full[4] = {0, xv, 0, yv};
+    gset_ws_win(1, full);
+    const float vp[4] = {0.1f, 0.9f, 0.1f, 0.9f};
+    gset_vp(2, vp);
+    gset_win(2, vp);
+    gsel_norm_tran(2);
+    Held picture;
+    Rgb unused;
+    make_picture(Layout::Mapped8Padded, 301, 203, 60, picture.get(), &unused);
+    gload_image(picture.get(), 0, 0);
+    gupdate_window();
+}
+
+Rgb window_by_xwd(const std::string& display, const std::string& dir) {
+    sat_test::RunOptions options;
+    options.env["DISPLAY"] = display;
+    const std::string out = dir + "/window.xwd";
+    auto r = sat_test::run_program(
+        "/usr/bin/xwd",
+        {"-nobdrs", "-silent", "-id", std::to_string(gget_root_window()), "-out", out}, options);
+    EXPECT_EQ(r.code, 0) << r.err;
+    return oracle("xwdtopnm", out);
+}
+
+// Whether a dump shows the window's colours. A 16-bit window's channels come out
+// of GIF and PNG as their bits shifted up, where xwdtopnm scales them to 255; an
+// 8-bit window's colour map is read as fractions, truncated where xwdtopnm rounds,
+// and taken as full above 0.99.
+bool same_colours(const Rgb& dump, const Rgb& window, int depth) {
+    if (depth == 24 || dump.width != window.width || dump.height != window.height)
+        return dump == window;
+    for (size_t i = 0; i < dump.rgb.size(); i++) {
+        const int d = dump.rgb[i], w = window.rgb[i];
+        if (depth == 8 && std::abs(d - w) > 1 && !(d == 255 && w >= 252)) return false;
+        if (depth == 16) {
+            const int bits = i % 3 == 1 ? 6 : 5, max = (1 << bits) - 1;
+            if (d >> (8 - bits) != (w * max + 127) / 255) return false;
+        }
+    }
+    return true;
+}
+
+class Dump : public ::testing::TestWithParam<int> {
+   protected:
+    void TearDown() override {
+        GIF_interlace(0);
+        GIF_transparent(0);
+        PLT_reset_dump();
+    }
+};
+
+// Closes the workstation before the server it stands on goes.
+struct Workstation {
+    ~Workstation() { gclose_ws(); }
+};
+
+TEST_P(Dump, FilesDecodeToTheWindowPixelsReadByXwd) {
+    const int depth = GetParam();
+    sat_test::Xvfb server(depth);
+    ASSERT_FALSE(server.display().empty());
+    sat_test::TempDir dir;
+    InDir here(dir.path());
+    Workstation ws;
+    draw_window(server.display());
+    const Rgb window = window_by_xwd(server.display(), dir.path());
+    ASSERT_GT(window.width, 0);
+    // An 8-bit window dumps to PNG in the colour of its first pixel.
+    Rgb flat = window;
+    for (size_t i = 3; i < flat.rgb.size(); i++) flat.rgb[i] = flat.rgb[i % 3];
+
+    struct Case {
+        int type;
+        const char* name;  // the convention, with the frame key
+        const char* file;  // what it becomes with no frames
+        const char* tool;
+        int interlace;
+    };
+    const Case cases[] = {
+        {PLT_DUMP_GIF, "%i.gif", "win.gif", "giftopnm", 0},
+        {PLT_DUMP_GIF, "inter_%i.gif", "inter_win.gif", "giftopnm", 1},
+        {PLT_DUMP_PNG, "%i.png", "win.png", "pngtopam", 0},
+        {PLT_DUMP_XWD, "%i.xwd", "win.xwd", "xwdtopnm", 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        GIF_interlace(c.interlace);
+        PLT_set_dump(c.type, c.name);
+        EXPECT_EQ(PLT_dump(-2), 0);
+        const Rgb got = oracle(c.tool, c.file);
+        if (c.type == PLT_DUMP_XWD && depth != 8)
+            EXPECT_EQ(got, window);
+        else
+            EXPECT_TRUE(
+                same_colours(got, c.type == PLT_DUMP_PNG && depth == 8 ? flat : window, depth))
+                << got << " against " << window;
+    }
+    GIF_interlace(0);
+
+    // Transparency: giftopnm's alpha is clear exactly on the background's colour.
+    GIF_transparent(1);
+    PLT_set_dump(PLT_DUMP_GIF, "%p.gif");
+    EXPECT_EQ(PLT_dump(-2), 0);
+    std::string named = std::string(gget_win_title()) + ".gif";
+    std::replace(named.begin(), named.end(), ' ', '_');  // as file names take blanks
+    auto r = sat_test::run_program("/usr/bin/giftopnm", {"--alphaout=alpha.pgm", named});
+    ASSERT_EQ(r.code, 0) << r.err;
+    const Rgb alpha = decode_pnm(read_file("alpha.pgm"));
+    ASSERT_EQ(alpha.width, window.width);
+    int clear = 0;
+    for (int y = 0; y < window.height; y++)
+        for (int x = 0; x < window.width; x++) {
+            const bool background = std::memcmp(window.at(x, y), window.at(0, 0), 3) == 0;
+            clear += alpha.at(x, y)[0] == 0;
+            ASSERT_EQ(alpha.at(x, y)[0], background ? 0 : 255) << x << "," << y;
+        }
+    EXPECT_GT(clear, 0);
+
+    // "img" without a name writes the native format to "zmt.xwd"; no dump, no file.
+    PLT_set_dump(PLT_DUMP_IMG, "");
+    EXPECT_EQ(PLT_dump(-2), 0);
+    EXPECT_EQ(read_file("zmt.xwd").substr(0, 7), "ZMTIMG\n");
+    PLT_set_dump(PLT_DUMP_NONE, "none.gif");
+    EXPECT_EQ(PLT_dump(-2), -1);
+    EXPECT_FALSE(sat_test::file_exists("none.gif"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Depths, Dump, ::testing::Values(24, 16, 8));
+
+TEST(DumpRun, ProgramNamesItsDumpsFromPlotParametersAndOutputFiles) {
+    sat_test::Xvfb server(24, "1024x768");
+    ASSERT_FALSE(server.display().empty());
+    sat_test::TempDir dir;
+    sat_test::RunOptions options;
+    options.env["DISPLAY"] = server.display();
+    options.cwd = dir.path();
+    const std::string radar = sat_test::testdata("area/radar_composite_ps_2000137_0859.area");
+    struct Case {
+        std::vector<std::string> args;
+        const char* file;
+        const char* tool;
+    };
+    const Case cases[] = {
+        {{"-pp", "gif:" + dir.file("%i_%p.gif")}, "win_sat.gif", "giftopnm"},
+        {{"-of", "png:" + dir.file("out_%i.png")}, "out_win.png", "pngtopam"},
+        {{"-pp", "xwd"}, "zmt.xwd", "xwdtopnm"},
+    };
+    Rgb first;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        std::vector<std::string> args = c.args;
+        args.push_back(radar);
+        auto r = sat_test::run_sat(args, options);
+        EXPECT_EQ(r.code, 0) << r.err;
+        const Rgb got = oracle(c.tool, dir.file(c.file));
+        ASSERT_GT(got.width, 0);
+        if (first.width == 0) first = got;
+        EXPECT_TRUE(got == first) << "the same picture in every format";
+    }
+    auto r = sat_test::run_sat({"-pp", "img", radar}, options);
+    EXPECT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(read_file(dir.file("zmt.xwd")).substr(0, 7), "ZMTIMG\n");
+}
+
+}  // namespace
