@@ -1,0 +1,278 @@
+// The plot of a real AREA file, run through the program: on a private Xvfb
+// the window's pixels show the title upper left and the date upper right in the
+// label band, a border round the picture, the user's labels in their place,
+// "fullab" labels inside, "full" without margins and a panel in the upper right
+// quarter, and Return ends the hold. Without a display the same plot goes to
+// PostScript, which Ghostscript renders.
+#include <gtest/gtest.h>
+// clang-format off
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+// clang-format on
+
+#include <chrono>
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "test_support.h"
+#include "tests/graphics/xvfb_server.h"
+
+namespace {
+
+const std::string area = "area/radar_composite_ps_2000137_0859.area";
+
+// A grab of the plot window: white (label and border) pixels and any ink.
+struct Picture {
+    int width = 0, height = 0;
+    std::vector<unsigned long> pixels;
+    unsigned long white = 0, black = 0;
+
+    unsigned long at(int x, int y) const {
+        return pixels[static_cast<size_t>(y) * static_cast<size_t>(width) + x];
+    }
+    // White pixels in the rectangle x0 <= x < x1, y0 <= y < y1.
+    int whites(int x0, int x1, int y0, int y1) const {
+        int n = 0;
+        for (int y = std::max(0, y0); y < std::min(height, y1); ++y)
+            for (int x = std::max(0, x0); x < std::min(width, x1); ++x) n += at(x, y) == white;
+        return n;
+    }
+    // Rows that are white over at least 90 % of the given columns: the border's sides.
+    std::vector<int> border_rows(int x0, int x1) const {
+        std::vector<int> rows;
+        for (int y = 0; y < height; ++y)
+            if (whites(x0, x1, y, y + 1) * 10 >= (x1 - x0) * 9) rows.push_back(y);
+        return rows;
+    }
+    // Bounding box of everything not black: x0, x1, y0, y1.
+    std::vector<int> ink_box() const {
+        std::vector<int> box = {width, -1, height, -1};
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                if (at(x, y) != black) {
+                    box = {std::min(box[0], x), std::max(box[1], x), std::min(box[2], y),
+                           std::max(box[3], y)};
+                }
+        return box;
+    }
+    // Rightmost white pixel in the rows, within the columns.
+    int rightmost_white(int x0, int x1, int y0, int y1) const {
+        int right = -1;
+        for (int y = y0; y < y1; ++y)
+            for (int x = x0; x < x1; ++x)
+                if (at(x, y) == white) right = std::max(right, x);
+        return right;
+    }
+};
+
+Window find_window(Display* d, Window w, const std::string& title) {
+    char* name = nullptr;
+    if (XFetchName(d, w, &name) && name) {
+        const bool match = title == name;
+        XFree(name);
+        if (match) return w;
+    }
+    Window root, parent, *children = nullptr;
+    unsigned n = 0;
+    Window found = 0;
+    if (XQueryTree(d, w, &root, &parent, &children, &n)) {
+        for (unsigned i = 0; i < n && !found; ++i) found = find_window(d, children[i], title);
+        if (children) XFree(children);
+    }
+    return found;
+}
+
+bool grab(Display* d, Window w, Picture* p) {
+    XWindowAttributes attributes;
+    if (!XGetWindowAttributes(d, w, &attributes) || attributes.map_state != IsViewable)
+        return false;
+    XImage* image = XGetImage(d, w, 0, 0, static_cast<unsigned>(attributes.width),
+                              static_cast<unsigned>(attributes.height), AllPlanes, ZPixmap);
+    if (!image) return false;
+    p->width = attributes.width;
+    p->height = attributes.height;
+    p->pixels.resize(static_cast<size_t>(p->width) * static_cast<size_t>(p->height));
+    for (int y = 0; y < p->height; ++y)
+        for (int x = 0; x < p->width; ++x)
+            p->pixels[static_cast<size_t>(y) * static_cast<size_t>(p->width) + x] =
+                XGetPixel(image, x, y);
+    XDestroyImage(image);
+    p->white = WhitePixel(d, DefaultScreen(d));
+    p->black = BlackPixel(d, DefaultScreen(d));
+    return true;
+}
+
+class PlotWindow : public ::testing::Test {
+   protected:
+    static void SetUpTestSuite() { server = new sat_test::XvfbServer(); }
+    static void TearDownTestSuite() {
+        delete server;
+        server = nullptr;
+    }
+
+    // Runs sat on the real file with the extra options, waits for its picture to
+    // settle, grabs it and ends the hold with Return. The run must end with 0.
+    Picture plot(std::vector<std::string> options) {
+        Picture picture;
+        const std::string title = "plottest" + std::to_string(++runs);
+        options.insert(options.begin(), {"-ti", title});
+        options.push_back(sat_test::testdata(area));
+        sat_test::RunOptions run;
+        run.env["DISPLAY"] = server->display();
+        run.timeout_seconds = 60;
+        sat_test::RunResult result;
+        std::thread child([&] { result = sat_test::run_sat(options, run); });
+
+        Display* d = XOpenDisplay(server->display().c_str());
+        Window w = 0;
+        Picture last;
+        for (int i = 0; i < 200 && d; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            if (!w) w = find_window(d, DefaultRootWindow(d), title);
+            Picture now;
+            if (!w || !grab(d, w, &now)) continue;
+            if (now.ink_box()[1] >= 0 && now.pixels == last.pixels) {
+                picture = now;
+                break;
+            }
+            last = now;
+        }
+        if (d) XCloseDisplay(d);
+        sat_test::RunOptions key;
+        key.env["DISPLAY"] = server->display();
+        if (w)
+            sat_test::run_program("/usr/bin/xdotool",
+                                  {"key", "--window", std::to_string(w), "Return"}, key);
+        child.join();
+        EXPECT_EQ(result.code, 0) << result.err;
+        EXPECT_GT(picture.width, 0) << "no picture: " << result.out << result.err;
+        return picture;
+    }
+
+    static sat_test::XvfbServer* server;
+    int runs = 0;
+};
+
+sat_test::XvfbServer* PlotWindow::server = nullptr;
+
+}  // namespace
+
+TEST_F(PlotWindow, LabelsStandInTheBandAboveABorderedPicture) {
+    ASSERT_TRUE(server->ok());
+    const Picture p = plot({});
+    ASSERT_GT(p.width, 0);
+    const int w = p.width;
+    // A 1.5 to 1 picture across the full width of the 640 by 512 window: the
+    // border's top and bottom are whole white rows.
+    const std::vector<int> rows = p.border_rows(0, w);
+    ASSERT_GE(rows.size(), 2u);
+    const int top = rows.front(), bottom = rows.back();
+    EXPECT_NEAR(bottom - top, w / 1.5, 3);
+    // Title upper left, date upper right, nothing between them, in the band.
+    EXPECT_GT(p.whites(0, w / 4, 0, top), 20);
+    EXPECT_GT(p.whites(3 * w / 4, w, 0, top), 60);
+    EXPECT_EQ(p.whites(w / 4, 3 * w / 4, 0, top), 0);
+    // No text of the labels reaches into the picture below the border's top.
+    EXPECT_EQ(p.whites(2, w / 4, top + 2, top + 20), 0);
+    // The picture itself holds the image, which is not white.
+    size_t image = 0;
+    for (int y = top + 2; y < bottom - 1; ++y)
+        for (int x = 2; x < w - 2; ++x) image += p.at(x, y) != p.black && p.at(x, y) != p.white;
+    EXPECT_GT(image, 1000u);
+
+    // The user's label takes the title's place: a long one reaches far further right.
+    const int title_right = p.rightmost_white(0, w / 2, 0, top);
+    const Picture user = plot({"-la", "ul:Labels_of_the_user_here"});
+    ASSERT_GT(user.width, 0);
+    EXPECT_GT(user.rightmost_white(0, w / 2, 0, top), title_right + 100);
+    EXPECT_GT(user.whites(3 * w / 4, w, 0, top), 60);
+}
+
+TEST_F(PlotWindow, FullabPutsLabelsInsideAndFullDropsTheMargins) {
+    ASSERT_TRUE(server->ok());
+    const Picture inside = plot({"-pp", "fullab"});
+    ASSERT_GT(inside.width, 0);
+    const int w = inside.width;
+    const std::vector<int> rows = inside.border_rows(0, w);
+    ASSERT_GE(rows.size(), 2u);
+    const int top = rows.front();
+    EXPECT_EQ(inside.whites(0, w, 0, top), 0);
+    EXPECT_GT(inside.whites(0, w / 4, top + 2, top + 30), 20);
+    EXPECT_GT(inside.whites(3 * w / 4, w, top + 2, top + 30), 60);
+
+    // In a window of the picture's own proportion the margins are all there is
+    // between the border and the window's edge.
+    const Picture framed = plot({"-ge", "601x401"});
+    const Picture full = plot({"-pp", "full", "-ge", "601x401"});
+    ASSERT_GT(framed.width, 0);
+    ASSERT_GT(full.width, 0);
+    const std::vector<int> framed_rows = framed.border_rows(0, framed.width);
+    const std::vector<int> full_rows = full.border_rows(0, full.width);
+    ASSERT_FALSE(framed_rows.empty());
+    ASSERT_FALSE(full_rows.empty());
+    EXPECT_NEAR(framed_rows.front(), 0.04 * 400, 2);
+    EXPECT_LE(full_rows.front(), 1);
+    EXPECT_GE(full_rows.back(), full.height - 2);
+}
+
+TEST_F(PlotWindow, PanelTwoByTwoPlusOneZeroIsTheUpperRightQuarter) {
+    ASSERT_TRUE(server->ok());
+    const Picture p = plot({"-pp", "vp_size=2x2+1+0"});
+    ASSERT_GT(p.width, 0);
+    const std::vector<int> box = p.ink_box();
+    EXPECT_GE(box[0], p.width / 2 - 1);
+    EXPECT_LE(box[3], p.height / 2 + 1);
+    // Labels and border fill that quarter: the date near its right edge.
+    EXPECT_GT(p.whites(7 * p.width / 8, p.width, 0, p.height / 2), 30);
+}
+
+TEST(PlotPostScript, TheSamePlotWithoutADisplayRendersInGhostscript) {
+    sat_test::TempDir dir;
+    const std::string ps = dir.file("plot.ps");
+    const auto run =
+        sat_test::run_sat({"-de", "ps," + ps, "-la", "ll:lower_left", sat_test::testdata(area)});
+    ASSERT_EQ(run.code, 0) << run.err;
+    const std::string text = sat_test::read_file(ps);
+    // The border is the first polyline; the labels follow it, the title and the
+    // date above its top, the user's lower label below its bottom. A label's
+    // height is where its first stroke begins, in the same device units.
+    std::istringstream in(text);
+    std::string line;
+    float top = -1, bottom = -1;
+    std::vector<std::pair<std::string, float>> labels;
+    bool border = false, first_stroke = false;
+    while (std::getline(in, line)) {
+        float x = 0, y = 0;
+        char op[4] = "";
+        const bool point = std::sscanf(line.c_str(), "%f %f %3s", &x, &y, op) == 3;
+        if (line == "%%PL:5" && top < 0) border = true;
+        if (border && point) {
+            top = std::max(top, y);
+            bottom = bottom < 0 ? y : std::min(bottom, y);
+        }
+        if (line == "stroke") border = false;
+        char label[80] = "";
+        if (std::sscanf(line.c_str(), "%%%%TE:%f %f %79[^\n]", &x, &y, label) == 3) {
+            labels.emplace_back(label, -1.0f);
+            first_stroke = true;
+        } else if (first_stroke && point) {
+            labels.back().second = y;
+            first_stroke = false;
+        }
+    }
+    ASSERT_GT(top, bottom);
+    ASSERT_EQ(labels.size(), 3u) << text.substr(0, 2000);
+    EXPECT_EQ(labels[0].first.substr(0, 3), "MDR");
+    EXPECT_EQ(labels[1].first, "0859Z 16 MAY 00");
+    EXPECT_EQ(labels[2].first, "lower left");
+    EXPECT_GT(labels[0].second, top);
+    EXPECT_GT(labels[1].second, top);
+    EXPECT_LT(labels[2].second, bottom);
+    const auto png = sat_test::run_program(
+        "/usr/bin/gs", {"-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", "-sDEVICE=pgmraw", "-r20",
+                        "-sOutputFile=" + dir.file("plot.pgm"), ps});
+    EXPECT_EQ(png.code, 0) << png.err;
+}
