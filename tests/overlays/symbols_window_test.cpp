@@ -22,6 +22,7 @@
 #include "overlays/raw_plot.h"
 #include "overlays/symbols.h"
 #include "test_support.h"
+#include "tests/env/env_capture.h"
 #include "tests/graphics/xserver.h"
 
 namespace {
@@ -294,6 +295,44 @@ TEST_F(SymbolsWindow, RawFileHonoursSkipMinAndMax) {
         EXPECT_EQ(any, drawn) << i;
     }
     EXPECT_EQ(RAW_plot_count(), expected);
+}
+
+TEST_F(SymbolsWindow, HostileSymbolFiles) {
+    // 150 entries where 100 are kept, a run of 50 points drawn on as one line, words
+    // that are no pairs, and a last entry without its "$".
+    sat_test::TempDir dir;
+    std::string text;
+    for (int e = 0; e < 150; e++) {
+        char name[8];
+        std::snprintf(name, sizeof name, "s%03d\n", e);
+        text += name;
+        if (e == 1) {
+            for (int k = 0; k <= 50; k++) text += std::to_string(k / 50.0) + ",0.5 ";
+            text += "L\n";
+        }
+        text += "0,0 1,1 junk 2,x F 1e40,1 0.5,0.5 L\n$\n";
+    }
+    text += "last 0,0 1,0";
+    sat_test::write_file(dir.file("bad.smb"), text);
+    ASSERT_EQ(WX_symb_file(dir.file("bad.smb").c_str()), 0);
+    EXPECT_EQ(WX_symb_file(dir.file("bad.smb").c_str()), -1);  // already in use
+    GPH_text_align(1, 4);
+    EXPECT_EQ(WX_symb(10, 50, "S001", 80), 1);
+    EXPECT_EQ(WX_symb_count(), 100);
+    EXPECT_EQ(WX_symb(10, 50, "s120", 80), 0);
+    // The long run is one unbroken line across the symbol's width.
+    PixelSet s = lit();
+    const int row = static_cast<int>(pixel_y(0.9) + 0.5);
+    int from = static_cast<int>(pixel_x(0.1) + 0.5), to = static_cast<int>(pixel_x(0.9) + 0.5);
+    for (int x = from; x <= to; x++) EXPECT_TRUE(s.count({x, row}) || s.count({x, row - 1})) << x;
+
+    sat_test::Capture capture;
+    EXPECT_EQ(WX_symb_file(dir.file("none.smb").c_str()), -1);
+    EXPECT_EQ(WX_symb(10, 50, "s001", 80), 0);
+    capture.restore();
+    EXPECT_NE(capture.err().find("WX_symb_file: Unable to open file: " + dir.file("none.smb")),
+              std::string::npos)
+        << capture.err();
 }
 
 }  // namespace
