@@ -1,0 +1,227 @@
+// Labels and panels in the process: overlay stacks and the `label` resource,
+// label formats, panel sizes, and where PLT_labels draws on a PostScript page.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "env/messages.h"
+#include "env/resources.h"
+#include "graphics/graphics.h"
+#include "plot/plot.h"
+#include "plot/plot_internal.h"
+#include "test_support.h"
+
+namespace {
+
+// A text drawn on the page: its string and world position.
+struct Drawn {
+    std::string text;
+    float x, y;
+};
+
+class PlotLabels : public ::testing::Test {
+   protected:
+    void SetUp() override { reset(); }
+    void TearDown() override {
+        if (gchk_graphics()) PLT_close();
+        reset();
+    }
+    static void reset() {
+        RES_reset();
+        MESS_reset();
+        PLT_init_labels();
+        PLT_set_overlay(0);
+        PLT_set_overlay_base(0);
+        PLT_set_num_overlay(0);
+        PLT_set_label_type(0);
+        PLT_set_view_offset(0.04f);
+        PLT_set_view_offsets(0.0f, 0.0f, 0.04f, 0.04f);
+        GPH_set_view_size(1.0f, 1.0f, 0.0f, 0.0f);
+        plt_set_full_lab(0);
+    }
+    // Decodes a command line with the PostScript device on a file of the test.
+    // The resources keep pointers into the command line, so it lives as long as the test.
+    void decode(std::vector<std::string> args) {
+        args.insert(args.begin(), {"sat", "-de", "ps," + dir.file("page.ps")});
+        line = std::move(args);
+        argv.clear();
+        for (auto& a : line) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        static const int keyed[] = {46, 69, 86, 0};
+        static const int positional[] = {50, 0};
+        RES_init(static_cast<int>(argv.size()) - 1, argv.data(), keyed, positional);
+    }
+    // Opens the plot, lets the program set its labels, draws them and closes.
+    std::vector<Drawn> draw(const std::vector<std::string>& args, float aspect,
+                            void (*program)() = nullptr, int* status = nullptr) {
+        decode(args);
+        EXPECT_EQ(PLT_open(aspect), 0);
+        PLT_get_view(view);
+        if (program) program();
+        const int s = PLT_labels();
+        if (status) *status = s;
+        PLT_close();
+        std::vector<Drawn> drawn;
+        std::istringstream in(sat_test::read_file(dir.file("page.ps")));
+        std::string line;
+        while (std::getline(in, line)) {
+            Drawn d{"", 0, 0};
+            char text[100] = "";
+            if (std::sscanf(line.c_str(), "%%%%TE:%f %f %99[^\n]", &d.x, &d.y, text) == 3) {
+                d.text = text;
+                drawn.push_back(d);
+            }
+        }
+        border = sat_test::read_file(dir.file("page.ps")).find("%%PL:5") != std::string::npos;
+        return drawn;
+    }
+
+    sat_test::TempDir dir;
+    std::vector<std::string> line;
+    std::vector<char*> argv;
+    float view[4] = {0, 0, 0, 0};
+    bool border = false;
+};
+
+void program_labels() {
+    PLT_label_up_left("Title");
+    PLT_set_overlay(1);
+    PLT_label_up_left("Second");
+    PLT_label_low_right("Lower");
+    PLT_set_overlay(0);
+    PLT_label_up_right("Date");
+}
+
+const Drawn* find(const std::vector<Drawn>& drawn, const std::string& text) {
+    for (const Drawn& d : drawn)
+        if (d.text == text) return &d;
+    return nullptr;
+}
+
+}  // namespace
+
+TEST_F(PlotLabels, ProgramLabelsStackAndTheResourceReplacesAPosition) {
+    // Two overlays in use: each position is a stack of two lines.
+    const auto plain = draw({"-pp", "over=0:2"}, 1.5f, program_labels);
+    ASSERT_NE(find(plain, "Title"), nullptr);
+    ASSERT_NE(find(plain, "Second"), nullptr);
+    // Overlay 1 stands one line above overlay 0, upper labels above the picture.
+    EXPECT_GT(find(plain, "Second")->y, find(plain, "Title")->y);
+    EXPECT_GT(find(plain, "Title")->y, view[3]);
+    EXPECT_NEAR(find(plain, "Title")->x, view[0] + 0.01f * (view[1] - view[0]), 1e-5);
+    EXPECT_NEAR(find(plain, "Date")->x, view[1] - 0.01f * (view[1] - view[0]), 1e-5);
+    EXPECT_FLOAT_EQ(find(plain, "Date")->y, find(plain, "Title")->y);
+    EXPECT_LT(find(plain, "Lower")->y, view[2]);
+    EXPECT_TRUE(border);
+
+    reset();
+    const auto user =
+        draw({"-pp", "over=0:2", "-la", "ul:User_label,ur3:Third_%%"}, 1.5f, program_labels);
+    EXPECT_NE(find(user, "User label"), nullptr);
+    EXPECT_EQ(find(user, "Title"), nullptr);
+    // A replaced position shows its one line: overlay 1 of it is not drawn.
+    EXPECT_EQ(find(user, "Second"), nullptr);
+    EXPECT_STREQ(PLT_get_label(0, 1), "");  // closing emptied every label
+    // ur3 went to overlay 3 and raised the count of overlays to 3, so the
+    // rows are three lines each and overlay 3 itself lies past them.
+    for (const Drawn& d : user) EXPECT_EQ(d.text.find("Third"), std::string::npos);
+    ASSERT_NE(find(user, "Date"), nullptr);
+    EXPECT_NE(find(user, "Lower"), nullptr);
+}
+
+TEST_F(PlotLabels, OverlayBaseRaisesEveryRowByWholeLines) {
+    const auto low = draw({"-pp", "over=0:2"}, 1.5f, program_labels);
+    reset();
+    const auto high = draw({"-pp", "over=1:2"}, 1.5f, program_labels);
+    ASSERT_NE(find(high, "Title"), nullptr);
+    ASSERT_NE(find(high, "Lower"), nullptr);
+    const float up = find(high, "Title")->y - find(low, "Title")->y;
+    EXPECT_GT(up, 0.005f);
+    // The same count of overlays, so the same line height: one line up.
+    EXPECT_NEAR(find(high, "Lower")->y - find(low, "Lower")->y, up, 1e-5);
+    EXPECT_NEAR(find(high, "Second")->y - find(high, "Title")->y, up, 1e-5);
+}
+
+TEST_F(PlotLabels, FullabDrawsInsideAndNoRoomDrawsOnlyTheBorder) {
+    const auto inside = draw({"-pp", "fullab,over=0:2"}, 1.5f, program_labels);
+    ASSERT_NE(find(inside, "Title"), nullptr);
+    EXPECT_LT(find(inside, "Title")->y, view[3]);
+    EXPECT_GT(find(inside, "Lower")->y, view[2]);
+    EXPECT_FLOAT_EQ(PLT_get_view_offset(), 0.0f);
+
+    // A square picture fills the height of a landscape page once the margins
+    // are gone: no room for labels, but the border is drawn.
+    reset();
+    int status = 0;
+    const auto none = draw({"-pp", "full"}, 1.0f, program_labels, &status);
+    EXPECT_EQ(status, -1);
+    EXPECT_TRUE(none.empty());
+    EXPECT_TRUE(border);
+    EXPECT_FLOAT_EQ(view[2], 0.0f);
+}
+
+TEST_F(PlotLabels, AppendedOverlaysAndOverlayLimits) {
+    PLT_set_overlay(9);
+    PLT_label_low_center("five");
+    EXPECT_STREQ(PLT_get_label(4, 5), "five");
+    EXPECT_EQ(PLT_get_num_over(), 5);
+    PLT_set_overlay(-1);
+    PLT_label_low_center("nothing");
+    EXPECT_STREQ(PLT_get_label(4, 0), "");
+    // Appending writes " text" at the position's index in line 0.
+    PLT_set_label_type(-1);
+    PLT_set_overlay(2);
+    PLT_label_up_center("ir");
+    EXPECT_STREQ(PLT_get_label(1, 0), " ir");
+    PLT_label_up_center(std::string(60, 'x').c_str());
+    EXPECT_STREQ(PLT_get_label(1, 0), " ir");
+    PLT_set_num_overlay(-2);
+    EXPECT_EQ(PLT_get_num_over(), 2);
+}
+
+TEST_F(PlotLabels, LabelFormats) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"Labels_with_blanks", "Labels with blanks"},
+        {"50%%_off", "50  off"},  // "%%" steps over a blank, writing no percent
+        {"a%qb", "ab"},           // an unknown item is dropped with its "%"
+        {"end%", "end"},
+        {"%m/%d", "00/00"},  // nothing sets the plot date in this program
+        {std::string(90, 'z'), std::string(69, 'z')},
+    };
+    for (const auto& [format, want] : cases) {
+        char out[70];
+        PLT_label_format(format.c_str(), out);
+        EXPECT_EQ(std::string(out), want) << format;
+    }
+}
+
+TEST_F(PlotLabels, PanelsOfTheVpSizeParameter) {
+    float page[4];
+    GPH_get_view_size(page);
+    const float xvp = page[1], yvp = page[3];
+    struct Panel {
+        const char* text;
+        float sx, sy, ox, oy;
+    };
+    const std::vector<Panel> panels = {
+        {"2x2+1+0", 0.5f, 0.5f, 0.5f, 0.5f},
+        {"2x2+0+1", 0.5f, 0.5f, 0.0f, 0.0f},
+        {"3x1+2+0", 1 / 3.0f, 1, 2 / 3.0f, 0},
+        {"9x9+8+0", 0.125f, 0.125f, 1.0f, 0.875f},
+        {"0.5x0.25+0.1+0.2", 0.5f, 0.25f, 0.1f, 0.2f},
+        {"0.5x0.5", 1, 1, 0, 0},  // fewer than four items: nothing changes
+    };
+    for (const Panel& p : panels) {
+        GPH_set_view_size(1.0f, 1.0f, 0.0f, 0.0f);
+        PLT_panel_decode(p.text);
+        float r[4];
+        GPH_get_view_size(r);
+        EXPECT_NEAR(r[0], p.ox * xvp, 1e-6) << p.text;
+        EXPECT_NEAR(r[1], (p.ox + p.sx) * xvp, 1e-6) << p.text;
+        EXPECT_NEAR(r[2], p.oy * yvp, 1e-6) << p.text;
+        EXPECT_NEAR(r[3], (p.oy + p.sy) * yvp, 1e-6) << p.text;
+    }
+}
