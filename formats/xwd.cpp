@@ -141,7 +141,7 @@ int XWD_write(const char* name, const Image* image) {
     w[W_GREEN_MASK] = image->green_mask;
     w[W_BLUE_MASK] = image->blue_mask;
     w[W_BITS_PER_RGB] = 8;
-    w[W_MAP_ENTRIES] = w[W_NCOLORS] = static_cast<uint32_t>(image->num_colors);
+    w[W_MAP_ENTRIES] = w[W_NCOLORS] = static_cast<uint32_t>(num_colors);
     unsigned char header[HEADER_BYTES];
     for (int i = 0; i < HEADER_WORDS; i++) put32(header + 4 * i, w[i]);
 
