@@ -21,7 +21,6 @@
 namespace {
 
 constexpr float FMISSING = -9999.0f;
-constexpr int MISSING = -9999;
 constexpr int NO_PLOT = 99;
 constexpr float KNOT_KM = 1.852f;
 

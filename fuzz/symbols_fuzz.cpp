@@ -1,0 +1,59 @@
+// libFuzzer target for the symbol file reader: the input is the file; its entries
+// are indexed and drawn (to no workstation) under a few names.
+#include <ftw.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "env/messages.h"
+#include "fuzz/fuzz_support.h"
+#include "overlays/symbols.h"
+
+namespace {
+
+std::string dir;
+
+int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
+    std::remove(path);
+    return 0;
+}
+void remove_scratch() {
+    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
+}
+
+bool setup() {
+    char name[] = "/tmp/symbols_fuzz_XXXXXX";
+    if (!mkdtemp(name)) std::abort();
+    dir = name;
+    std::atexit(remove_scratch);
+    MESS_reset();
+    MESS_set(0, 0);
+    return true;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+    static const bool ready = setup();
+    (void)ready;
+    const std::string path = dir + "/fuzz.smb";
+    if (FILE* f = std::fopen(path.c_str(), "wb")) {
+        std::fwrite(bytes, 1, size, f);
+        std::fclose(f);
+    }
+    WX_reset();
+    if (WX_symb_file(path.c_str()) != 0) return 0;
+    std::string first(reinterpret_cast<const char*>(bytes), size < 14 ? size : 14);
+    first = first.substr(0, first.find_first_of(" \t\r\n"));
+    first = first.substr(0, first.find('\0'));
+    for (const char* name : {"00", "61", "a", first.c_str()}) WX_symb(0.5f, 0.5f, name, 1.0f);
+    if (WX_symb_count() > WX_MAX_ENTRIES) std::abort();
+    WX_cloud(0.5f, 0.5f, 0.1f, first.c_str());
+    WIND_barb(0.5f, 0.5f, static_cast<float>(size % 360), static_cast<float>(size % 400), 1, 0);
+    WX_reset();
+    return 0;
+}
