@@ -18,8 +18,8 @@ check() {  # check "what" condition...
         fail=1
     fi
 }
-run_sat() {  # no DISPLAY and nothing of the caller's environment
-    env -i PATH="$PATH" HOME="$tmp" "$SAT" "$@"
+run_sat() {  # no DISPLAY and nothing of the caller's environment but sanitizer settings
+    env -i PATH="$PATH" HOME="$tmp" ${ASAN_OPTIONS:+ASAN_OPTIONS="$ASAN_OPTIONS"} "$SAT" "$@"
 }
 
 # --- a complete page -----------------------------------------------------------
