@@ -1,11 +1,13 @@
 // Window events: exposes are answered from the pixmap, a resize is passed to the
-// plot layer, and Return ends the wait of ghold. Keys and buttons go to the
-// plot layer's callback.
+// plot layer, Return (or Alt-q) ends the wait of ghold, and keys and buttons go
+// to the plot layer's callback with their modifiers.
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "graphics/graphics.h"
 
@@ -38,6 +40,22 @@ void call_back(int kind, const char* text, float x, float y) {
     gset_cursor(previous);
 }
 
+// The modifier suffixes of a key or button text.
+std::string with_suffixes(std::string text, unsigned state) {
+    if (state & Mod1Mask) text += "-Alt";
+    if (state & ShiftMask) text += "-Shft";
+    if (state & ControlMask) text += "-Cntrl";
+    return text;
+}
+
+// World coordinates of a window pixel of the selected transformation.
+float world_x(int x) {
+    return static_cast<float>(xp_W(static_cast<float>(xZ_p(static_cast<float>(x)))));
+}
+float world_y(int y) {
+    return static_cast<float>(yp_W(static_cast<float>(yZ_p(static_cast<float>(y)))));
+}
+
 void key_press(XKeyEvent& event) {
     st.user_event = 1;
     if (st.input_mode != MODE_WAIT && st.input_mode != MODE_KEY) return;
@@ -46,14 +64,26 @@ void key_press(XKeyEvent& event) {
     KeySym key = 0;
     XLookupString(&event, text, sizeof text - 1, &key, nullptr);
     const bool alt = event.state & Mod1Mask;
+    std::string name = text;
     if (key == XK_Return || key == XK_KP_Enter) {
         st.input_mode = MODE_QUIT;
-        call_back(2, "Ret",
-                  static_cast<float>(xp_W(static_cast<float>(xZ_p(static_cast<float>(event.x))))),
-                  static_cast<float>(yp_W(static_cast<float>(yZ_p(static_cast<float>(event.y))))));
-        return;
+        name = "Ret";
+    } else if (alt && text[0] == 'q') {
+        st.input_mode = MODE_QUIT;
     }
-    if (alt && text[0] == 'q') st.input_mode = MODE_QUIT;
+    ::Window root = 0, child = 0;
+    int rx = 0, ry = 0, x = event.x, y = event.y;
+    unsigned mask = 0;
+    XQueryPointer(gget_display(), gget_root_window(), &root, &child, &rx, &ry, &x, &y, &mask);
+    call_back(2, with_suffixes(name, event.state).c_str(), world_x(x), world_y(y));
+}
+
+void button(XButtonEvent& event, bool press) {
+    if (!press) st.user_event = 1;
+    const int number = event.button >= 1 && event.button <= 3 ? static_cast<int>(event.button) : 1;
+    char text[8];
+    std::snprintf(text, sizeof text, "B%d-%c", number, press ? 'P' : 'R');
+    call_back(3, with_suffixes(text, event.state).c_str(), world_x(event.x), world_y(event.y));
 }
 
 }  // namespace
@@ -96,8 +126,11 @@ int gprocess_x11_event(_XEvent* event) {
         case KeyPress:
             key_press(event->xkey);
             break;
+        case ButtonPress:
+            button(event->xbutton, true);
+            break;
         case ButtonRelease:
-            st.user_event = 1;
+            button(event->xbutton, false);
             break;
         default:
             break;
