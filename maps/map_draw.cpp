@@ -433,6 +433,7 @@ bool scale_filter(const char** entry, const char* prefix, bool* pass) {
 // im: and if: entries, `name[:colour:x:y]` or `name::x:y`.
 int image_entry(const char* rest, bool whole_window) {
     std::string name(rest, std::strcspn(rest, ":"));
+    if (name.empty()) return -1;
     const char* tail = rest + name.size();
     char colour[64] = "";
     int x = 0, y = 0;
@@ -472,6 +473,7 @@ int lalo_entry(const char* entry) {
 
 int map_file_entry(const char* entry) {
     std::string name(entry, std::strcspn(entry, ":"));
+    if (name.empty()) return -1;
     const char* attribute = entry[name.size()] == ':' ? entry + name.size() + 1 : nullptr;
     GPH_line_attr(nullptr);
     GPH_fill_attr(nullptr);
@@ -517,6 +519,22 @@ void list_file(const char* name) {
         }
     }
     std::fclose(file);
+}
+
+// The items of a list, split at commas outside the brackets of region blocks.
+std::vector<std::string> split_list(const std::string& list) {
+    std::vector<std::string> items(1);
+    int depth = 0;
+    for (char c : list) {
+        if (c == ',' && depth == 0) {
+            items.emplace_back();
+            continue;
+        }
+        if (c == '[') ++depth;
+        if (c == ']' && depth > 0) --depth;
+        items.back().push_back(c);
+    }
+    return items;
 }
 
 void choose_list() {
@@ -580,17 +598,11 @@ int MAP_draw(int mask) {
     GPH_text_font(nullptr);
     choose_list();
     st.reg_found = REG_NONE;
-    const std::string list = st.map_name;
-    size_t start = 0;
-    while (start <= list.size()) {
-        size_t comma = list.find(',', start);
-        if (comma == std::string::npos) comma = list.size();
-        const std::string item = list.substr(start, comma - start);
+    for (const std::string& item : split_list(st.map_name)) {
         if (strncasecmp(item.c_str(), "fi:", 3) == 0)
             list_file(item.c_str() + 3);
         else
             MAP_process(item.c_str());
-        start = comma + 1;
     }
     if (st.latln > 0.0f && graticule_attrib(nullptr, MAP_get_proj())) MAP_lines(st.latln, st.lonln);
     return 0;
@@ -603,7 +615,7 @@ int MAP_process(const char* entry) {
         bit = MASK_UNDER, ++entry;
     else if (entry[0] == '+')
         bit = MASK_OVER, ++entry;
-    if (!(st.over & bit)) return -1;
+    if (!(st.over & bit) || !entry[0]) return -1;
     if (entry[0] == '[') return region_block(entry + 1);
     if (st.reg_found <= 0) return -1;
     bool pass = true;

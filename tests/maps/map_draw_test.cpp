@@ -1,0 +1,484 @@
+// Map drawing on a real window of an Xvfb server that the test starts: map lines
+// against positions that PROJ computes, seams, long records, the choice of list,
+// region blocks and scale filters, and broken map files and lists.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "env/colors.h"
+#include "env/domains.h"
+#include "env/messages.h"
+#include "env/resources.h"
+#include "graphics/graphics.h"
+#include "maps/map_draw.h"
+#include "maps/projections.h"
+#include "test_support.h"
+
+// Xlib last: its macros (None, Bool, Status) would break the headers above.
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#undef None
+#undef Bool
+#undef Status
+
+namespace {
+
+using sat_test::TempDir;
+
+// ---- An X server of the test's own -------------------------------------------
+
+pid_t xvfb_pid = 0;
+
+class XvfbEnvironment : public testing::Environment {
+   public:
+    void SetUp() override {
+        for (int display = 40 + getpid() % 200; display < 400; ++display) {
+            std::string lock = "/tmp/.X" + std::to_string(display) + "-lock";
+            if (access(lock.c_str(), F_OK) == 0) continue;
+            std::string name = ":" + std::to_string(display);
+            xvfb_pid = fork();
+            if (xvfb_pid == 0) {
+                freopen("/dev/null", "w", stderr);
+                execlp("Xvfb", "Xvfb", name.c_str(), "-screen", "0", "1280x1024x24", "-nolisten",
+                       "tcp", static_cast<char*>(nullptr));
+                _exit(127);
+            }
+            setenv("DISPLAY", name.c_str(), 1);
+            for (int tries = 0; tries < 100; ++tries) {
+                usleep(100000);
+                if (Display* d = XOpenDisplay(name.c_str())) {
+                    XCloseDisplay(d);
+                    open_window();
+                    return;
+                }
+                if (waitpid(xvfb_pid, nullptr, WNOHANG) == xvfb_pid) break;
+            }
+        }
+        FAIL() << "no X server could be started";
+    }
+    void TearDown() override {
+        GPH_end(1);
+        if (xvfb_pid > 0) {
+            kill(xvfb_pid, SIGTERM);
+            waitpid(xvfb_pid, nullptr, 0);
+        }
+    }
+
+   private:
+    static void open_window() {
+        RES_put("geometry", "1000x800");
+        gset_win_size(1000, 800);
+        CLR_read_table(nullptr);
+        int id = 1, type = GWS_WIN;
+        GPH_begin(&id, nullptr, &type);
+        float rect[4] = {0, 0, 0, 0};
+        GPH_reset(&id, &type, 0.0f, rect);
+        FLAG_setplot(8, 1);
+    }
+};
+
+const testing::Environment* const xvfb = testing::AddGlobalTestEnvironment(new XvfbEnvironment);
+
+// ---- Pixels and the map under test --------------------------------------------
+
+struct Pixels {
+    int width = 0, height = 0;
+    std::vector<uint32_t> rgb;
+    uint32_t at(int x, int y) const { return rgb[static_cast<size_t>(y) * width + x]; }
+};
+
+Pixels grab() {
+    gupdate_window();
+    Display* d = gget_display();
+    XSync(d, False);
+    Window root;
+    int x, y;
+    unsigned w, h, border, depth;
+    XGetGeometry(d, gget_draw_window(), &root, &x, &y, &w, &h, &border, &depth);
+    XImage* image = XGetImage(d, gget_draw_window(), 0, 0, w, h, AllPlanes, ZPixmap);
+    Pixels p;
+    p.width = static_cast<int>(w), p.height = static_cast<int>(h);
+    for (unsigned j = 0; j < h; ++j)
+        for (unsigned i = 0; i < w; ++i)
+            p.rgb.push_back(static_cast<uint32_t>(XGetPixel(image, i, j)));
+    XDestroyImage(image);
+    return p;
+}
+
+// The drawn pixels: those that differ from the background in the corner.
+std::vector<std::pair<int, int>> drawn(const Pixels& p) {
+    std::vector<std::pair<int, int>> out;
+    const uint32_t background = p.at(0, 0);
+    for (int y = 0; y < p.height; ++y)
+        for (int x = 0; x < p.width; ++x)
+            if (p.at(x, y) != background) out.push_back({x, y});
+    return out;
+}
+
+void clear_and_setup(const char* domain_text, Domain* domain) {
+    ASSERT_GT(DOM_decode(domain_text, domain), 0) << domain_text;
+    gclear_ws();
+    int id = 1, type = GWS_WIN;
+    float rect[4] = {0, 0, 0, 0};
+    GPH_panel(id, type, static_cast<float>(DOM_aspect(domain)), rect);
+    MAP_setup(domain);
+    Attrib line;
+    ATTRIB_init(&line);
+    ATTRIB_parse("white", &line);
+    GPH_line_attr(&line);
+}
+
+// A map file in the text form, one record per line of (lat, lon) points.
+std::string text_map(const std::vector<std::vector<std::pair<float, float>>>& records) {
+    std::string out;
+    char buf[96];
+    for (const auto& r : records) {
+        std::snprintf(buf, sizeof buf, "%zu 0 0 0 0 7\n", r.size());
+        out += buf;
+        for (auto [lat, lon] : r) {
+            std::snprintf(buf, sizeof buf, "%.5f %.5f\n", lat, lon);
+            out += buf;
+        }
+    }
+    return out + "0 0 0 0 0 0\n";
+}
+
+// The same in the big-endian binary form.
+std::string binary_map(const std::vector<std::vector<std::pair<float, float>>>& records) {
+    std::string out;
+    auto put32 = [&](uint32_t v) {
+        for (int s = 24; s >= 0; s -= 8) out.push_back(static_cast<char>(v >> s));
+    };
+    auto putf = [&](float f) {
+        uint32_t v;
+        std::memcpy(&v, &f, 4);
+        put32(v);
+    };
+    for (const auto& r : records) {
+        out.push_back(static_cast<char>(r.size() >> 8));
+        out.push_back(static_cast<char>(r.size()));
+        for (int i = 0; i < 4; ++i) putf(0.0f);
+        put32(7);
+        for (auto [lat, lon] : r) putf(lat), putf(lon);
+    }
+    out.append(2, '\0');
+    return out;
+}
+
+int draw_map_bytes(const std::string& bytes) {
+    TempDir dir;
+    sat_test::write_file(dir.file("m.map"), bytes);
+    FILE* f = std::fopen(dir.file("m.map").c_str(), "r");
+    const int got = MAP_map(f);
+    std::fclose(f);
+    return got;
+}
+
+// ---- Positions against PROJ ----------------------------------------------------
+
+struct ProjCase {
+    const char* name;
+    const char* domain;  // domain text of the program
+    const char*
+        proj;  // the same projection for PROJ on the 6371.22 km sphere, %g the central longitude
+    float lat0, lat1, lon0, lon1, step;  // lattice
+    float arm;                           // half length of each cross, degrees
+    bool geos;                           // PROJ gives scan angles: x = tan(angle) * orbit
+};
+
+// Earth coordinates to the program's projection coordinates (100 km units) by
+// pyproj, which this project does not link.
+std::vector<std::pair<double, double>> proj_positions(
+    const ProjCase& c, const std::vector<std::pair<float, float>>& pts) {
+    TempDir dir;
+    std::string in;
+    for (auto [lat, lon] : pts) in += std::to_string(lon) + " " + std::to_string(lat) + "\n";
+    sat_test::write_file(dir.file("in"), in);
+    std::string script = dir.file("p.py");
+    sat_test::write_file(script,
+                         "import sys, pyproj\n"
+                         "t = pyproj.Transformer.from_crs('+proj=lonlat +R=6371220', sys.argv[1])\n"
+                         "for line in open(sys.argv[2]):\n"
+                         "    lon, lat = map(float, line.split())\n"
+                         "    x, y = t.transform(lon, lat)\n"
+                         "    print('%.6f %.6f' % (x, y))\n");
+    char definition[160];
+    std::snprintf(definition, sizeof definition, c.proj,
+                  static_cast<double>(MAP_get_domain()->plon));
+    auto r = sat_test::run_program("/usr/bin/python3", {script, definition, dir.file("in")});
+    EXPECT_EQ(r.code, 0) << r.err;
+    std::vector<std::pair<double, double>> out;
+    const double orbit = 421.61, height_m = (421.61 - 63.7122) * 1e5;
+    for (const char* p = r.out.c_str(); *p;) {
+        double x, y;
+        int used = 0;
+        if (std::sscanf(p, "%lf %lf%n", &x, &y, &used) != 2) break;
+        p += used;
+        if (c.geos)
+            out.push_back({std::tan(x / height_m) * orbit, std::tan(y / height_m) * orbit});
+        else
+            out.push_back({x / 1e5, y / 1e5});
+    }
+    return out;
+}
+
+const ProjCase proj_cases[] = {
+    {"us", "us", "+proj=stere +lat_0=90 +lat_ts=60 +lon_0=%g +R=6371220", 25, 50, -120, -70, 5,
+     0.15f, false},
+    {"lambert", "lamb,40,-95,640,480,0.08,0.08",
+     "+proj=lcc +lat_0=90 +lat_1=30 +lat_2=60 +lon_0=%g +R=6371220", 30, 50, -115, -75, 5, 0.1f,
+     false},
+    {"polar", "ps,60,-30,800,600,0.1,0.1", "+proj=stere +lat_0=90 +lat_ts=60 +lon_0=%g +R=6371220",
+     45, 75, -70, 10, 5, 0.2f, false},
+    {"mercator", "merc,20,-60,800,600,0.1,0.1", "+proj=merc +lon_0=%g +R=6371220", 0, 40, -90, -30,
+     5, 0.1f, false},
+    {"satellite", "sat,0,-75,800,800,0.12,0.12", "+proj=geos +h=35789780 +lon_0=%g +R=6371220", -50,
+     50, -125, -25, 10, 0.3f, true},
+};
+
+class MapPositions : public testing::TestWithParam<ProjCase> {};
+
+// Each node of the lattice is a small cross; its drawn pixels centre within one
+// pixel of where PROJ puts the node, and nothing is drawn elsewhere.
+TEST_P(MapPositions, CrossesLandWherePROJPutsThem) {
+    const ProjCase& c = GetParam();
+    Domain domain;
+    clear_and_setup(c.domain, &domain);
+    std::vector<std::pair<float, float>> nodes;
+    std::vector<std::vector<std::pair<float, float>>> records;
+    for (float lat = c.lat0; lat <= c.lat1; lat += c.step)
+        for (float lon = c.lon0; lon <= c.lon1; lon += c.step) {
+            nodes.push_back({lat, lon});
+            records.push_back({{lat, lon - c.arm}, {lat, lon + c.arm}});
+            records.push_back({{lat - c.arm, lon}, {lat + c.arm, lon}});
+        }
+    ASSERT_EQ(draw_map_bytes(binary_map(records)), 0);
+    const auto pixels = drawn(grab());
+    const auto world = proj_positions(c, nodes);
+    ASSERT_EQ(world.size(), nodes.size());
+    int inside = 0;
+    std::vector<bool> claimed(pixels.size());
+    short vp[4];
+    gget_xviewport(vp);
+    auto in_view = [&](double x, double y) {
+        return x > vp[0] + 8 && y > vp[1] + 8 && x < vp[0] + vp[2] - 8 && y < vp[1] + vp[3] - 8;
+    };
+    for (size_t n = 0; n < nodes.size(); ++n) {
+        const double px = xW_p(static_cast<float>(world[n].first));
+        const double py = yW_p(static_cast<float>(world[n].second));
+        if (!in_view(px, py)) continue;
+        double sx = 0, sy = 0;
+        int count = 0;
+        for (size_t k = 0; k < pixels.size(); ++k) {
+            if (std::abs(pixels[k].first - px) <= 6 && std::abs(pixels[k].second - py) <= 6) {
+                sx += pixels[k].first, sy += pixels[k].second, ++count;
+                claimed[k] = true;
+            }
+        }
+        ASSERT_GT(count, 0) << c.name << " nothing drawn at " << nodes[n].first << ","
+                            << nodes[n].second;
+        EXPECT_NEAR(sx / count, px, 1.0)
+            << c.name << " node " << nodes[n].first << "," << nodes[n].second;
+        EXPECT_NEAR(sy / count, py, 1.0)
+            << c.name << " node " << nodes[n].first << "," << nodes[n].second;
+        ++inside;
+    }
+    EXPECT_GE(inside, 12) << c.name;
+    for (size_t k = 0; k < pixels.size(); ++k) {
+        const auto [x, y] = pixels[k];
+        if (in_view(x, y)) {
+            EXPECT_TRUE(claimed[k]) << c.name << " stray pixel " << x << "," << y;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Domains, MapPositions, testing::ValuesIn(proj_cases),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// ---- Seams and long records -----------------------------------------------------
+
+// A line along a parallel that crosses the seam behind the centre splits: the
+// old piece runs on to the edge through the point moved by one period, the new
+// one starts at the point itself; nothing runs across the picture.
+TEST(MapDraw, SeamCrossingsSplitWithoutCrossingThePicture) {
+    const char* domains[] = {"latlon,0,0,721,361,0.5,0.5", "merc,0,0,801,601,0.5,0.5",
+                             "moll,0,0,801,401,0.32,0.32"};
+    for (const char* text : domains) {
+        Domain domain;
+        clear_and_setup(text, &domain);
+        std::vector<std::pair<float, float>> line;
+        for (float lon = 150; lon <= 210; lon += 3)
+            line.push_back({30, lon > 180 ? lon - 360 : lon});
+        ASSERT_EQ(draw_map_bytes(text_map({line})), 0) << text;
+        const auto pixels = drawn(grab());
+        ASSERT_FALSE(pixels.empty()) << text;
+        short vp[4];
+        gget_xviewport(vp);
+        float x, y;
+        MAP_tran(30, -177, &x, &y);
+        const double first_new = xW_p(x), mid = vp[0] + vp[2] / 2.0;
+        int leftmost = vp[0] + vp[2], rightmost = 0;
+        for (auto [px, py] : pixels) {
+            EXPECT_FALSE(std::abs(px - mid) < vp[2] / 4) << text << " pixel " << px << "," << py;
+            leftmost = std::min(leftmost, px), rightmost = std::max(rightmost, px);
+        }
+        EXPECT_NEAR(leftmost, first_new, 1.0) << text;
+        MAP_tran(30, 180, &x, &y);
+        const double edge = std::min(xW_p(x), vp[0] + vp[2] - 1.0);
+        EXPECT_GE(rightmost, edge - 1.0) << text << ": the old piece reaches the edge";
+    }
+}
+
+// 1201 points, more than the 1000 the reader keeps on the stack, draw as one line.
+TEST(MapDraw, LongRecordDrawsWhole) {
+    Domain domain;
+    clear_and_setup("us", &domain);
+    std::vector<std::pair<float, float>> line;
+    for (int i = 0; i <= 1200; ++i)
+        line.push_back({40.0f, -120.0f + 0.05f * static_cast<float>(i)});
+    ASSERT_EQ(draw_map_bytes(binary_map({line})), 0);
+    const Pixels p = grab();
+    const uint32_t background = p.at(0, 0);
+    for (float lon : {-119.9f, -100.0f, -75.0f}) {
+        float x, y;
+        MAP_tran(40.0f, lon, &x, &y);
+        const int px = static_cast<int>(xW_p(x)), py = static_cast<int>(yW_p(y));
+        bool hit = false;
+        for (int dy = -1; dy <= 1; ++dy)
+            for (int dx = -1; dx <= 1; ++dx) hit |= p.at(px + dx, py + dy) != background;
+        EXPECT_TRUE(hit) << "lon " << lon;
+    }
+}
+
+// ---- The list -----------------------------------------------------------------
+
+// Warnings of one MAP_draw, with map_file set to `list` (empty: unset).
+std::string draw_list(const char* domain_text, const char* list, int mask = 6) {
+    Domain domain;
+    clear_and_setup(domain_text, &domain);
+    RES_put("map_file", list);
+    testing::internal::CaptureStderr();
+    MAP_draw(mask);
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(MapDraw, DefaultListFollowsTheDomainAndStays) {
+    const struct {
+        const char* domain;
+        const char* list;
+    } cases[] = {
+        {"lamb,40,-100,500,400,0.1,0.1", "zmt.map"},                 // 40 N 100 W, height 40
+        {"lamb,40,100,500,400,0.1,0.1", "cont.map,country.map"},     // 40 N 100 E
+        {"lamb,40,-100,500,400,0.2,0.2", "cont.map,country.map"},    // height 80
+        {"latlon,20,-100,200,100,0.2,0.2", "cont.map,country.map"},  // south of 25 N
+    };
+    for (const auto& c : cases) {
+        MAP_reset();
+        EXPECT_EQ(draw_list(c.domain, ""), "") << c.domain;
+        EXPECT_STREQ(MAP_get_name(), c.list) << c.domain;
+    }
+    draw_list("lamb,40,-100,500,400,0.1,0.1", "");
+    EXPECT_STREQ(MAP_get_name(), "cont.map,country.map") << "the first choice stands for the run";
+}
+
+// Which map entries of a list a pass tries, read from the missing-file warnings.
+TEST(MapDraw, RegionBlocksScaleFiltersAndSidesSelect) {
+    const struct {
+        const char* domain;
+        const char* list;
+        int mask;
+        const char* tried;
+    } cases[] = {
+        {"lamb,40,-100,500,400,0.1,0.1", "[20,60,-130,-60,100],a.map,[],b.map", 6, "a.map"},
+        {"lamb,40,100,500,400,0.1,0.1", "[20,60,-130,-60,100],a.map,[],b.map", 6, "b.map"},
+        {"lamb,40,-100,500,400,0.1,0.1", "[60,20,-60,-130,30],a.map,[],b.map", 6,
+         "b.map"},  // scale 40 > 30
+        {"lamb,40,-100,500,400,0.1,0.1", "c.map,[20,60,-130,-60],a.map,[0,10,0,10],d.map", 6,
+         "c.map a.map"},
+        {"lamb,40,-100,500,400,0.1,0.1", "s+30:a.map,s+50:b.map,s-50:c.map,s-30:d.map", 6,
+         "a.map c.map"},
+        {"lamb,40,-100,500,400,0.1,0.1",
+         ">30<50:a.map,>30<35:b.map,<50>30:c.map,<35:d.map,>39:e.map", 6, "a.map c.map e.map"},
+        {"lamb,40,-100,500,400,0.1,0.1", "s+30:<50:x.map,s+30:<35:y.map", 6, "x.map"},
+        {"lamb,40,-100,500,400,0.1,0.1", "-under.map,+over.map,plain.map", 1, "under.map"},
+        {"lamb,40,-100,500,400,0.1,0.1", "-under.map,+over.map,plain.map", 6, "over.map plain.map"},
+    };
+    for (const auto& c : cases) {
+        MAP_reset();
+        const std::string err = draw_list(c.domain, c.list, c.mask);
+        std::string tried;
+        for (size_t at = 0; (at = err.find("Map file not found: ", at)) != std::string::npos;) {
+            at += 20;
+            std::string path = err.substr(at, err.find('\n', at) - at);
+            tried += (tried.empty() ? "" : " ") + path.substr(path.rfind('/') + 1);
+        }
+        EXPECT_EQ(tried, c.tried) << c.list << " mask " << c.mask;
+    }
+}
+
+// ---- Broken input ---------------------------------------------------------------
+
+TEST(MapDraw, BrokenMapFilesEndCleanly) {
+    Domain domain;
+    clear_and_setup("us", &domain);
+    const std::vector<std::vector<std::pair<float, float>>> good = {
+        {{40, -100}, {41, -99}, {42, -98}}};
+    const std::string bin = binary_map(good), text = text_map(good);
+    const float nan = std::nanf(""), huge = 3.0e38f;
+    const struct {
+        const char* name;
+        std::string bytes;
+        int result;
+    } cases[] = {
+        {"binary cut in the points", bin.substr(0, 30), -1},
+        {"binary cut in the header", bin.substr(0, 10), -1},
+        {"text cut in the points", text.substr(0, text.find("41")), -1},
+        {"count 65535 with three points", std::string("\xff\xff", 2) + bin.substr(2), -1},
+        {"text count 65535", "65535 0 0 0 0 1\n1 2\n3 4\n", -1},
+        {"no end record", bin.substr(0, bin.size() - 2), 0},
+        {"empty file", "", 0},
+        {"text header then binary", "3 0 0 0 0 1\n" + bin, -1},
+        {"binary then text", bin.substr(0, bin.size() - 2) + text, -1},
+        {"NaN and huge points",
+         binary_map(
+             {{{nan, -100}, {40, nan}, {huge, huge}, {-huge, 1e30f}, {40, -100}, {41, -99}}}),
+         0},
+    };
+    for (const auto& c : cases) EXPECT_EQ(draw_map_bytes(c.bytes), c.result) << c.name;
+    MAP_domain(nullptr);
+    EXPECT_EQ(draw_map_bytes(bin), 1) << "no map projection";
+}
+
+TEST(MapDraw, BadListsAreReported) {
+    MAP_reset();
+    TempDir dir;
+    sat_test::write_file(dir.file("list"),
+                         "[20,60,-130,-60\n  gone.map  \n[]\nlost.map\n[1,2,3,4\n");
+    const struct {
+        std::string list;
+        std::string message;
+    } cases[] = {
+        {"fi:" + dir.file("missing.lst"),
+         "MAP_draw: Unable to open map list file: " + dir.file("missing.lst")},
+        {"fi:" + dir.file("list"), "MAP_process: Map file not found: gone.map"},
+        {"[20,60,-130,-60,,nowhere.map,[,[[,]", ""},
+        {"lalo:0:0,lalo:abc,im:,if:::,mf:,rf:,s+:,>:,<<:,:red,-,+", ""},
+    };
+    for (const auto& c : cases) {
+        const std::string err = draw_list("lamb,40,-100,500,400,0.1,0.1", c.list.c_str());
+        if (c.message.empty())
+            EXPECT_EQ(err.find("not found: nowhere"), std::string::npos) << c.list;
+        else
+            EXPECT_NE(err.find(c.message), std::string::npos) << c.list << "\n" << err;
+    }
+}
+
+}  // namespace
