@@ -2,15 +2,18 @@
 // lines under a short prolog; attributes are written only when they change.
 #include "graphics/postscript.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <string>
 
 #include "env/colors.h"
 #include "env/files.h"
 #include "env/messages.h"
+#include "env/resources.h"
 #include "formats/image.h"
 #include "graphics/graphics.h"
 
@@ -56,6 +59,11 @@ int special_weight(int index) {
     return (index - GCOLR_SPECIAL_FIRST) % 3;
 }
 
+const char* title() {
+    const char* text = gget_win_title();
+    return text ? text : "";
+}
+
 void put(const char* text) {
     if (ps.out_file) std::fputs(text, ps.out_file);
 }
@@ -84,10 +92,22 @@ void write_rgb(int index) {
     ps.gray_level = -1.0f;
 }
 
-// The output: a pipe the user typed, an append or a new file, all written
-// through a temporary that is renamed into place when the plot is complete.
+// Only a name the user gave may open a pipe: a device typed on the command line
+// or in the environment, or the output variables of the environment. A device
+// from a defaults file in the working directory never reaches a shell.
+int user_typed(const char* name) {
+    if (RES_typed("device")) return 1;
+    for (const char* variable : {"zmtps_print", "PSPRINT"}) {
+        const char* value = std::getenv(variable);
+        if (value && std::strcmp(value, name) == 0) return 1;
+    }
+    return 0;
+}
+
+// The output: a pipe, an append or a new file, all written through a temporary
+// that is renamed into place when the plot is complete.
 FILE* open_output(const char* name) {
-    return FILE_create(name, "w", 1);
+    return FILE_create(name, "w", user_typed(name));
 }
 
 void write_prolog() {
@@ -97,7 +117,7 @@ void write_prolog() {
     } else {
         put("%!PS-Adobe-1.0\n");
     }
-    gps_printf("%%%%Title: ZMT Graphics Display: %s\n", gget_win_title());
+    gps_printf("%%%%Title: ZMT Graphics Display: %s\n", title());
     put("%%Creator: ZMT Postscript Processor-2.0\n");
     const time_t now = std::time(nullptr);
     char stamp[32] = "";
@@ -131,14 +151,14 @@ void write_prolog() {
     put("[] 0 setdash\n");
     if (ps.pr_scale != 1.0f) gps_printf("%.2f %.2f scale\n", ps.pr_scale, ps.pr_scale);
     put("%%Begin plot\n");
-    gps_printf("%%%%ZMT Plot: %s\n", gget_win_title());
+    gps_printf("%%%%ZMT Plot: %s\n", title());
 }
 
 void write_append_header() {
     put(ps.pr_color ? "0 0 0 setrgbcolor\n" : "0 setgray\n");
     put("1 dot lw\n");
     put("[] 0 setdash\n");
-    gps_printf("%%%%ZMT Plot: %s\n", gget_win_title());
+    gps_printf("%%%%ZMT Plot: %s\n", title());
 }
 
 // Hex text of every image value: two digits of the value in grey, six of its
@@ -171,12 +191,12 @@ void fill_hex_table(HexTable& table) {
 
 // One output row of vw samples: image row `row` shifted by x columns, white
 // where the shifted row has no image.
-void append_image_row(std::string& out, const HexTable& table, const Image* image,
-                      const unsigned char* row, int x, int vw) {
+void append_image_row(std::string& out, const HexTable& table, const unsigned char* row,
+                      long columns, int x, int vw) {
     const int w = table.width;
     for (int i = 0; i < vw; ++i) {
         const long column = static_cast<long>(i) + x;
-        if (row && column >= 0 && column < image->width)
+        if (row && column >= 0 && column < columns)
             out.append(table.code[row[column]].data(), static_cast<size_t>(w));
         else
             out.append(static_cast<size_t>(w), 'F');
@@ -382,16 +402,24 @@ int gps_image(const Image* image, int x, int y) {
     HexTable table;
     fill_hex_table(table);
     const bool has_pixels = image->data && image->width > 0 && image->height > 0;
+    // Rows step by the width; a record with shorter lines holds fewer bytes than
+    // that, and what lies past its end is white.
+    const long stored =
+        static_cast<long>(image->bytes_per_line > 0 ? image->bytes_per_line : image->width) *
+        image->height;
     std::string line;
     line.reserve(static_cast<size_t>(vw) * static_cast<size_t>(table.width) +
                  static_cast<size_t>(vw / kHexLine) + 2);
     for (int j = 0; j < vh; ++j) {
         const long r = static_cast<long>(j) + y;
         const unsigned char* row = nullptr;
-        if (has_pixels && r >= 0 && r < image->height)
+        long columns = 0;
+        if (has_pixels && r >= 0 && r < image->height) {
             row = image->data + r * static_cast<long>(image->width);
+            columns = std::min<long>(image->width, stored - r * static_cast<long>(image->width));
+        }
         line.clear();
-        append_image_row(line, table, image, row, x, vw);
+        append_image_row(line, table, row, columns, x, vw);
         std::fwrite(line.data(), 1, line.size(), ps.out_file);
     }
     put("grestore\n");

@@ -62,6 +62,11 @@ if [ -s "$tmp/page.png" ]; then
     check "the page shows more than two tones (got $colours)" test "$colours" -gt 2
 fi
 
+# A pipe the user typed receives the same page.
+run_sat -fp "$SRC/data" -de "ps,|cat > $tmp/piped.ps" "$AREA" >/dev/null 2>&1
+check "the piped page equals the file" \
+    cmp -s <(grep -v '^%%CreationDate' "$ps") <(grep -v '^%%CreationDate' "$tmp/piped.ps")
+
 # --- an output that cannot be created ---------------------------------------
 mkdir "$tmp/bad"
 echo x >"$tmp/bad/plain"

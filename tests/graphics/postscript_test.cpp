@@ -113,7 +113,8 @@ void set_colour(int index, float r, float g, float b) {
 class PostScript : public ::testing::Test {
    protected:
     void SetUp() override {
-        for (const char* v : {"PSCOLOR", "zmtps_param", "zmtps_geometry", "PSGEOMETRY", "zmtprint"})
+        for (const char* v : {"PSCOLOR", "zmtps_param", "zmtps_geometry", "PSGEOMETRY", "zmtprint",
+                              "zmtps_print", "PSPRINT"})
             unsetenv(v);
         CLR_read_table(sat_test::datafile("zmt.clr").c_str());
     }
@@ -210,7 +211,12 @@ TEST_F(PostScript, PipesAndOutputsThatCannotBeCreated) {
     EXPECT_EQ(gps_close_file(), -1);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
 
-    open_ps("|cat > " + out);
+    // A device string the user did not type never reaches a shell; the user's
+    // own output variable may name a command.
+    EXPECT_EQ(gopen_ws(1, ("|touch " + dir.file("ran")).c_str(), GWS_PS), -1);
+    EXPECT_FALSE(sat_test::file_exists(dir.file("ran")));
+    setenv("zmtps_print", ("|cat > " + out).c_str(), 1);
+    open_ps(kDefaults);
     ASSERT_EQ(gclose_ws(), 0);
     const std::string text = sat_test::read_file(out);
     EXPECT_TRUE(text.starts_with("%!PS-Adobe-1.0\n") && text.ends_with("%%EOF\n"));
