@@ -91,9 +91,8 @@ long alloc_window(int index, XColor& xc, float r, float g, float b) {
             debug_cells("Stored RW Cells", index, xc.pixel, r, g, b, xc);
             return static_cast<long>(xc.pixel);
         }
+        // The reply holds the colour the cell got: no further round trips.
         XAllocColor(d, cmap, &xc);
-        gsync();
-        XQueryColor(d, cmap, &xc);
         debug_cells("Allocated RW Cells", index, xc.pixel, r, g, b, xc);
         return static_cast<long>(xc.pixel);
     }
@@ -115,9 +114,8 @@ long alloc_window(int index, XColor& xc, float r, float g, float b) {
         }
     }
     if (!stored) {
+        // The reply holds the colour the cell got: no further round trips.
         XAllocColor(d, cmap, &xc);
-        gsync();
-        XQueryColor(d, cmap, &xc);
         debug_cells("Allocated new RW Cells", index, xc.pixel, r, g, b, xc);
     }
     st.color_ind[index] = static_cast<long>(xc.pixel);

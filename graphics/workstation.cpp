@@ -304,9 +304,8 @@ int open_window() {
     XFillRectangle(st.display, st.base_window, st.root_gc, 0, 0,
                    static_cast<unsigned>(st.root_width), static_cast<unsigned>(st.root_height));
     XSetForeground(st.display, st.root_gc, st.fore_colr);
-    for (int i = 0; i < NUM_CURSORS; ++i)
-        st.cursors[static_cast<size_t>(i)] =
-            XCreateFontCursor(st.display, cursor_shapes[static_cast<size_t>(i)]);
+    // Cursors are made on first use: each one costs the cursor library a theme lookup.
+    st.cursors.fill(0);
     XSync(st.display, False);
     return 0;
 }
@@ -1070,9 +1069,11 @@ int gget_cursor_type() {
 int gset_cursor_type(int code) {
     const int previous = st.cursor;
     st.cursor = code;
-    if (code >= 0 && code < NUM_CURSORS && st.cursors[static_cast<size_t>(code)] && st.display &&
-        st.root_window)
-        XDefineCursor(st.display, st.root_window, st.cursors[static_cast<size_t>(code)]);
+    if (code < 0 || code >= NUM_CURSORS || !st.display || !st.root_window) return previous;
+    Cursor& id = st.cursors[static_cast<size_t>(code)];
+    if (!id && st.win_type == GWS_WIN)
+        id = XCreateFontCursor(st.display, cursor_shapes[static_cast<size_t>(code)]);
+    if (id) XDefineCursor(st.display, st.root_window, id);
     return previous;
 }
 
