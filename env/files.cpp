@@ -1179,7 +1179,7 @@ char* FILE_add_user_path(const char* name, char* out) {
 }
 
 int FILE_exist(const char* name) {
-    if (FILE_is_stdio(name)) return 1;
+    if (FILE_is_stdio(name) || FILE_typed_name(name)) return 1;
     struct stat st;
     return stat(expand_user(name).c_str(), &st) == 0;
 }
@@ -1662,7 +1662,9 @@ int FILE_typed_name(const char* name) {
 }
 
 int FILE_overwrite(const char* name, int mode) {
-    if (FILE_is_stdio(name) || !FILE_exist(name)) return 1;
+    // A pipe is never a file that exists, typed or not.
+    struct stat st;
+    if (FILE_is_stdio(name) || stat(expand_user(name).c_str(), &st) != 0) return 1;
     if (FLAG_get(15) > 0) return FLAG_get(15);
     if (FLAG_batch()) return 3;
     if (mode != 1 && mode != 2) return 0;
@@ -1759,8 +1761,11 @@ void prepare_output_process() {
 
 void output_error(const char* function, const std::string& name, int error) {
     out_state.failed = true;
-    MESS_print(0xC0, "%s: Unable to write file: %s (%s)\n", function, name.c_str(),
-               error ? std::strerror(error) : "write error");
+    if (error > 0)
+        MESS_print(0xC0, "%s: Unable to write file: %s (%s)\n", function, name.c_str(),
+                   std::strerror(error));
+    else
+        MESS_print(0xC0, "%s: Unable to write file: %s\n", function, name.c_str());
 }
 
 bool copy_file_into(const std::string& from, FILE* to) {
@@ -1824,22 +1829,25 @@ std::vector<Output>::iterator find_output(FILE* fp) {
 
 // Flushes and closes; 0 or the errno of the first failure.
 int close_output(const Output& o) {
+    // The error of a write that failed earlier is gone; -1 stands for it.
+    errno = 0;
     int error = 0;
-    if (std::fflush(o.fp) != 0) error = errno ? errno : EIO;
-    if (std::ferror(o.fp) && !error) error = EIO;
+    if (std::fflush(o.fp) != 0) error = errno ? errno : -1;
+    if (std::ferror(o.fp) && !error) error = -1;
     switch (o.kind) {
         case OutKind::standard:
             std::clearerr(o.fp);
             return error;
         case OutKind::pipe: {
+            // Whatever went wrong, the command did not take all of the output.
             int status = pclose(o.fp);
-            if (!error && (status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0))
-                error = ECHILD;
+            if (error || status == -1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+                error = EPIPE;
             return error;
         }
         case OutKind::temporary:
         case OutKind::device:
-            if (std::fclose(o.fp) != 0 && !error) error = errno ? errno : EIO;
+            if (std::fclose(o.fp) != 0 && !error) error = errno ? errno : -1;
             return error;
     }
     return error;
@@ -1922,7 +1930,7 @@ int FILE_commit(FILE* fp) {
         error = errno;
     if (!error) return 0;
     if (o.kind == OutKind::temporary) unlink(o.temporary.c_str());
-    if (o.kind == OutKind::pipe && (error == EPIPE || error == ECHILD))
+    if (o.kind == OutKind::pipe)
         MESS_print(0xC0, "FILE_commit: Broken pipe, output not complete: %s\n", o.name.c_str());
     else
         output_error("FILE_commit", o.name, error);

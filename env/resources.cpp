@@ -757,6 +757,17 @@ int RES_help_print(const char* program, const int* keyed_ids, const int* positio
     for (int k = 0; keyed_ids && keyed_ids[k] != 0; ++k) RES_help_item(keyed_ids[k]);
     MESS_print(15, "Positional options...\n");
     for (int k = 0; positional_ids && positional_ids[k] != 0; ++k) RES_help_item(positional_ids[k]);
+    MESS_print(15, "Exit codes...\n");
+    static constexpr struct {
+        int code;
+        const char* text;
+    } kExits[] = {{ZMT_EXIT_OK, "normal end, and after help"},
+                  {ZMT_EXIT_DETACH, "failure to detach in batch"},
+                  {ZMT_EXIT_GRAPHICS, "failure to open graphics"},
+                  {ZMT_EXIT_QUEUE, "loop window queue not responding"},
+                  {ZMT_EXIT_NO_INPUT, "no file, or no file could be read"},
+                  {ZMT_EXIT_OUTPUT, "an output could not be written"}};
+    for (const auto& e : kExits) MESS_print(15, " %-10d  %s\n", e.code, e.text);
     return 1;
 }
 

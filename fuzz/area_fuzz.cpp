@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "env/messages.h"
+#include "fuzz_support.h"
 #include "formats/area.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {

@@ -83,9 +83,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     (void)ready;
     const InScratch in_scratch(dir);
     std::string input(reinterpret_cast<const char*>(bytes), size);
-    // A name beginning with '|' runs a command and a path may name a device that
-    // never ends; a region name of either kind has no place in a parser run.
-    if (input.find_first_of("|/") != std::string::npos) return 0;
+    // A path would reach files outside the scratch directory. A "|command" stays in:
+    // a domain text out of a file never opens a pipe, and the shell guard stops the
+    // run if one ever does.
+    if (input.find('/') != std::string::npos) return 0;
 
     size_t pos = 0;
     const std::string text = next_line(input, pos);

@@ -1,6 +1,9 @@
 // libFuzzer target for the native image reader: any bytes as a file, read by
 // content as the program reads rasters. The compressed reader's wait for a file
-// still being written is switched off.
+// still being written is switched off. Nothing is filtered: names inside the file (a
+// domain file, a pixel file) are the reader's to refuse, and a shell reached or a
+// file opened outside the scratch directory stops the run.
+#include <ftw.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -10,32 +13,44 @@
 
 #include "env/messages.h"
 #include "formats/image.h"
+#include "fuzz_support.h"
 
 namespace {
 
-std::string scratch() {
+std::string dir;
+
+int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
+    std::remove(path);
+    return 0;
+}
+
+void remove_scratch() {
+    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
+}
+
+bool setup() {
     char name[] = "/tmp/native_fuzz_XXXXXX";
-    int fd = mkstemp(name);
-    if (fd >= 0) close(fd);
-    static std::string kept;
-    kept = name;
-    std::atexit([] { std::remove(kept.c_str()); });
-    return name;
+    if (!mkdtemp(name)) std::abort();
+    dir = name;
+    std::atexit(remove_scratch);
+    MESS_set(0, 0);
+    IMG_set_max_waits(0);
+    return true;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static bool quiet = (MESS_set(0, 0), IMG_set_max_waits(0), true);
-    static const std::string path = scratch();
-    (void)quiet;
-    FILE* f = std::fopen(path.c_str(), "wb");
+    static const bool ready = setup();
+    (void)ready;
+    const InScratch in_scratch(dir);
+    FILE* f = std::fopen("image", "wb");
     if (!f) return 0;
     std::fwrite(bytes, 1, size, f);
     std::fclose(f);
 
     Image image{};
-    IMG_read(path.c_str(), &image, 0);
+    IMG_read("image", &image, 0);
     // The buffer must hold every pixel the header gave.
     if (image.data && image.height > 0 && image.width > 0) {
         volatile unsigned char last =

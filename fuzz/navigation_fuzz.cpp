@@ -13,6 +13,7 @@
 
 #include "app/sat_params.h"
 #include "env/messages.h"
+#include "fuzz_support.h"
 #include "formats/area.h"
 #include "formats/image.h"
 #include "navigation/area_nav.h"

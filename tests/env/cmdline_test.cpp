@@ -95,6 +95,13 @@ Keyed options...
  -ge wxh+x+y  Window geometry
 Positional options...
  file [file...]  Input file names
+Exit codes...
+ 0           normal end, and after help
+ 1           failure to detach in batch
+ 4           failure to open graphics
+ 7           loop window queue not responding
+ 10          no file, or no file could be read
+ 12          an output could not be written
 )";
 
 const std::string kHelpHead = "sat: This program plots satellite data\n";

@@ -13,6 +13,8 @@
 #include <thread>
 #include <vector>
 
+#include "env/files.h"
+
 #include "test_support.h"
 
 namespace {
