@@ -374,7 +374,7 @@ int SAT_read_TIFF(const char* name, Image* image) {
     }
     image->data = static_cast<unsigned char*>(std::malloc(size));
     if (!image->data) return -1;
-    std::printf("compress %d\n", t.compression);
+    MESS_print(MESS_PRINT, "compress %d\n", t.compression);
     if (t.compression != kPackBits) {
         std::memcpy(image->data, &f.b[at], size);
         return 0;
