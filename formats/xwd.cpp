@@ -162,11 +162,11 @@ int XWD_write(const char* name, const Image* image) {
             put16(e + 4 + 2 * c, static_cast<unsigned>(image->colors[3 * i + c] * 65535));
         e[10] = DO_RGB;
     }
-    if (ok && std::fwrite(map.data(), 1, map.size(), f) != map.size()) {
+    if (ok && !map.empty() && std::fwrite(map.data(), 1, map.size(), f) != map.size()) {
         fail_write("Unable to write color map to dump file.\n");
         ok = false;
     }
-    if (ok && std::fwrite(image->data, 1, body, f) != body) {
+    if (ok && body > 0 && std::fwrite(image->data, 1, body, f) != body) {
         fail_write("Unable to write to XWD file.\n");
         ok = false;
     }
