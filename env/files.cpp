@@ -691,7 +691,11 @@ FILE* open_name_conv(std::string& path) {
         std::string fallback = std::string(SAT_DATA_DIR) + "/" + name;
         file = FILE_open(fallback.c_str(), "r");
         if (file) {
-            MESS_print(0xC0, "FILE_set_name: No file name convention file: %s\n", path.c_str());
+            // Said once: the installed copy then serves every convention of the run.
+            static bool warned = false;
+            if (!warned)
+                MESS_print(0xC0, "FILE_set_name: No file name convention file: %s\n", path.c_str());
+            warned = true;
             path = fallback;
         }
     }

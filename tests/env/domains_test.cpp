@@ -174,6 +174,12 @@ TEST_F(DomainTest, RegionFileWinsThenBuiltInTable) {
     EXPECT_TRUE(result == 2 && d.proj == 1 && d.clat == 42.0f);
     EXPECT_EQ(decode("xx", &result).proj, -1);  // neither: the form counts as read
     EXPECT_EQ(result, 2);
+    // With no region file on the path the built-in row answers, not the installed
+    // table; the installed table still knows the names the built-in rows do not.
+    std::remove(dir.file("zmt.reg").c_str());
+    d = decode("us", &result);
+    EXPECT_TRUE(result == 2 && d.proj == 1 && d.clat == 39.0f && d.plon == d.clon);
+    EXPECT_NE(decode("natl").proj, -1);
 
     struct Row {
         const char* name;

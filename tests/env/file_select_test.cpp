@@ -410,6 +410,13 @@ TEST(Program, BatchWithoutAFileAndFourFailedTriesExitWithTen) {
         count++;
     EXPECT_EQ(count, 4u) << result.err;
     EXPECT_EQ(result.err.find("no5"), std::string::npos);
+    // The end of the input ends the tries at once.
+    result = sat_run(dir, {"-sp", dir.path()}, "no1\n");
+    EXPECT_EQ(result.code, 10) << result.err;
+    EXPECT_EQ(result.out.find("Enter the satellite filename: Enter the satellite filename: "
+                              "Enter the satellite filename: "),
+              std::string::npos)
+        << result.out;
     EXPECT_EQ(sat_run(dir, {"-sp", dir.path()}, "exit\n").code, 0);
 }
 
@@ -421,6 +428,12 @@ TEST(Program, PromptAnswerIsTheFileRead) {
     // The report run ends with 10 after printing the image's time: 1998 day 260, 07:45.
     EXPECT_EQ(result.code, 10) << result.err;
     EXPECT_NE(result.out.find("199809170745"), std::string::npos) << result.out;
+    // An empty answer is a name like any other: the standard input, here the file.
+    result = sat_run(
+        dir, {"-pl", "none", "-ou", "date"},
+        "\n" + sat_test::read_file(sat_test::testdata("area/goes8_wv_gvar_1998260_0745.area")));
+    EXPECT_EQ(result.code, 10) << result.err;
+    EXPECT_NE(result.out.find("0745Z 17 SEP 98"), std::string::npos) << result.out;
 }
 
 }  // namespace

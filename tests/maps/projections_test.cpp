@@ -228,6 +228,8 @@ TEST(Projections, EveryProjectionRoundTrips) {
         {make("me,0,-100,25,17,1,1"), grid(-89, 89, -180, 179, 2.5)},
         {make("lamb,40,-100,25,17,1,1"), grid(-80, 89, -279, 79, 2.5)},
         {make("lamb:-90:100:-25:-25,-40,100,25,17,1,1"), grid(-89, 80, -79, 279, 2.5)},
+        // Two different southern true latitudes: the inverse only comes back through its
+        // sign correction (the plain formula takes a power of a negative ratio).
         {make("lamb:-90:100:-30:-60,-40,100,25,17,1,1"), grid(-80, 89, -79, 279, 2.5)},
         // Orthographic latitudes come from an arcsine, which loses its grip at the poles.
         {make("or,40,-100,25,17,1,1"), near(40, -100, 70, 2.5, 88)},
