@@ -185,6 +185,12 @@ int gdel_fill_pat() {
     return 0;
 }
 
+int gclose_fill() {
+    if (st.fill_gc && gget_display()) XFreeGC(gget_display(), st.fill_gc);
+    st.fill_gc = nullptr;
+    return 0;
+}
+
 int gset_fill_int_style(int style) {
     if (style == st.fill_inter_style) return 0;
     if (closed("gset_fill_int_style")) return -1;

@@ -155,6 +155,10 @@ int ginit_line(int mode);
 int ginit_marker(int mode);
 int ginit_fill(int mode);
 int gdel_fill_pat();
+// Free the GC of the unit at the close of a window.
+int gclose_line();
+int gclose_marker();
+int gclose_fill();
 
 int gset_linetype(int type);
 int gset_linewidth(float width);

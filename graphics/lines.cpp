@@ -120,6 +120,12 @@ int ginit_line(int mode) {
     return 0;
 }
 
+int gclose_line() {
+    if (st.line_gc && gget_display()) XFreeGC(gget_display(), st.line_gc);
+    st.line_gc = nullptr;
+    return 0;
+}
+
 int gset_linetype(int type) {
     if (closed("gset_linetype")) return -1;
     if (type < 0) {

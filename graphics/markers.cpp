@@ -143,6 +143,12 @@ int ginit_marker(int mode) {
     return 0;
 }
 
+int gclose_marker() {
+    if (st.mark_gc && gget_display()) XFreeGC(gget_display(), st.mark_gc);
+    st.mark_gc = nullptr;
+    return 0;
+}
+
 int gset_marker_type(int type) {
     if (closed("gset_marker_type")) return -1;
     if (type == st.marker_type) return 0;

@@ -19,6 +19,9 @@
 #include "env/resources.h"
 #include "graphics/graphics.h"
 
+// The text unit's GC and server font go with the window.
+int gclose_text();
+
 namespace {
 
 constexpr int NUM_CURSORS = 9;
@@ -744,9 +747,13 @@ int gclose_ws() {
         st.draw_window = 0;
     }
     if (has_window() && st.display) {
-        for (GC gc : {gget_line_gc(), gget_marker_gc(), gget_fill_gc(), gget_text_gc()})
-            if (gc) XFreeGC(st.display, gc);
+        gclose_line();
+        gclose_marker();
+        gclose_fill();
+        gclose_text();
         gdel_fill_pat();
+        if (st.root_gc) XFreeGC(st.display, st.root_gc);
+        st.root_gc = nullptr;
         if (st.win_type == GWS_WIN && gget_user_cmap()) {
             XFreeColormap(st.display, gget_user_cmap());
             gset_user_cmap(0);
