@@ -76,6 +76,7 @@ class XvfbEnvironment : public testing::Environment {
     static void open_window() {
         RES_put("geometry", "1000x800");
         gset_win_size(1000, 800);
+        RES_put("file_path", SAT_DATA_DIR);
         CLR_read_table(nullptr);
         int id = 1, type = GWS_WIN;
         GPH_begin(&id, nullptr, &type);
@@ -384,6 +385,7 @@ TEST(MapDraw, DefaultListFollowsTheDomainAndStays) {
         MAP_reset();
         EXPECT_EQ(draw_list(c.domain, ""), "") << c.domain;
         EXPECT_STREQ(MAP_get_name(), c.list) << c.domain;
+        EXPECT_GT(drawn(grab()).size(), 5000u) << c.domain << ": the shipped maps draw";
     }
     draw_list("lamb,40,-100,500,400,0.1,0.1", "");
     EXPECT_STREQ(MAP_get_name(), "cont.map,country.map") << "the first choice stands for the run";
@@ -468,7 +470,7 @@ TEST(MapDraw, BadListsAreReported) {
     } cases[] = {
         {"fi:" + dir.file("missing.lst"),
          "MAP_draw: Unable to open map list file: " + dir.file("missing.lst")},
-        {"fi:" + dir.file("list"), "MAP_process: Map file not found: gone.map"},
+        {"fi:" + dir.file("list"), "MAP_process: Map file not found: " SAT_DATA_DIR "/gone.map"},
         {"[20,60,-130,-60,,nowhere.map,[,[[,]", ""},
         {"lalo:0:0,lalo:abc,im:,if:::,mf:,rf:,s+:,>:,<<:,:red,-,+", ""},
     };
