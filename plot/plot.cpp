@@ -15,6 +15,7 @@
 #include "env/resources.h"
 #include "formats/gif.h"
 #include "graphics/graphics.h"
+#include "maps/map_draw.h"
 #include "maps/projections.h"
 #include "plot/plot_internal.h"
 
@@ -35,7 +36,6 @@ struct PlotState {
     PltDomainFunc resize_func = nullptr;             //
     PltDomainFunc refresh_func = nullptr;            //
     PltCallback callback = nullptr;                  // mouse callback
-    bool dump_set = false;                           // a raster dump is asked for
 };
 
 PlotState ps;
@@ -52,8 +52,6 @@ struct ForeignSettings {
     int use_hdr_file = 1;
     int max_bad = 5;
     std::string grid_format;
-    float latlon[2] = {0.0f, 0.0f};
-    int latlon_dot[2] = {0, 0};
     int loop_title = 1;
 };
 
@@ -91,14 +89,9 @@ void pair_float(const char* text, float out[2]) {
     if (got == 1) out[1] = out[0];
 }
 
-void set_dump(int type, const char* name) {
-    PLT_set_dump(type, name);
-    ps.dump_set = true;
-}
-
 bool decode_dump(const char* v) {
-    if (starts(v, "gif", 3)) return set_dump(2, dump_name(v)), true;
-    if (starts(v, "png", 3)) return set_dump(4, dump_name(v)), true;
+    if (starts(v, "gif", 3)) return PLT_set_dump(2, dump_name(v)), true;
+    if (starts(v, "png", 3)) return PLT_set_dump(4, dump_name(v)), true;
     return false;
 }
 
@@ -129,10 +122,7 @@ bool decode_view(const char* v) {
         int dot = 0, extra = 0;
         const int got = std::sscanf(from(v, 6), "%f:%f:%d:%d", &lat, &lon, &dot, &extra);
         if (got == 1) lon = lat;
-        foreign.latlon[0] = lat;
-        foreign.latlon[1] = lon;
-        foreign.latlon_dot[0] = dot;
-        foreign.latlon_dot[1] = extra;
+        MAP_latlon(lat, lon, dot, extra);
         return true;
     }
     return false;
@@ -205,8 +195,8 @@ bool decode_settings(const char* v) {
         return true;
     }
     if (decode_dump(v)) return true;
-    if (starts(v, "img", 3)) return set_dump(3, dump_name(v)), true;
-    if (starts(v, "xwd", 3)) return set_dump(1, dump_name(v)), true;
+    if (starts(v, "img", 3)) return PLT_set_dump(3, dump_name(v)), true;
+    if (starts(v, "xwd", 3)) return PLT_set_dump(1, dump_name(v)), true;
     return false;
 }
 
@@ -324,7 +314,7 @@ int PLT_close() {
     if (FLAG_batch() && ZMT_back_proc() == 0) ZMT_exit(1);
     if (FLAG_get(11) == PLOT_TYPE_NONE) return -1;
     gsel_norm_tran(2);
-    if (!ps.dump_set) GPH_hold(ps.work_id);
+    if (PLT_get_dump() == PLT_DUMP_NONE) GPH_hold(ps.work_id);
     gclear_ws();
     GPH_end(ps.work_id);
     PLT_init_labels();
@@ -446,15 +436,4 @@ int PLT_plot_refresh() {
 
 int plt_get_cont_bar() {
     return foreign.cont_bar;
-}
-
-// Stand-ins until the dumps unit defines these; its definitions take their place.
-__attribute__((weak)) int PLT_set_dump(int, const char*) {
-    return 0;
-}
-__attribute__((weak)) int PLT_mess(const char*, ...) {
-    return 0;
-}
-__attribute__((weak)) int PLT_print_values(const char*, float, float) {
-    return 0;
 }

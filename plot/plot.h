@@ -29,8 +29,6 @@ int PLT_set_refresh_func(int seconds, PltDomainFunc function);
 int PLT_plot_zoom(const char* event, float x, float y);
 int PLT_plot_resize(const char* event);
 int PLT_plot_refresh();
-// The location query of the dumps unit, on the same events.
-int PLT_print_values(const char* event, float x, float y);
 
 // The picture's place on the page.
 int PLT_get_work_type();

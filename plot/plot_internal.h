@@ -9,7 +9,3 @@ int plt_set_view(const float view[4]);
 int plt_set_full_lab(int on);
 // The contour bar setting of the plot parameters; a bar takes the lower labels' place.
 int plt_get_cont_bar();
-
-// Of the dumps unit: the dump the parameters ask for, and the progress line.
-int PLT_set_dump(int type, const char* name);
-int PLT_mess(const char* format, ...) __attribute__((format(printf, 1, 2)));

@@ -10,6 +10,7 @@
 #include <X11/Xutil.h>
 // clang-format on
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <sstream>
@@ -124,31 +125,48 @@ class PlotWindow : public ::testing::Test {
         run.env["DISPLAY"] = server->display();
         run.timeout_seconds = 60;
         sat_test::RunResult result;
-        std::thread child([&] { result = sat_test::run_sat(options, run); });
+        std::atomic<bool> done{false};
+        std::thread child([&] {
+            result = sat_test::run_sat(options, run);
+            done = true;
+        });
 
-        Display* d = XOpenDisplay(server->display().c_str());
+        // The connection is tried again while the program starts, as it may be
+        // refused while the server is busy with the program's own.
+        Display* d = nullptr;
         Window w = 0;
         Picture last;
-        for (int i = 0; i < 200 && d; ++i) {
+        int grabs = 0;
+        for (int i = 0; i < 200; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            if (!d) d = XOpenDisplay(server->display().c_str());
+            if (!d) continue;
             if (!w) w = find_window(d, DefaultRootWindow(d), title);
             Picture now;
             if (!w || !grab(d, w, &now)) continue;
+            ++grabs;
             if (now.ink_box()[1] >= 0 && now.pixels == last.pixels) {
                 picture = now;
                 break;
             }
             last = now;
         }
+        const bool opened = d != nullptr;
         if (d) XCloseDisplay(d);
         sat_test::RunOptions key;
         key.env["DISPLAY"] = server->display();
-        if (w)
+        // A key that comes before the hold begins is not taken as its end, so
+        // Return is pressed again until the program has ended.
+        for (int i = 0; i < 40 && w && !done; ++i) {
             sat_test::run_program("/usr/bin/xdotool",
                                   {"key", "--window", std::to_string(w), "Return"}, key);
+            for (int j = 0; j < 10 && !done; ++j)
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
         child.join();
         EXPECT_EQ(result.code, 0) << result.err;
-        EXPECT_GT(picture.width, 0) << "no picture: " << result.out << result.err;
+        EXPECT_GT(picture.width, 0) << "no picture: display " << opened << ", window " << w << ", "
+                                    << grabs << " grabs, " << result.out << result.err;
         return picture;
     }
 
