@@ -153,27 +153,15 @@ inline void make_picture(Layout l, int w, int h, int colours, Image* im, Rgb* sh
     const bool mapped = l == Layout::Mapped8Padded || l == Layout::Mapped4 || l == Layout::Mapped1;
     im->mapped = mapped ? 1 : 0;
     im->byte_order = (l == Layout::True32Lsb || l == Layout::True24Lsb) ? 0 : 1;
-    switch (l) {
-        case Layout::True32Lsb:
-        case Layout::True32Msb:
-            im->depth = 24, im->bits_per_pixel = 32, im->bytes_per_line = 4 * w;
-            break;
-        case Layout::True24Lsb:
-            im->depth = im->bits_per_pixel = 24, im->bytes_per_line = 3 * w + 2;
-            break;
-        case Layout::Rgb565Msb:
-            im->depth = im->bits_per_pixel = 16, im->bytes_per_line = 2 * w;
-            break;
-        case Layout::Mapped8Padded:
-            im->depth = im->bits_per_pixel = 8, im->bytes_per_line = (w + 3) / 4 * 4;
-            break;
-        case Layout::Mapped4:
-            im->depth = im->bits_per_pixel = 4, im->bytes_per_line = (w + 1) / 2;
-            break;
-        case Layout::Mapped1:
-            im->depth = im->bits_per_pixel = 1, im->bytes_per_line = (w + 7) / 8;
-            break;
-    }
+    // depth, bits a pixel, and bytes a line: 24-bit rows padded by two bytes
+    struct Shape {
+        int depth, bits, bpl;
+    };
+    const Shape shapes[] = {{24, 32, 4 * w},    {24, 32, 4 * w},         {24, 24, 3 * w + 2},
+                            {16, 16, 2 * w},    {8, 8, (w + 3) / 4 * 4}, {4, 4, (w + 1) / 2},
+                            {1, 1, (w + 7) / 8}};
+    const Shape& sh = shapes[static_cast<int>(l)];
+    im->depth = sh.depth, im->bits_per_pixel = sh.bits, im->bytes_per_line = sh.bpl;
     if (l == Layout::Rgb565Msb)
         im->red_mask = 0xF800, im->green_mask = 0x7E0, im->blue_mask = 0x1F;
     else if (!mapped)

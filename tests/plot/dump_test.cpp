@@ -8,14 +8,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cmath>
 
 #include "formats/gif.h"
 #include "formats/xwd.h"
 #include "graphics/graphics.h"
-#include "maps/projections.h"
-#include "overlays/cities.h"
-#include "tests/env/env_capture.h"
 #include "tests/formats/gif_png_xwd_oracle.h"
 #include "tests/graphics/xserver.h"
 
@@ -208,38 +204,3 @@ TEST(DumpRun, ProgramNamesItsDumpsFromPlotParametersAndOutputFiles) {
 }
 
 }  // namespace
-
-TEST(Query, LocationAndNearestStationOnlyOnAltV) {
-    Domain d;
-    DOM_init(&d);
-    d.proj = 2;
-    d.clat = 40.0f, d.clon = -100.0f, d.dx = d.dy = 0.1f, d.nx = 400, d.ny = 200;
-    ASSERT_GT(CTY_store("sao.cty", CTY_STORE_LOC, &d, 10), 100);
-    MAP_domain(&d);
-    float x = 0, y = 0;
-    ASSERT_EQ(MAP_tran(39.8617f, -104.673f, &x, &y), 1);  // Denver's airport
-    for (const char* event : {"v", "B1-P", "v-Alt-Shft", "v-Alt"}) {
-        SCOPED_TRACE(event);
-        sat_test::Capture capture;
-        EXPECT_EQ(PLT_print_values(event, x, y), 0);
-        const std::string out = capture.out();
-        if (std::strcmp(event, "v-Alt") != 0) {
-            EXPECT_EQ(out, "");
-            continue;
-        }
-        char pixel[64];
-        std::snprintf(pixel, sizeof pixel, "Pixel: %6.2f %6.2f\n", xW_p(x), yW_p(y));
-        EXPECT_EQ(out.rfind("Lat:  39.86 Lon: -104.67 XY: ", 0), 0u) << out;
-        // Then the station the ring search finds, a few kilometres away.
-        const size_t id = out.find(std::string(pixel) + "Id: ");
-        ASSERT_NE(id, std::string::npos) << out;
-        char station[16];
-        float lat = 0, lon = 0;
-        ASSERT_EQ(std::sscanf(out.c_str() + id + std::strlen(pixel), "Id: %15s Lat: %f Lon: %f",
-                              station, &lat, &lon),
-                  3);
-        EXPECT_LT(std::hypot(lat - 39.86f, lon + 104.67f), 0.3f) << out;
-        EXPECT_EQ(out.back(), '\n');
-    }
-    CTY_free();
-}
