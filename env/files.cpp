@@ -41,6 +41,8 @@ constexpr size_t LINE_MAX_LEN = 160;
 constexpr int MAX_WIDTH = 1000;
 // Most steps of a search for the newest file (la#n).
 constexpr int MAX_WALK_STEPS = 20000;
+// Most files of one run (-nh): each costs a name and a failed or real read.
+constexpr int MAX_RUN_FILES = 10000;
 // An expansion never needs more than this; the rest is cut before it is stored.
 constexpr size_t BUILD_LIMIT = 4096;
 
@@ -92,6 +94,7 @@ int skip = 0;
 int offset = 0;
 int secs = 0;
 int nsecs = 0;
+int run_files = 0;  // files handed out since FILE_first
 
 std::string bounded(const std::string& text) {
     return text.size() > NAME_MAX_LEN ? text.substr(0, NAME_MAX_LEN) : text;
@@ -1480,6 +1483,7 @@ int FILE_first(const Date* date) {
         (strnicmp(files[0], "la", 2) == 0 || strnicmp(files[0], "cu", 2) == 0))
         free_files();
     file_ind = 0;
+    run_files = 0;
     if (date)
         first_date = *date;
     else
@@ -1504,6 +1508,13 @@ int FILE_get_next(char* out) {
         file_ind++;
         return 1;
     }
+    // A run by time is a walk: it ends after MAX_RUN_FILES names, whatever -nh asked.
+    if (run_files >= MAX_RUN_FILES) {
+        if (run_files++ == MAX_RUN_FILES)
+            MESS_print(0xC0, "FILE_get_next: Run cut at %d files\n", MAX_RUN_FILES);
+        return 0;
+    }
+    run_files++;
     if (num_hour >= 0) {
         if (num_hour < nsecs) return 0;
         if (num_hour == 0) {
@@ -1716,6 +1727,7 @@ void FILE_reset() {
     offset = 0;
     secs = 0;
     nsecs = 0;
+    run_files = 0;
 }
 
 // ---------------------------------------------------------------------------

@@ -270,9 +270,9 @@ void read_plain_bytes(unsigned char* out, int lines, int elements, int prefix, i
         for (int e = 0; e < elements; e++, k++) {
             out[k] = static_cast<unsigned char>(plain_element(width));
             if (exhausted) {
-                if (k + 1 < total)
-                    std::memset(out + k + 1, static_cast<unsigned char>(plain_element(width)),
-                                total - k - 1);
+                // The buffer came zeroed: a stale zero costs nothing.
+                const auto stale = static_cast<unsigned char>(plain_element(width));
+                if (k + 1 < total && stale != 0) std::memset(out + k + 1, stale, total - k - 1);
                 return;
             }
         }

@@ -465,6 +465,10 @@ int IMG_write_user(const char* name, const Image* image, int compress, int user_
     } else {
         ok = write_expanded(f, image);
     }
+    if (!ok && std::ferror(f)) {
+        FILE_commit(f);  // reports the failed write, or the broken pipe, and removes it
+        return 0;
+    }
     if (!ok) {
         FILE_discard(f);
         MESS_print(0xc0, "IMG_write: Unable to write: %s\n", name);

@@ -177,6 +177,11 @@ TEST(Hostile, EndlessInputsAndWalksEndQuickly) {
          {},
          {},
          10},
+        {"a million files a minute apart",
+         run_args({"-if", "@x%Y%m%d%h%n.img", "-nh", "1000000,0:01", "x200001010000.img"}),
+         {{"x200001010000.img", good}},
+         {},
+         0},
     };
     for (const char* option : {"-df", "-ct", "-cof", "-nc"})
         cases.push_back(
