@@ -115,7 +115,7 @@ int PLT_dump(int frame) {
 
 int PLT_print_location(const char* event, float x, float y) {
     if (!event || std::strcmp(event, "v-Alt") != 0) return 0;
-    float lat = -9999.0f, lon = -9999.0f;
+    float lat = DOM_FMISSING, lon = DOM_FMISSING;
     MAP_untran(x, y, &lat, &lon);
     MESS_print(QUERY_LEVEL, "Lat: %6.2f Lon: %7.2f XY: %6.2f %6.2f Pixel: %6.2f %6.2f\n", lat, lon,
                x, y, xW_p(x), yW_p(y));
@@ -125,11 +125,11 @@ int PLT_print_location(const char* event, float x, float y) {
 int PLT_print_values(const char* event, float x, float y) {
     if (!event || std::strcmp(event, "v-Alt") != 0) return 0;
     PLT_print_location(event, x, y);
-    float lat = -9999.0f, lon = -9999.0f;
+    float lat = DOM_FMISSING, lon = DOM_FMISSING;
     MAP_untran(x, y, &lat, &lon);
     CityXY station{};
     if (CTY_search_loc(lat, lon, &station)) {
-        float slat = -9999.0f, slon = -9999.0f;
+        float slat = DOM_FMISSING, slon = DOM_FMISSING;
         MAP_untran(station.x, station.y, &slat, &slon);
         MESS_print(QUERY_LEVEL, "Id: %.*s Lat: %6.2f Lon: %7.2f ",
                    static_cast<int>(strnlen(station.key, sizeof station.key)), station.key, slat,
