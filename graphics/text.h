@@ -31,6 +31,8 @@ const StrokeFont& gget_stroke_font();
 int greset_text();
 // Text GC set-up for the window: 0 first time, 1 after a resize.
 int ginit_text(int mode);
+// Frees the text GC and the server font with the window.
+int gclose_text();
 // The font list and the font in use.
 int gsetup_fonts();
 int read_font(const char* name);

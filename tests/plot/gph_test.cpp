@@ -1,0 +1,122 @@
+// The drawing layer: rectangles of a proportion fitted to a view, the device
+// a plot opens, a second begin that opens nothing, borders through the
+// kernel's rejection and attribute records that leave unset members alone.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "env/colors.h"
+#include "env/messages.h"
+#include "env/resources.h"
+#include "graphics/graphics.h"
+#include "test_support.h"
+
+namespace {
+
+class Gph : public ::testing::Test {
+   protected:
+    void SetUp() override {
+        RES_reset();
+        MESS_reset();
+        FLAG_set(2, 0);
+    }
+    void TearDown() override {
+        if (gchk_graphics()) GPH_end(1);
+        RES_reset();
+        MESS_reset();
+    }
+    // The resources keep pointers into the command line, which lives with the test.
+    void decode(std::vector<std::string> args) {
+        args.insert(args.begin(), "sat");
+        line = std::move(args);
+        argv.clear();
+        for (auto& a : line) argv.push_back(a.data());
+        argv.push_back(nullptr);
+        static const int keyed[] = {46, 0};
+        static const int positional[] = {50, 0};
+        RES_init(static_cast<int>(argv.size()) - 1, argv.data(), keyed, positional);
+    }
+
+    sat_test::TempDir dir;
+    std::vector<std::string> line;
+    std::vector<char*> argv;
+};
+
+}  // namespace
+
+TEST(GphAspect, RectanglesOfAProportionFitTheView) {
+    struct Fit {
+        float view[4], w, h;
+        int hpos, vpos;
+        float want[4];
+    };
+    const std::vector<Fit> fits = {
+        // Wide view: the height is full and the width follows.
+        {{0, 2, 0, 1}, 1.5f, 1, 2, 2, {0.25f, 1.75f, 0, 1}},
+        {{0, 2, 0, 1}, 1.5f, 1, 3, 2, {0.5f, 2, 0, 1}},
+        {{0, 2, 0, 1}, 1.5f, 1, 0, 2, {0, 1.5f, 0, 1}},
+        // Tall view: the width is full.
+        {{0, 1, 0, 2}, 1, 1, 2, 2, {0, 1, 0.5f, 1.5f}},
+        {{0, 1, 0, 2}, 1, 1, 2, 3, {0, 1, 1, 2}},
+        {{0, 1, 0, 2}, 1, 1, 2, 1, {0, 1, 0, 1}},
+        // The same proportion fills the view exactly.
+        {{0.1f, 1.6f, 0.2f, 1.2f}, 3, 2, 2, 2, {0.1f, 1.6f, 0.2f, 1.2f}},
+    };
+    for (const Fit& f : fits) {
+        float got[4];
+        gset_aspect(f.view, got, f.w, f.h, f.hpos, f.vpos);
+        for (int i = 0; i < 4; ++i) EXPECT_NEAR(got[i], f.want[i], 1e-6) << i;
+    }
+}
+
+TEST_F(Gph, DeviceStringChoosesTheWorkstationAndASecondBeginOpensNothing) {
+    const std::string hpgl = dir.file("plot.hpgl");
+    decode({"-de", "q," + hpgl});
+    int id = 0, type = 0;
+    float rect[4] = {0, 0, 0.04f, 0.04f};
+    GPH_setup(&id, &type, 1.5f, rect);
+    EXPECT_EQ(id, 1);
+    EXPECT_EQ(type, GWS_HPGL);
+    EXPECT_EQ(gget_win_type(), GWS_HPGL);
+    int again = GWS_PS;
+    const std::string other = dir.file("other.ps");
+    EXPECT_EQ(GPH_begin(&id, other.c_str(), &again), 0);
+    EXPECT_EQ(gget_win_type(), GWS_HPGL);
+    GPH_end(id);
+    EXPECT_TRUE(sat_test::file_exists(hpgl));
+    EXPECT_FALSE(sat_test::file_exists(other));
+    // Ending gives flag 2 back the type asked for, here the second begin's.
+    EXPECT_EQ(FLAG_get(2), GWS_PS);
+}
+
+TEST_F(Gph, BordersGoThroughTheRejectionOfTheWindow) {
+    const std::string ps = dir.file("border.ps");
+    decode({"-de", "ps," + ps});
+    int id = 0, type = 0;
+    float rect[4] = {0, 0, 0.04f, 0.04f};
+    GPH_setup(&id, &type, 1.5f, rect);
+    GPH_trans(2);
+    const float inside[4] = {rect[0], rect[1], rect[2], rect[3]};
+    const float outside[4] = {rect[1] + 1, rect[1] + 2, rect[2], rect[3]};
+    EXPECT_EQ(GPH_border(outside), 0);
+    GPH_border(inside);
+    // Unset members leave the attributes as they were.
+    gset_line_colr_ind(1);
+    const Attrib unset = {-9999, -9999.0f, -9999.0f, -9999.0f, -9999, -9999, -9999};
+    GPH_line_attr(&unset);
+    EXPECT_EQ(gget_line_colr(), 1);
+    GPH_end(id);
+    const std::string text = sat_test::read_file(ps);
+    size_t count = 0;
+    for (size_t at = text.find("%%PL:5"); at != std::string::npos; at = text.find("%%PL:5", at + 1))
+        ++count;
+    EXPECT_EQ(count, 1u);
+}
+
+TEST(GphRun, AWindowWithoutADisplayEndsTheRunWithFour) {
+    const auto run = sat_test::run_sat(
+        {"-de", "x", sat_test::testdata("area/radar_composite_ps_2000137_0859.area")});
+    EXPECT_EQ(run.code, 4);
+    EXPECT_NE(run.err.find("GPH_begin: Error opening workstation"), std::string::npos) << run.err;
+}
