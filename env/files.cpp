@@ -1227,6 +1227,8 @@ FILE* FILE_open_user(const char* name, const char* mode, int user_typed) {
         }
         // popen knows only "r" and "w"; a binary flag means nothing to a pipe.
         const char pipe_mode[2] = {mode[0] == 'r' ? 'r' : 'w', '\0'};
+        // A command that stops reading makes writes fail instead of ending the run.
+        if (pipe_mode[0] == 'w') std::signal(SIGPIPE, SIG_IGN);
         std::fflush(nullptr);
         return popen(name + 1, pipe_mode);
     }
@@ -1921,7 +1923,9 @@ FILE* FILE_create(const char* name, const char* mode, int user_typed) {
     try {
         out_state.open.push_back(o);
     } catch (const std::bad_alloc&) {
-        FILE_discard(o.fp);
+        close_output(o);
+        if (o.kind == OutKind::temporary) unlink(o.temporary.c_str());
+        output_error("FILE_create", o.name, ENOMEM);
         return nullptr;
     }
     return o.fp;
