@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <string>
+#include <vector>
 
 #include "env/colors.h"
 #include "env/files.h"
@@ -189,20 +189,22 @@ void fill_hex_table(HexTable& table) {
     }
 }
 
-// One output row of vw samples: image row `row` shifted by x columns, white
-// where the shifted row has no image.
-void append_image_row(std::string& out, const HexTable& table, const unsigned char* row,
-                      long columns, int x, int vw) {
-    const int w = table.width;
+// One output row of vw samples of W hex digits at `out`: image row `row` shifted
+// by x columns, white where the shifted row has no image. Returns the end.
+template <size_t W>
+char* put_image_row(char* out, const HexTable& table, const unsigned char* row, long columns, int x,
+                    int vw) {
     for (int i = 0; i < vw; ++i) {
         const long column = static_cast<long>(i) + x;
         if (row && column >= 0 && column < columns)
-            out.append(table.code[row[column]].data(), static_cast<size_t>(w));
+            std::memcpy(out, table.code[row[column]].data(), W);
         else
-            out.append(static_cast<size_t>(w), 'F');
-        if (i % kHexLine == kHexLine - 1) out.push_back('\n');
+            std::memset(out, 'F', W);
+        out += W;
+        if (i % kHexLine == kHexLine - 1) *out++ = '\n';
     }
-    out.push_back('\n');
+    *out++ = '\n';
+    return out;
 }
 
 }  // namespace
@@ -407,9 +409,12 @@ int gps_image(const Image* image, int x, int y) {
     const long stored =
         static_cast<long>(image->bytes_per_line > 0 ? image->bytes_per_line : image->width) *
         image->height;
-    std::string line;
-    line.reserve(static_cast<size_t>(vw) * static_cast<size_t>(table.width) +
-                 static_cast<size_t>(vw / kHexLine) + 2);
+    // Rows are gathered into blocks of about a megabyte for each write.
+    const size_t row_bytes = static_cast<size_t>(vw) * static_cast<size_t>(table.width) +
+                             static_cast<size_t>(vw / kHexLine) + 1;
+    const int block_rows = static_cast<int>(std::max<size_t>(1, (1u << 20) / row_bytes));
+    std::vector<char> block(row_bytes * static_cast<size_t>(std::min(block_rows, vh)));
+    char* end = block.data();
     for (int j = 0; j < vh; ++j) {
         const long r = static_cast<long>(j) + y;
         const unsigned char* row = nullptr;
@@ -418,9 +423,12 @@ int gps_image(const Image* image, int x, int y) {
             row = image->data + r * static_cast<long>(image->width);
             columns = std::min<long>(image->width, stored - r * static_cast<long>(image->width));
         }
-        line.clear();
-        append_image_row(line, table, row, columns, x, vw);
-        std::fwrite(line.data(), 1, line.size(), ps.out_file);
+        end = table.width == 6 ? put_image_row<6>(end, table, row, columns, x, vw)
+                               : put_image_row<2>(end, table, row, columns, x, vw);
+        if ((j + 1) % block_rows == 0 || j + 1 == vh) {
+            std::fwrite(block.data(), 1, static_cast<size_t>(end - block.data()), ps.out_file);
+            end = block.data();
+        }
     }
     put("grestore\n");
     return 0;
