@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cctype>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -76,6 +77,16 @@ std::array<unsigned char, ICON_SIZE * ICON_SIZE / 8> make_icon() {
             if (ring || equator) bits[static_cast<size_t>(y * 6 + x / 8)] |= 1u << (x % 8);
         }
     return bits;
+}
+
+// Sizes and offsets from option and geometry texts: truncated, but held to a
+// range no page reaches so that absurd values cannot overflow.
+int to_int(double v) {
+    constexpr double limit = 1e9;
+    if (std::isnan(v)) return 0;
+    if (v > limit) return static_cast<int>(limit);
+    if (v < -limit) return static_cast<int>(-limit);
+    return static_cast<int>(v);
 }
 
 int truncate_title(std::string& s, size_t limit) {
@@ -157,10 +168,10 @@ bool apply_panel(const char* geom, bool printing) {
     } else {
         grid(false);
     }
-    st.win_x = static_cast<int>(static_cast<float>(st.win_width) * ox);
-    st.win_y = static_cast<int>(static_cast<float>(st.win_height) * oy);
-    st.win_width = static_cast<int>(static_cast<float>(st.win_width) * sx);
-    st.win_height = static_cast<int>(static_cast<float>(st.win_height) * sy);
+    st.win_x = to_int(static_cast<float>(st.win_width) * ox);
+    st.win_y = to_int(static_cast<float>(st.win_height) * oy);
+    st.win_width = to_int(static_cast<float>(st.win_width) * sx);
+    st.win_height = to_int(static_cast<float>(st.win_height) * sy);
     return true;
 }
 
@@ -169,15 +180,15 @@ void apply_print_geometry(const char* geom, float factor, int offset) {
     int w = 0, h = 0, x = 0, y = 0;
     const int n = std::sscanf(geom, "%dx%d%d%d", &w, &h, &x, &y);
     if (n >= 2) {
-        st.win_width = static_cast<int>(static_cast<float>(w) * factor);
-        st.win_height = static_cast<int>(static_cast<float>(h) * factor);
+        st.win_width = to_int(static_cast<float>(w) * factor);
+        st.win_height = to_int(static_cast<float>(h) * factor);
         if (n == 4) {
-            st.win_x = static_cast<int>(static_cast<float>(x) * factor) + offset;
-            st.win_y = static_cast<int>(static_cast<float>(y) * factor) + offset;
+            st.win_x = to_int(static_cast<float>(x) * factor) + offset;
+            st.win_y = to_int(static_cast<float>(y) * factor) + offset;
         }
     } else if (std::sscanf(geom, "%d%d", &x, &y) == 2) {
-        st.win_x = static_cast<int>(static_cast<float>(x) * factor) + offset;
-        st.win_y = static_cast<int>(static_cast<float>(y) * factor) + offset;
+        st.win_x = to_int(static_cast<float>(x) * factor) + offset;
+        st.win_y = to_int(static_cast<float>(y) * factor) + offset;
     }
 }
 
@@ -221,7 +232,7 @@ void set_window_properties(const XSizeHints& hints) {
                            None, nullptr, 0, &h);
     const char* iconic = XGetDefault(st.display, st.prog_name.c_str(), "iconic");
     if (iconic && std::strcmp(iconic, "on") == 0) st.icon = 1;
-    RES_getval("icon", &st.icon, 1);
+    RES_getval("icon", &st.icon, RES_BOOLEAN);
     static const auto icon_bits = make_icon();
     XWMHints wm{};
     wm.flags = InputHint | StateHint | IconPixmapHint;
@@ -497,7 +508,7 @@ void ps_option(const char* opt, float& long_side, float& short_side) {
     else if (strnicmp(opt, "scale", 5) == 0)
         gps_set_scale(option_value(opt, 6));
     else if (strnicmp(opt, "lwidth", 6) == 0)
-        gps_set_base_width(static_cast<int>(option_value(opt, 7)));
+        gps_set_base_width(to_int(option_value(opt, 7)));
     else
         paper_option(opt, long_side, short_side);
 }
@@ -521,8 +532,8 @@ int open_postscript(const Items& items) {
         for (int i = 0; i < list.count; ++i) ps_option(list[i], long_side, short_side);
     }
     for (int i = 1; i < items.count; ++i) ps_option(items[i], long_side, short_side);
-    st.win_width = static_cast<int>((long_side - 0.5f) * 72.0f);
-    st.win_height = static_cast<int>((short_side - 0.5f) * 72.0f);
+    st.win_width = to_int((long_side - 0.5f) * 72.0f);
+    st.win_height = to_int((short_side - 0.5f) * 72.0f);
     st.win_x = st.win_y = 0;
     gps_set_size(long_side, short_side);
     gps_init_file();
@@ -552,7 +563,7 @@ void hpgl_option(const char* opt, const char* env_entry, bool from_env, float& l
     else if (strnicmp(opt, "lwidth", 6) == 0)
         ghpgl_set_base_width(option_value(opt, 7));
     else if (strnicmp(opt, "rot", 3) == 0)
-        ghpgl_set_rotate(static_cast<int>(option_value(opt, 4)));
+        ghpgl_set_rotate(to_int(option_value(opt, 4)));
     else if (from_env && strnicmp(opt, "roll", 4) == 0) {
         long_side = option_value(opt, 5);
         short_side = 23.5f;
@@ -578,8 +589,8 @@ int open_hpgl(const Items& items) {
     for (int i = 0; i < list.count; ++i) hpgl_option(list[i], list[i], true, long_side, short_side);
     for (int i = 1; i < items.count; ++i)
         hpgl_option(items[i], list[i], false, long_side, short_side);
-    st.win_width = static_cast<int>((long_side - 0.5f) * 1015.0f);
-    st.win_height = static_cast<int>((short_side - 0.5f) * 1015.0f);
+    st.win_width = to_int((long_side - 0.5f) * 1015.0f);
+    st.win_height = to_int((short_side - 0.5f) * 1015.0f);
     st.win_x = st.win_y = 10;
     const char* geom = RES_get("geometry");
     if (!geom) geom = env("zmthp_geometry");
@@ -587,15 +598,15 @@ int open_hpgl(const Items& items) {
         int w = 0, h = 0, x = 0, y = 0;
         const int n = std::sscanf(geom, "%dx%d+%d+%d", &w, &h, &x, &y);
         if (n >= 2) {
-            st.win_width = static_cast<int>(static_cast<float>(w) * 10.15f);
-            st.win_height = static_cast<int>(static_cast<float>(h) * 10.15f);
+            st.win_width = to_int(static_cast<float>(w) * 10.15f);
+            st.win_height = to_int(static_cast<float>(h) * 10.15f);
             if (n == 4) {
-                st.win_x = static_cast<int>(static_cast<float>(x) * 10.15f) + 10;
-                st.win_y = static_cast<int>(static_cast<float>(y) * 10.15f) + 10;
+                st.win_x = to_int(static_cast<float>(x) * 10.15f) + 10;
+                st.win_y = to_int(static_cast<float>(y) * 10.15f) + 10;
             }
         } else if (std::sscanf(geom, "+%d+%d", &x, &y) == 2) {
-            st.win_x = static_cast<int>(static_cast<float>(x) * 10.15f) + 10;
-            st.win_y = static_cast<int>(static_cast<float>(y) * 10.15f) + 10;
+            st.win_x = to_int(static_cast<float>(x) * 10.15f) + 10;
+            st.win_y = to_int(static_cast<float>(y) * 10.15f) + 10;
         }
     }
     ghpgl_init_file();

@@ -1,0 +1,111 @@
+// libFuzzer target for the device strings of the printing workstations. Input:
+// one control byte, then three parts ended by NUL bytes:
+//   control  bits 0-1: workstation 3 metafile, 4 PostScript, 5 HPGL (3 is PostScript
+//            turned into HPGL by zmtprint)
+//   part 1   the connection string (output name and options)
+//   part 2   the geometry resource (unset when empty)
+//   part 3   the environment's option list of the device
+// A plot is opened, drawn on through every primitive and closed; its page size
+// must stay within what the options allow.
+#include <ftw.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "env/messages.h"
+#include "env/resources.h"
+#include "fuzz/fuzz_support.h"
+#include "graphics/graphics.h"
+
+namespace {
+
+std::string dir;
+
+int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
+    std::remove(path);
+    return 0;
+}
+
+void remove_scratch() {
+    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
+}
+
+bool setup() {
+    char name[] = "/tmp/devices_fuzz_XXXXXX";
+    if (!mkdtemp(name)) std::abort();
+    dir = name;
+    std::atexit(remove_scratch);
+    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    return true;
+}
+
+bool next_part(const std::string& input, size_t& pos, std::string& part) {
+    const size_t end = input.find('\0', pos);
+    if (end == std::string::npos) return false;
+    part = input.substr(pos, end - pos);
+    pos = end + 1;
+    return true;
+}
+
+// Output names stay in the scratch directory: no directories, no pipes.
+std::string local(std::string s) {
+    for (char& c : s)
+        if (c == '/' || c == '|') c = '_';
+    return s;
+}
+
+void draw() {
+    const float rect[4] = {0, 1, 0, 1};
+    gset_win(1, rect);
+    gsel_norm_tran(1);
+    const float pts[8] = {0.1f, 0.1f, 0.9f, 0.2f, 0.5f, 0.9f, -5.0f, 1e30f};
+    gset_linetype(3);
+    gpolyline(4, pts);
+    gfill_area(3, pts);
+    gset_marker_type(4);
+    gpolymarker(4, pts);
+    const float region[4] = {0.2f, 0.4f, 0.2f, 0.4f};
+    gclear_region(region);
+    int vp[4];
+    gget_gviewport(vp);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const bool ready = setup();
+    (void)ready;
+    if (size < 1) return 0;
+    const std::string input(reinterpret_cast<const char*>(data) + 1, size - 1);
+    size_t pos = 0;
+    std::string connection, geometry, params;
+    if (!next_part(input, pos, connection) || !next_part(input, pos, geometry) ||
+        !next_part(input, pos, params))
+        return 0;
+    InScratch in(dir);
+    MESS_reset();
+    MESS_set(0, 0);
+    RES_reset();
+    if (!geometry.empty()) RES_put("geometry", geometry.c_str());
+    int type = 3 + (data[0] & 3);
+    unsetenv("zmtprint");
+    if (type == 6) {
+        type = GWS_PS;
+        setenv("zmtprint", "hpgl", 1);
+    }
+    setenv(type == GWS_PS ? "zmtps_param" : "zmthp_param", params.c_str(), 1);
+    gopen_gks(nullptr);
+    if (gopen_ws(1, local(connection).c_str(), type) == 0) {
+        int w = 0, h = 0;
+        gget_win_size(&w, &h);
+        draw();
+        gclose_ws();
+    }
+    unsetenv("zmtps_param");
+    unsetenv("zmthp_param");
+    gmeta_set_type(0);
+    return 0;
+}
