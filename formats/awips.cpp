@@ -83,59 +83,41 @@ void find_anchor(const unsigned char* b, int* h, int* k) {
     }
 }
 
+struct ChannelName {
+    int channel;
+    const char* text;
+};
+constexpr ChannelName kChannels[] = {
+    {1, "Visible"},
+    {2, "Infrared 3.9um"},
+    {3, "Water Vapor"},
+    {4, "Infrared 11um"},
+    {5, "Infrared 12um"},
+    {6, "Infrared 13um"},
+    {7, "Infrared 1.3um"},
+    {13, "Imager lifted index"},
+    {14, "Imager precipitable water"},
+    {15, "Imager surface skin temperature"},
+    {16, "Sounder lifted index"},
+    {17, "Sounder precipitable water"},
+    {18, "Sounder surface skin temperature"},
+    {27, "Gridded cloud top height"},
+    {28, "Gridded cloud amount"},
+    {40, "Low cloud base"},
+    {43, "Sounder 14.06um"},
+    {48, "Sounder 11.03um"},
+    {50, "Sounder 7.43um"},
+    {51, "Sounder 7.02um"},
+    {52, "Sounder 6.51um"},
+    {55, "Sounder 4.45um"},
+    {57, "Sounder 3.98um"},
+    {59, "Sounder visible"},
+};
+
 const char* channel_text(int channel) {
-    switch (channel) {
-        case 1:
-            return "Visible";
-        case 2:
-            return "Infrared 3.9um";
-        case 3:
-            return "Water Vapor";
-        case 4:
-            return "Infrared 11um";
-        case 5:
-            return "Infrared 12um";
-        case 6:
-            return "Infrared 13um";
-        case 7:
-            return "Infrared 1.3um";
-        case 13:
-            return "Imager lifted index";
-        case 14:
-            return "Imager precipitable water";
-        case 15:
-            return "Imager surface skin temperature";
-        case 16:
-            return "Sounder lifted index";
-        case 17:
-            return "Sounder precipitable water";
-        case 18:
-            return "Sounder surface skin temperature";
-        case 27:
-            return "Gridded cloud top height";
-        case 28:
-            return "Gridded cloud amount";
-        case 40:
-            return "Low cloud base";
-        case 43:
-            return "Sounder 14.06um";
-        case 48:
-            return "Sounder 11.03um";
-        case 50:
-            return "Sounder 7.43um";
-        case 51:
-            return "Sounder 7.02um";
-        case 52:
-            return "Sounder 6.51um";
-        case 55:
-            return "Sounder 4.45um";
-        case 57:
-            return "Sounder 3.98um";
-        case 59:
-            return "Sounder visible";
-        default:
-            return nullptr;
-    }
+    for (const ChannelName& c : kChannels)
+        if (c.channel == channel) return c.text;
+    return nullptr;
 }
 
 std::string entity_text(int entity, int channel) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -173,6 +174,57 @@ TEST_F(AwipsTest, RealProductsMatchIndependentDecodesAndProj) {
         ASSERT_EQ(proj.code, 0) << proj.err;
         EXPECT_LT(std::stod(proj.out), 1.0) << "pixels off PROJ's grid";
     }
+}
+
+TEST_F(AwipsTest, EntitySectorAndChannelTexts) {
+    // Entity, sector and channel: bytes 2 to 4 from the heading's line feed at 20.
+    const std::string png = real(kPng);
+    const struct {
+        int entity, sector, channel;
+        const char* info;
+    } cases[] = {{7, 1, 3, "DMSP Water Vapor"},
+                 {16, 1, 59, "GOES 13 Sounder visible"},
+                 {12, 9, 77, "GOES NC 77"},
+                 {99, 1, 27, "Gempak Base reflectivity (Dbz)Echo topsGridded cloud top height"},
+                 {99, 1, 26, "Gempak Echo tops26"},
+                 {42, 0, 2, "GOES NH Infrared 3.9um"}};
+    for (const auto& c : cases) {
+        std::string b = png;
+        b[22] = static_cast<char>(c.entity), b[23] = static_cast<char>(c.sector);
+        b[24] = static_cast<char>(c.channel);
+        Read r(copy(b), SAT_AWIP);
+        EXPECT_STREQ(r.image.info, c.info);
+        EXPECT_EQ(r.image.type, c.entity * 100 + c.channel);
+    }
+}
+
+TEST_F(AwipsTest, MercatorAcrossTheDateLineAgainstProj) {
+    // The plain product turned into a Mercator grid from 10 N 170 E to 30 N 170 W.
+    std::string b = real(kPng);
+    auto angle = [&](int at, int v) {
+        const int m = v < 0 ? -v : v;
+        b[20 + at] = static_cast<char>((m >> 16) | (v < 0 ? 0x80 : 0));
+        b[21 + at] = static_cast<char>(m >> 8), b[22 + at] = static_cast<char>(m);
+    };
+    b[20 + 16] = 1;
+    angle(21, 100000), angle(24, 1700000), angle(28, 300000), angle(31, -1700000);
+    Read r(copy(b), SAT_AWIP);
+    ASSERT_EQ(r.status, 0) << r.err;
+    const Domain& d = r.image.domain;
+    EXPECT_EQ(d.proj, 3);
+    EXPECT_EQ(d.plon, -180.0f);  // (170 - 360 - 170) / 2 is not below -180
+    auto py = sat_test::run_program("/usr/bin/python3", {"-c", R"(
+import pyproj
+p = pyproj.Proj('+proj=merc +lon_0=-180 +R=6371220')
+(x1, y1), (x2, y2) = p(170, 10), p(-170, 30)
+lon, lat = p((x1 + x2) / 2, (y1 + y2) / 2, inverse=True)
+print((x2 - x1) / 1023 / 1e5, (y2 - y1) / 511 / 1e5, lat, (lon + 360) % 360))"});
+    double dx, dy, lat, lon;
+    ASSERT_EQ(std::sscanf(py.out.c_str(), "%lf %lf %lf %lf", &dx, &dy, &lat, &lon), 4) << py.err;
+    EXPECT_NEAR(d.dx, dx, 1e-5);
+    EXPECT_NEAR(d.dy, dy, 1e-5);
+    EXPECT_NEAR(d.clat, lat, 1e-3);
+    EXPECT_NEAR(std::fmod(d.clon + 360.0f, 360.0f), lon, 1e-3);
 }
 
 TEST_F(AwipsTest, FudgeMovesOnlyTheCentre) {
