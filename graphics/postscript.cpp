@@ -168,6 +168,21 @@ struct HexTable {
     int width;  // characters per sample
 };
 
+// Truncation towards zero of a width that may come from any attribute text; one
+// beyond the range of int is held at its end.
+int truncated(float value) {
+    if (!(value > -2e9f && value < 2e9f)) return value > 0.0f ? 2000000000 : -2000000000;
+    return static_cast<int>(value);
+}
+
+// A colour channel as a byte, truncated; a table value outside 0 to 1 is held
+// at the nearer end.
+int channel(float value) {
+    const float scaled = value * 255.0f;
+    if (!(scaled > 0.0f)) return 0;
+    return scaled >= 255.0f ? 255 : static_cast<int>(scaled);
+}
+
 void fill_hex_table(HexTable& table) {
     static constexpr char digits[] = "0123456789ABCDEF";
     auto hex = [](char* at, int value) {
@@ -183,9 +198,9 @@ void fill_hex_table(HexTable& table) {
         }
         float r = 0.0f, g = 0.0f, b = 0.0f;
         CLR_get_rgb(v, &r, &g, &b);
-        hex(at, static_cast<int>(r * 255.0f));
-        hex(at + 2, static_cast<int>(g * 255.0f));
-        hex(at + 4, static_cast<int>(b * 255.0f));
+        hex(at, channel(r));
+        hex(at + 2, channel(g));
+        hex(at + 4, channel(b));
     }
 }
 
@@ -321,7 +336,7 @@ int gps_set_width(int colour, float width) {
     if (is_special(colour) && special_weight(colour) > 0) {
         const float factor = special_weight(colour) == 1 ? 2.0f : 4.0f;
         if (factor * width != ps.line_width)
-            gps_printf("%d dot lw\n", static_cast<int>(factor * ps.base_width * width));
+            gps_printf("%d dot lw\n", truncated(factor * ps.base_width * width));
         ps.line_width = factor * width;
         return 0;
     }
