@@ -384,6 +384,23 @@ TEST_F(PostScript, ImagesFillTheViewportSampleForSample) {
         EXPECT_EQ(wrong, 0);
         EXPECT_EQ(r.at(page_of(v[0] - 1.5, v[1] + 1.5, row.layout)), kWhite);
     }
+
+    // A record whose lines hold fewer bytes than its width: its 1000 bytes are
+    // written, and nothing past them is read (though more lie there).
+    std::vector<uint8_t> few(2000, 0x7E);
+    Image packed{};
+    packed.width = 100;
+    packed.height = 20;
+    packed.bytes_per_line = 50;
+    packed.data = few.data();
+    open_ps(out + kDefaults);
+    gload_image(&packed, 0, 0);
+    ASSERT_EQ(gclose_ws(), 0);
+    const std::string text = sat_test::read_file(out);
+    size_t samples = 0;
+    for (size_t at = text.find("7E"); at != std::string::npos; at = text.find("7E", at + 2))
+        ++samples;
+    EXPECT_EQ(samples, 1000u);
 }
 
 }  // namespace
