@@ -127,29 +127,18 @@ class PostScript : public ::testing::Test {
 };
 
 TEST_F(PostScript, PaperNamesAndOptionsSizeTurnAndScaleThePage) {
+    // One row for each way the prolog turns, moves and scales the page (the
+    // plot sizes of all paper names are the workstation's own tests).
     const std::vector<std::pair<std::string, Layout>> rows = {
         {"", {}},
-        {"legal", {14.0f, 8.5f}},
         {"11x17", {17.0f, 11.0f}},
         {"a4", {11.69f, 8.26f}},
-        {"A3", {16.54f, 11.69f}},
-        {"a2", {23.39f, 16.54f}},
-        {"a1", {33.11f, 23.39f}},
-        {"b4", {14.33f, 10.12f}},
-        {"b3", {20.27f, 14.33f}},
-        {"b2", {28.66f, 20.27f}},
-        {"b1", {40.55f, 28.66f}},
-        {"ansid", {34.0f, 22.0f}},
-        {"sz=9x7", {9.0f, 7.0f}},
-        {"unknown,legal,letter", {}},
         {"PORT", {11.0f, 8.5f, true}},
         {"a4,port", {11.69f, 8.26f, true}},
-        {"port,land", {}},
         {"eps", {11.0f, 8.5f, false, true}},
         {"eps,port", {11.0f, 8.5f, true, true}},
-        {"a3,eps", {16.54f, 11.69f, false, true}},
-        {"eps,noeps", {}},
-        {"scale=0.5", {11.0f, 8.5f, false, false, 0.5f}},
+        {"b3,eps", {20.27f, 14.33f, false, true}},
+        {"eps,noeps,scale=0.5", {11.0f, 8.5f, false, false, 0.5f}},
         {"port,scale=1.5", {11.0f, 8.5f, true, false, 1.5f}},
     };
     for (const auto& [options, layout] : rows) {
@@ -376,9 +365,7 @@ TEST_F(PostScript, ImagesFillTheViewportSampleForSample) {
                 }
                 const RGB got = r.at(page_of(v[0] + i + 0.5, v[1] + v[3] - j - 0.5, row.layout));
                 if (got != want && ++wrong < 4)
-                    ADD_FAILURE() << i << "," << j << ": " << got[0] << " " << got[1] << " "
-                                  << got[2] << " want " << want[0] << " " << want[1] << " "
-                                  << want[2];
+                    ADD_FAILURE() << i << "," << j << ": " << got[0] << " not " << want[0];
             }
         }
         EXPECT_EQ(wrong, 0);
