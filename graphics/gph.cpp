@@ -151,8 +151,10 @@ int GPH_set_win_title() {
     const char* name = RES_get("name");
     std::string prog = name ? name : "";
     if (prog.empty()) {
-        char* own = RES_get_progname(nullptr);
-        prog = own ? own : "";
+        // The program's name: the base name of the command.
+        const char* command = RES_get_prog();
+        prog = command ? command : "";
+        prog = prog.substr(prog.rfind('/') == std::string::npos ? 0 : prog.rfind('/') + 1);
     }
     gset_prog_name(prog.c_str());
     std::string title;
