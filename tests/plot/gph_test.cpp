@@ -1,12 +1,10 @@
 // The drawing layer: rectangles of a proportion fitted to a view, the device
-// a plot opens, a second begin that opens nothing, borders through the
-// kernel's rejection and attribute records that leave unset members alone.
+// a plot opens, a second begin that opens nothing, and the exit without one.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "env/colors.h"
 #include "env/messages.h"
 #include "env/resources.h"
 #include "graphics/graphics.h"
@@ -88,30 +86,6 @@ TEST_F(Gph, DeviceStringChoosesTheWorkstationAndASecondBeginOpensNothing) {
     EXPECT_FALSE(sat_test::file_exists(other));
     // Ending gives flag 2 back the type asked for, here the second begin's.
     EXPECT_EQ(FLAG_get(2), GWS_PS);
-}
-
-TEST_F(Gph, BordersGoThroughTheRejectionOfTheWindow) {
-    const std::string ps = dir.file("border.ps");
-    decode({"-de", "ps," + ps});
-    int id = 0, type = 0;
-    float rect[4] = {0, 0, 0.04f, 0.04f};
-    GPH_setup(&id, &type, 1.5f, rect);
-    GPH_trans(2);
-    const float inside[4] = {rect[0], rect[1], rect[2], rect[3]};
-    const float outside[4] = {rect[1] + 1, rect[1] + 2, rect[2], rect[3]};
-    EXPECT_EQ(GPH_border(outside), 0);
-    GPH_border(inside);
-    // Unset members leave the attributes as they were.
-    gset_line_colr_ind(1);
-    const Attrib unset = {-9999, -9999.0f, -9999.0f, -9999.0f, -9999, -9999, -9999};
-    GPH_line_attr(&unset);
-    EXPECT_EQ(gget_line_colr(), 1);
-    GPH_end(id);
-    const std::string text = sat_test::read_file(ps);
-    size_t count = 0;
-    for (size_t at = text.find("%%PL:5"); at != std::string::npos; at = text.find("%%PL:5", at + 1))
-        ++count;
-    EXPECT_EQ(count, 1u);
 }
 
 TEST(GphRun, AWindowWithoutADisplayEndsTheRunWithFour) {

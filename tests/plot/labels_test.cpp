@@ -163,25 +163,6 @@ TEST_F(PlotLabels, FullabDrawsInsideAndNoRoomDrawsOnlyTheBorder) {
     EXPECT_FLOAT_EQ(view[2], 0.0f);
 }
 
-TEST_F(PlotLabels, AppendedOverlaysAndOverlayLimits) {
-    PLT_set_overlay(9);
-    PLT_label_low_center("five");
-    EXPECT_STREQ(PLT_get_label(4, 5), "five");
-    EXPECT_EQ(PLT_get_num_over(), 5);
-    PLT_set_overlay(-1);
-    PLT_label_low_center("nothing");
-    EXPECT_STREQ(PLT_get_label(4, 0), "");
-    // Appending writes " text" at the position's index in line 0.
-    PLT_set_label_type(-1);
-    PLT_set_overlay(2);
-    PLT_label_up_center("ir");
-    EXPECT_STREQ(PLT_get_label(1, 0), " ir");
-    PLT_label_up_center(std::string(60, 'x').c_str());
-    EXPECT_STREQ(PLT_get_label(1, 0), " ir");
-    PLT_set_num_overlay(-2);
-    EXPECT_EQ(PLT_get_num_over(), 2);
-}
-
 TEST_F(PlotLabels, LabelFormats) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"Labels_with_blanks", "Labels with blanks"},
