@@ -671,6 +671,15 @@ bool has_window() {
     return st.win_type == GWS_WIN || st.win_type == GWS_PIX;
 }
 
+// The connection goes with the workstation, so that the next open starts afresh.
+void close_display() {
+    if (!st.display) return;
+    XCloseDisplay(st.display);
+    st.display = nullptr;
+    st.root_window = st.base_window = st.draw_window = 0;
+    st.root_gc = nullptr;
+}
+
 }  // namespace
 
 int gopen_gks(const char* name) {
@@ -731,7 +740,10 @@ int gopen_ws(int, const char* connection, int type) {
         default:
             break;
     }
-    if (status != 0) return -1;
+    if (status != 0) {
+        close_display();
+        return -1;
+    }
     st.open_graphics = 1;
     ginit_objs();
     ginit_plot(plot_mode_of(st.win_type));
@@ -777,6 +789,7 @@ int gclose_ws() {
         else {
             st.win_width = st.win_height = st.root_width = st.root_height = 0;
             st.open_graphics = 0;
+            close_display();
             return 0;
         }
     }
@@ -798,6 +811,7 @@ int gclose_ws() {
             break;
     }
     st.open_graphics = 0;
+    close_display();
     return 0;
 }
 
