@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 
@@ -18,6 +19,7 @@ constexpr int BACK_ENTRY = GCOLR_ENTRIES - 1;  // the background's table entry
 constexpr float NEAR_LIMIT = 0.01f;            // sum of channel differences that counts as near
 constexpr long NO_PIXEL = -1;                  // not allocated
 constexpr long PS_PIXEL = -2;                  // allocated on PostScript, no pixel
+constexpr uint32_t COLOUR_DEBUG = 0x40000000;  // the debug level of colour allocation
 
 struct State {
     std::array<long, GCOLR_ENTRIES> color_ind{};  // X pixel of each index
@@ -74,8 +76,8 @@ int nearest_entry(float r, float g, float b) {
 
 void debug_cells(const char* what, int index, unsigned long pixel, float r, float g, float b,
                  const XColor& c) {
-    MESS_print(MESS_DEBUG, "%s: %d %lu (%.2f %.2f %.2f) (%5d %5d %5d)\n", what, index, pixel, r, g,
-               b, c.red, c.green, c.blue);
+    MESS_print(COLOUR_DEBUG, "%s: %d %lu (%.2f %.2f %.2f) (%5d %5d %5d)\n", what, index, pixel, r,
+               g, b, c.red, c.green, c.blue);
 }
 
 // Window types: gives the index a pixel, reusing its cell when it has one.
@@ -103,7 +105,7 @@ long alloc_window(int index, XColor& xc, float r, float g, float b) {
         gsync();
         if (!status) {
             st.rw_colors = 0;
-            MESS_print(MESS_DEBUG, "Allocated RW Cells: %d\n", status);
+            MESS_print(COLOUR_DEBUG, "Allocated RW Cells: %d\n", status);
         } else {
             xc.pixel = pixel;
             XStoreColor(d, cmap, &xc);
@@ -209,18 +211,18 @@ int galloc_colr(int index, float r, float g, float b) {
         for (int i = 0; i < st.max_color_ind; ++i)
             if (gis_color_near(i, r, g, b, 0)) index = i;
         if (index >= 0) {
-            MESS_print(MESS_DEBUG, "Used existing ind: %d (%.2f %.2f %.2f)\n", index, r, g, b);
+            MESS_print(COLOUR_DEBUG, "Used existing ind: %d (%.2f %.2f %.2f)\n", index, r, g, b);
         } else if (st.max_color_ind + 1 >= BACK_ENTRY) {
             // The table is full: the nearest colour stands in.
             index = nearest_entry(r, g, b);
-            MESS_print(MESS_DEBUG, "Used existing ind: %d (%.2f %.2f %.2f)\n", index, r, g, b);
+            MESS_print(COLOUR_DEBUG, "Used existing ind: %d (%.2f %.2f %.2f)\n", index, r, g, b);
             if (window_type() && st.color_ind[index] >= 0)
                 return static_cast<int>(st.color_ind[index]);
             return 1;
         } else {
             index = st.max_color_ind + 1;
             st.max_color_ind = index;
-            MESS_print(MESS_DEBUG, "Allocated new ind: %d (%.2f %.2f %.2f)\n", index, r, g, b);
+            MESS_print(COLOUR_DEBUG, "Allocated new ind: %d (%.2f %.2f %.2f)\n", index, r, g, b);
         }
     }
     if (index > BACK_ENTRY) return 1;
@@ -295,10 +297,13 @@ unsigned long gget_color_rgb_Xval(int red, int green, int blue) {
             m >>= 1;
             ++width[c];
         }
-        pixel |= (static_cast<unsigned long>(values[c] & 0xffff) >> (16 - width[c])) << shift[c];
+        const unsigned long v = static_cast<unsigned long>(values[c] & 0xffff);
+        const int down = 16 - width[c];
+        pixel |= (down >= 0 ? v >> down : v << -down) << shift[c];
     }
-    MESS_print(MESS_DEBUG, "mask: %d-%d-%d %d-%d-%d %d-%d-%d\n", shift[0], width[0], 0, shift[1],
-               width[1], 0, shift[2], width[2], 0);
+    MESS_print(COLOUR_DEBUG, "mask: %d-%d-%d %d-%d-%d %d-%d-%d\n", shift[0], width[0],
+               (1 << width[0]) - 1, shift[1], width[1], (1 << width[1]) - 1, shift[2], width[2],
+               (1 << width[2]) - 1);
     return pixel;
 }
 
@@ -327,10 +332,10 @@ int ginit_background() {
             }
         }
         XAllocColor(d, current_cmap(), &c);
-        MESS_print(MESS_DEBUG, "Allocated BG Color: %lu (%5d %5d %5d)\n", c.pixel, c.red, c.green,
+        MESS_print(COLOUR_DEBUG, "Allocated BG Color: %lu (%5d %5d %5d)\n", c.pixel, c.red, c.green,
                    c.blue);
         XQueryColor(d, current_cmap(), &c);
-        MESS_print(MESS_DEBUG, "Queried BG Color: %lu (%5d %5d %5d)\n", c.pixel, c.red, c.green,
+        MESS_print(COLOUR_DEBUG, "Queried BG Color: %lu (%5d %5d %5d)\n", c.pixel, c.red, c.green,
                    c.blue);
         st.color_ind[BACK_ENTRY] = static_cast<long>(c.pixel);
         st.red[BACK_ENTRY] = static_cast<float>(c.red) / 65535.0f;
