@@ -628,7 +628,8 @@ int MAP_process(const char* entry) {
     if (!pass || !entry[0]) return -1;
     if (std::strncmp(entry, "im:", 3) == 0) return image_entry(entry + 3, false);
     if (std::strncmp(entry, "if:", 3) == 0) return image_entry(entry + 3, true);
-    if (std::strncmp(entry, "mf:", 3) == 0) return status("Map-metafile: %s", entry + 3), 0;
+    if (std::strncmp(entry, "mf:", 3) == 0)
+        return status("Map-metafile: %s", entry + 3), gread_metafile(entry + 3);
     if (std::strncmp(entry, "rf:", 3) == 0) return rawfile_entry(entry + 3);
     if (std::strncmp(entry, "lalo:", 5) == 0 || std::strcmp(entry, "lalo") == 0)
         return lalo_entry(entry);
