@@ -21,3 +21,6 @@ int gcgm_set_type(int type);
 int gcgm_set_color(int index);
 int gcgm_set_width(int colour, float width);
 int gcgm_set_fill_color(int index);
+// Plays a text metafile through the kernel onto the open workstation, with the
+// colour indices as they stand in the file. Always 0.
+int gread_metafile(const char* file);
