@@ -5,6 +5,7 @@
 #include <X11/Xutil.h>
 #include <X11/cursorfont.h>
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cmath>
@@ -1012,18 +1013,17 @@ int gclear_region(const float rect[4]) {
     }
     gnew_obj(25, 0, 4 * static_cast<int>(sizeof(float)), rect);
     if (has_window() && st.display && st.draw_window) {
-        GC gc = gget_fill_gc() ? gget_fill_gc() : st.root_gc;
-        const double x1 = xW_p(rect[0]), x2 = xW_p(rect[1]);
-        const double y1 = yW_p(rect[2]), y2 = yW_p(rect[3]);
-        const int x = static_cast<int>((x1 < x2 ? x1 : x2) + 0.5);
-        const int y = static_cast<int>((y1 < y2 ? y1 : y2) + 0.5);
-        const int w = static_cast<int>((x1 < x2 ? x2 - x1 : x1 - x2) + 0.5);
-        const int h = static_cast<int>((y1 < y2 ? y2 - y1 : y1 - y2) + 0.5);
-        XSetForeground(st.display, gc, static_cast<unsigned long>(gget_color_ind(GCOLR_BACK)));
-        XFillRectangle(st.display, st.draw_window, gc, x, y, static_cast<unsigned>(w + 1),
-                       static_cast<unsigned>(h + 1));
-        XSetForeground(st.display, gc,
-                       static_cast<unsigned long>(gget_color_ind(gget_fill_colr())));
+        // The corner pixels as every primitive finds them, both inside the clear.
+        const int x1 = static_cast<int>(xW_p(rect[0]) + 0.5),
+                  x2 = static_cast<int>(xW_p(rect[1]) + 0.5);
+        const int y1 = static_cast<int>(yW_p(rect[2]) + 0.5),
+                  y2 = static_cast<int>(yW_p(rect[3]) + 0.5);
+        XSetForeground(st.display, st.root_gc,
+                       static_cast<unsigned long>(gget_color_ind(GCOLR_BACK)));
+        XFillRectangle(st.display, st.draw_window, st.root_gc, std::min(x1, x2), std::min(y1, y2),
+                       static_cast<unsigned>(std::abs(x2 - x1) + 1),
+                       static_cast<unsigned>(std::abs(y2 - y1) + 1));
+        XSetForeground(st.display, st.root_gc, st.fore_colr);
     } else if (st.win_type == GWS_PS) {
         gps_printf("%%%%CLR\n");
         gps_printf("np\n");

@@ -233,6 +233,18 @@ TEST_F(WindowPrimitives, FillsCoverTheAreaAndEdgeInTheirPattern) {
     gset_fill_int_style(1);
 }
 
+TEST_F(WindowPrimitives, ClearRegionEmptiesItsCornersAndWhatLiesBetween) {
+    const float rect[] = {25, 30, 70, 30, 70, 75, 25, 75};
+    gfill_area(4, rect);
+    const float region[4] = {33, 60, 40, 70};  // x1, x2, y1, y2
+    gclear_region(region);
+    PixelSet want;
+    for (int y = py(75); y <= py(30); ++y)
+        for (int x = px(25); x <= px(70); ++x)
+            if (x < px(33) || x > px(60) || y < py(70) || y > py(40)) want.insert({x, y});
+    EXPECT_EQ(lit(), want);
+}
+
 TEST_F(WindowPrimitives, MarkersOfEveryTypeAroundThePoint) {
     // Size 1.2 gives 12 pixels and a half size of 6.
     constexpr int h = 6;
