@@ -104,10 +104,13 @@ void expand_to_16(const Image* image, XImage* xim) {
             image->data + static_cast<size_t>(row) * static_cast<size_t>(image->bytes_per_line);
         unsigned char* dst = reinterpret_cast<unsigned char*>(xim->data) +
                              static_cast<size_t>(row) * static_cast<size_t>(xim->bytes_per_line);
+        // High byte first, as the image's rows are; the other order for an image
+        // that says its bytes run low first.
+        const int hi = xim->byte_order == LSBFirst ? 1 : 0;
         for (int col = 0; col < image->width; ++col) {
             const uint16_t p = lut[src[col]];
-            dst[2 * col] = static_cast<unsigned char>(p >> 8);
-            dst[2 * col + 1] = static_cast<unsigned char>(p & 0xff);
+            dst[2 * col + hi] = static_cast<unsigned char>(p >> 8);
+            dst[2 * col + 1 - hi] = static_cast<unsigned char>(p & 0xff);
         }
     }
 }
@@ -219,7 +222,9 @@ unsigned long pixel_at(const XImage* xim, const unsigned char* row, int col) {
             return row[col];
         case 15:
         case 16:
-            return static_cast<unsigned long>(row[2 * col] << 8 | row[2 * col + 1]);
+            return xim->byte_order == LSBFirst
+                       ? static_cast<unsigned long>(row[2 * col + 1] << 8 | row[2 * col])
+                       : static_cast<unsigned long>(row[2 * col] << 8 | row[2 * col + 1]);
         case 24: {
             const int step = xim->bits_per_pixel == 32 ? 4 : 3;
             const unsigned char* p = row + step * col;

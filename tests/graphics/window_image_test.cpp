@@ -164,6 +164,7 @@ TEST_P(WindowImage, WindowShowsTheImageColoursAtTheViewportCorner) {
     gget_xviewport(vp);
 
     TestImage base(301, 203, 64, 0), over(41, 23, 16, 3);
+    over.image.byte_order = 0;  // its bytes said to run low first
     gload_image(&base.image, 0, 0);
     // From the right and bottom: its far edges 10 pixels inside the viewport's.
     goverlay_image(&over.image, "black", -10, -10);
