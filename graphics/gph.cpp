@@ -105,7 +105,9 @@ int gset_aspect(const float view[4], float result[4], float w, float h, int hpos
     const float vw = view[1] - view[0];
     const float vh = view[3] - view[2];
     float width = vw, height = vh;
-    if (h / vh <= w / vw)
+    if (!(vw > 0.0f && vh > 0.0f && w > 0.0f && h > 0.0f)) {
+        // No proportion to keep in an empty view: the view itself.
+    } else if (h / vh <= w / vw)
         height = h * vw / w;
     else
         width = w * vh / h;

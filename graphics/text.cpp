@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,7 @@ constexpr int BLANK_WIDTH = 40;             // width of a blank, in glyph units
 constexpr int MAX_PENDING = 30;             // points of a stroke sent to the device at once
 constexpr size_t MAX_FONT_FILE = 4u << 20;  // bigger files hold no 15000-byte font
 constexpr int LIST_FILE_MAX = 10;           // entries of a list named by "fi:"
+constexpr int MAX_DROP = 100;               // deepest drop shadow, pixels
 
 struct FontEntry {
     std::string name;  // up to 9 characters
@@ -252,29 +254,46 @@ struct Pen {
     }
 };
 
+// Truncation towards zero into the range of T; NaN becomes 0. Attributes
+// from the user may be huge, and a cast past the range is undefined.
+template <typename T>
+T clamp_to(double v) {
+    if (!(v == v)) return 0;
+    if (v <= static_cast<double>(std::numeric_limits<T>::min()))
+        return std::numeric_limits<T>::min();
+    if (v >= static_cast<double>(std::numeric_limits<T>::max()))
+        return std::numeric_limits<T>::max();
+    return static_cast<T>(v);
+}
+
 XPoint pixel(float x, float y) {
     XPoint p;
-    p.x = static_cast<short>(xW_p(x) + 0.5);
-    p.y = static_cast<short>(yW_p(y) + 0.5);
+    p.x = clamp_to<short>(xW_p(x) + 0.5);
+    p.y = clamp_to<short>(yW_p(y) + 0.5);
     return p;
+}
+
+// The pen moved on by a truncated step, kept within the int range.
+int step(int px, float by) {
+    return clamp_to<int>(static_cast<double>(px) + clamp_to<int>(by));
 }
 
 // Width of a string in glyph units, truncated at each step.
 int string_width(const unsigned char* s, size_t n) {
-    int w = 0;
+    long long w = 0;
     for (size_t i = 0; i + 1 < n; ++i) {
         if (st.char_space > 0.0f)
-            w += static_cast<int>((st.space * 100.0f + 100.0f) * st.char_space);
+            w += clamp_to<int>((st.space * 100.0f + 100.0f) * st.char_space);
         else
-            w += static_cast<int>(st.space * 100.0f + st.font.size[s[i]]);
+            w += clamp_to<int>(st.space * 100.0f + st.font.size[s[i]]);
     }
     if (n > 0) {
         if (st.char_space > 0.0f)
-            w += static_cast<int>(st.char_space * 100.0f);
+            w += clamp_to<int>(st.char_space * 100.0f);
         else
             w += st.font.size[s[n - 1]];
     }
-    return w;
+    return clamp_to<int>(static_cast<double>(w));
 }
 
 int start_y() {
@@ -299,8 +318,8 @@ int text(float x, float y, const char* string) {
     const size_t n = std::strlen(string);
     const int w = string_width(s, n);
     int px = 0;
-    if (st.halign == 2) px = static_cast<int>(-(static_cast<float>(w) * st.expan) / 2.0f);
-    if (st.halign == 3) px = static_cast<int>(-(static_cast<float>(w) * st.expan));
+    if (st.halign == 2) px = clamp_to<int>(-(static_cast<float>(w) * st.expan) / 2.0f);
+    if (st.halign == 3) px = clamp_to<int>(-(static_cast<float>(w) * st.expan));
     const int py = start_y();
 
     const int type = gget_win_type();
@@ -334,9 +353,9 @@ int text(float x, float y, const char* string) {
         if (offset < 0) {
             if (c == ' ') {
                 if (st.char_space > 0.0f)
-                    px += static_cast<int>(pitch * st.expan);
+                    px = step(px, pitch * st.expan);
                 else
-                    px += static_cast<int>((st.space * 100.0f + BLANK_WIDTH) * st.expan);
+                    px = step(px, (st.space * 100.0f + BLANK_WIDTH) * st.expan);
             }
             continue;
         }
@@ -384,10 +403,9 @@ int text(float x, float y, const char* string) {
             }
         }
         if (st.char_space > 0.0f)
-            px += static_cast<int>(pitch * st.expan);
+            px = step(px, pitch * st.expan);
         else
-            px += static_cast<int>((st.space * 100.0f + st.font.size[static_cast<size_t>(c)]) *
-                                   st.expan);
+            px = step(px, (st.space * 100.0f + st.font.size[static_cast<size_t>(c)]) * st.expan);
         if (pen.pending > 1) {
             if (window) pen.flush_window();
             if (ps) gps_printf("stroke\n");
@@ -617,7 +635,7 @@ int gset_text_colr_ind(int index) {
 }
 
 int gset_char_ht(float height) {
-    if (height < 0.0f) {
+    if (!(height >= 0.0f) || std::isinf(height)) {
         gerr_printf("gset_char_ht", "invalid character height: %f\n", height);
         return -1;
     }
@@ -625,7 +643,7 @@ int gset_char_ht(float height) {
 }
 
 int gset_expan(float expansion) {
-    if (expansion < 0.0f) {
+    if (!(expansion >= 0.0f) || std::isinf(expansion)) {
         gerr_printf("gset_expan", "invalid expansion factor: %f\n", expansion);
         return -1;
     }
@@ -633,7 +651,7 @@ int gset_expan(float expansion) {
 }
 
 int gset_text_width(float width) {
-    if (width < 0.0f) {
+    if (!(width >= 0.0f) || std::isinf(width)) {
         gerr_printf("gset_text_width", "invalid text width: %f\n", width);
         return -1;
     }
@@ -642,7 +660,7 @@ int gset_text_width(float width) {
     set_float(&st.width, width, 61, "TE_WDTH");
     if (is_window() && display() && st.gc) {
         XGCValues values;
-        values.line_width = static_cast<int>(width);
+        values.line_width = clamp_to<int>(width);
         XChangeGC(display(), st.gc, GCLineWidth, &values);
     }
     return 0;
@@ -677,7 +695,7 @@ int ginq_text_align(int* status, int rec[2]) {
 
 int gset_char_up_vec(const float rec[2]) {
     const float length = std::sqrt(rec[0] * rec[0] + rec[1] * rec[1]);
-    if (!(length > 0.0f)) return -1;
+    if (!(length > 0.0f) || std::isinf(length)) return -1;
     const float up[2] = {rec[0] / length, rec[1] / length};
     if (up[0] == st.upx && up[1] == st.upy) return 0;
     // A metafile keeps no vector, so the same one is written again next time.
@@ -696,7 +714,9 @@ int gset_text_path(int) {
 }
 
 int gset_font_drop(int depth) {
-    st.drop_shadow = depth;
+    // Each pixel of depth draws the text once more: a shadow deeper than any
+    // text is high would only stall the plot.
+    st.drop_shadow = std::min(depth, MAX_DROP);
     return 0;
 }
 

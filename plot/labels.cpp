@@ -1,6 +1,8 @@
 // Labels round the picture: six positions, each a stack of overlay lines, the
 // user's `label` resource over what the program set, and the border.
+#include <algorithm>
 #include <array>
+#include <limits>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -213,7 +215,7 @@ int PLT_set_label_type(int type) {
 
 int PLT_set_num_overlay(int n) {
     if (n < 0)
-        ls.num_over = -n;
+        ls.num_over = n == std::numeric_limits<int>::min() ? std::numeric_limits<int>::max() : -n;
     else if (ls.num_over < n)
         ls.num_over = n;
     return 0;
@@ -319,7 +321,8 @@ int PLT_labels() {
         if (!FLAG_getplot(p + 1) || !position_free(p)) continue;
         Place at = place(p, n, h, d);
         GPH_text_align(at.halign, at.valign);
-        for (int i = 0; i < n; ++i) {
+        // Lines past the last overlay are empty: only the stack's height counts them.
+        for (int i = 0; i < std::min(n, OVERLAYS); ++i) {
             const char* text = PLT_get_label(p, i);
             if (text[0]) {
                 const float position[2] = {at.x, at.y};

@@ -3,6 +3,8 @@
 // resize, timed refresh).
 #include "plot/plot.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -278,14 +280,18 @@ int PLT_panel_decode(const char* text) {
     float w = 1.0f, h = 1.0f, x = 0.0f, y = 0.0f;
     const int got = std::sscanf(text ? text : "", "%fx%f+%f+%f", &w, &h, &x, &y);
     if (w > 1.0f) {
-        float columns = w < 1.0f ? 1.0f : (w > 8.0f ? 8.0f : w);
-        float rows = h < 1.0f ? 1.0f : (h > 8.0f ? 8.0f : h);
+        const float columns = std::min(w, 8.0f);
+        const float rows = std::clamp(h, 1.0f, 8.0f);
         x = x / columns;
         y = 1.0f - (y + 1.0f) / rows;
         w = 1.0f / columns;
         h = 1.0f / rows;
     }
-    if (got == 4) GPH_set_view_size(w, h, x, y);
+    // A panel of no size, or of numbers that are none, would leave the picture
+    // nowhere to go.
+    const bool usable = std::isfinite(x) && std::isfinite(y) && w > 0.0f && h > 0.0f &&
+                        std::isfinite(w) && std::isfinite(h);
+    if (got == 4 && usable) GPH_set_view_size(w, h, x, y);
     return 0;
 }
 

@@ -268,3 +268,18 @@ TEST(PlotPostScript, TheSamePlotWithoutADisplayRendersInGhostscript) {
     EXPECT_EQ(gs.code, 0) << gs.err;
     EXPECT_TRUE(sat_test::file_exists(dir.file("plot.pgm")));
 }
+
+TEST(PlotPostScript, HostilePlotParametersNeitherCrashNorStall) {
+    sat_test::TempDir dir;
+    const std::string ps = dir.file("plot.ps");
+    sat_test::RunOptions quick;
+    quick.timeout_seconds = 30;
+    for (const char* pp :
+         {"vp_size=0x0+0+0", "vp_size=nanxinf+1+1", "vp_size=1e38x1e38+1e38+0", "shadow=2000000000",
+          "over=0:-2147483648", "over=-2147483648:5", "fullab,over=5:2147483647"}) {
+        const auto run =
+            sat_test::run_sat({"-de", "ps," + ps, "-pp", pp, sat_test::testdata(area)}, quick);
+        EXPECT_EQ(run.code, 0) << pp << run.err;
+        EXPECT_EQ(run.err.find("runtime error"), std::string::npos) << pp << run.err;
+    }
+}
