@@ -200,6 +200,38 @@ TEST_F(PsText, EachAlignmentUpVectorAndExpansionStrokesItsBox) {
     }
 }
 
+TEST_F(PsText, HpglStrokesTheSameSegments) {
+    for (const Case& c : cases()) {
+        gset_font_list(font_file(labelled_font()).c_str());
+        ASSERT_EQ(gopen_gks(nullptr), 0);
+        ASSERT_EQ(gopen_ws(1, dir.file("out.hpgl").c_str(), GWS_HPGL), 0);
+        draw_case(c, 0.5f, 0.5f);
+        const Box w = world_box(c, 0.5f, 0.5f);
+        const Box want{static_cast<float>(xW_ps(w.x0)), static_cast<float>(xW_ps(w.x1)),
+                       static_cast<float>(yW_ps(w.y0)), static_cast<float>(yW_ps(w.y1))};
+        close();
+        // The pen commands of the file: two moves and five lines, within the box.
+        const std::string hpgl = sat_test::read_file(dir.file("out.hpgl"));
+        int moves = 0, lines = 0;
+        Box got{1e9f, -1e9f, 1e9f, -1e9f};
+        for (size_t at = hpgl.find('P'); at != std::string::npos; at = hpgl.find('P', at + 1)) {
+            float x = 0, y = 0;
+            char pen = 0;
+            if (std::sscanf(hpgl.c_str() + at, "P%c%f,%f;", &pen, &x, &y) != 3) continue;
+            if (pen != 'U' && pen != 'D') continue;
+            (pen == 'U' ? moves : lines) += 1;
+            got = {std::min(got.x0, x), std::max(got.x1, x), std::min(got.y0, y),
+                   std::max(got.y1, y)};
+        }
+        EXPECT_EQ(moves, 2) << c.name;
+        EXPECT_EQ(lines, 5) << c.name;
+        EXPECT_NEAR(got.x0, want.x0, 0.5) << c.name;
+        EXPECT_NEAR(got.x1, want.x1, 0.5) << c.name;
+        EXPECT_NEAR(got.y0, want.y0, 0.5) << c.name;
+        EXPECT_NEAR(got.y1, want.y1, 0.5) << c.name;
+    }
+}
+
 TEST_F(PsText, BlanksAndMissingGlyphsStepAsTheirWidthsSay) {
     open(font_file(labelled_font()));
     const int right[2] = {3, 0};
