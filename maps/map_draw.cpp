@@ -19,6 +19,7 @@
 #include "env/tables.h"
 #include "graphics/graphics.h"
 #include "maps/projections.h"
+#include "overlays/raw_plot.h"
 
 #ifndef SAT_DATA_DIR
 #define SAT_DATA_DIR "."
@@ -454,7 +455,7 @@ int rawfile_entry(const char* name) {
     char path[FILE_NAME_SIZE];
     FILE_add_path(RES_get("file_path"), name, path);
     status("Map-rawfile: %s", path);
-    return 0;
+    return RAW_plot_file(path, nullptr);
 }
 
 int lalo_entry(const char* entry) {
