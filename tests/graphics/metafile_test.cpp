@@ -1,0 +1,392 @@
+// The metafile device and its reader. A scene of lines, fills, patterns, markers
+// and stroke text over two transformations is drawn on a window (a private Xvfb),
+// written as a text metafile, and replayed onto a fresh window: the pixels agree
+// exactly, and the window's object list writes the same records. Hostile files
+// give their messages; the CGM form parses element by element to its end.
+// gtest before Xlib, whose macros (None, Bool) it would trip over.
+#include <gtest/gtest.h>
+// clang-format off
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+// clang-format on
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "env/messages.h"
+#include "env/resources.h"
+#include "graphics/graphics.h"
+#include "graphics/objects.h"
+#include "test_support.h"
+#include "xserver.h"
+
+namespace {
+
+int function_calls = 0;
+int count_call(void* argument) {
+    function_calls += *static_cast<int*>(argument);
+    return 0;
+}
+
+// The workstation window every plot here uses: the whole device.
+void full_ws_window() {
+    float xv = 0, yv = 0;
+    ginq_maxview(1, &xv, &yv);
+    const float full[4] = {0, xv, 0, yv};
+    gset_ws_win(1, full);
+}
+
+// Every kind of record, ending with every attribute back at its default so that
+// a replay of the object list writes each setting it met.
+void scene() {
+    full_ws_window();
+    const float colours[4][3] = {{1, 1, 1}, {1, 0, 0}, {0, 1, 0}, {0.2f, 0.4f, 1}};
+    for (int i = 0; i < 4; ++i) gset_colr_rep(1, i + 1, colours[i]);
+    const float vp1[4] = {0.05f, 0.6f, 0.1f, 0.7f}, wn1[4] = {0, 100, 0, 50};
+    gset_vp(1, vp1);
+    gset_win(1, wn1);
+    gsel_norm_tran(1);
+    gmessage(1, "scene");
+    gset_linetype(2);
+    gset_linewidth(2);
+    gset_line_colr_ind(2);
+    std::vector<float> zigzag;
+    for (int i = 0; i < 12; ++i) {
+        zigzag.push_back(-5.0f + 10.0f * static_cast<float>(i));
+        zigzag.push_back(i % 2 ? 45.0f : 5.0f);
+    }
+    gpolyline(12, zigzag.data());
+    gset_fill_colr_ind(3);
+    const float pentagon[10] = {20, 10, 40, 8, 45, 25, 30, 40, 15, 25};
+    gfill_area(5, pentagon);
+    gset_fill_int_style(2);
+    gset_fill_style_ind(5);
+    const float box[8] = {60, 5, 95, 5, 95, 30, 60, 30};
+    gfill_area(4, box);
+    gset_marker_colr_ind(4);
+    gset_marker_size(1.5f);
+    gset_marker_width(2);
+    for (int type : {2, 3, 4, 5, 6, 7, 9}) {
+        gset_marker_type(type);
+        const float at[2] = {10.0f * static_cast<float>(type), 35};
+        gpolymarker(1, at);
+    }
+    int* argument = static_cast<int*>(std::malloc(sizeof(int)));
+    *argument = 1;
+    gset_redraw_func(count_call, argument);
+
+    const float vp2[4] = {0.55f, 1.2f, 0.3f, 0.95f}, wn2[4] = {-10, 10, -10, 10};
+    gset_vp(2, vp2);
+    gset_win(2, wn2);
+    gsel_norm_tran(2);
+    gset_text_colr_ind(3);
+    gset_char_ht(1.5f);
+    gset_text_width(2);
+    gset_expan(1.2f);
+    gset_space(0.3f);
+    const int align[2] = {2, 3};
+    gset_text_align(align);
+    const float up[2] = {0.6f, 0.8f};
+    gset_char_up_vec(up);
+    const float at[2] = {0, 0};
+    gtext(at, "Meta 123");
+    gset_linetype(1);
+    gset_linewidth(1);
+    gset_line_colr_ind(1);
+    std::vector<float> curve;
+    for (int i = 0; i < 50; ++i) {
+        curve.push_back(-12.0f + 0.5f * static_cast<float>(i));
+        curve.push_back(0.02f * static_cast<float>((i - 25) * (i - 25)) - 8.0f);
+    }
+    gpolyline(50, curve.data());
+
+    // Back to the defaults.
+    gset_fill_int_style(1);
+    gset_fill_style_ind(1);
+    gset_fill_colr_ind(1);
+    gset_marker_colr_ind(1);
+    gset_marker_size(10);
+    gset_marker_width(1);
+    gset_marker_type(1);
+    gset_text_colr_ind(1);
+    gset_char_ht(0.01f);
+    gset_text_width(1);
+    gset_expan(1);
+    gset_space(0.25f);
+    const int no_align[2] = {0, 0};
+    gset_text_align(no_align);
+    const float upright[2] = {0, 1};
+    gset_char_up_vec(upright);
+    gsel_norm_tran(0);
+}
+
+// The records of a metafile: everything after its header, or the whole file
+// when it has none.
+std::string records(const std::string& text) {
+    const size_t date = text.find("#CreationDate: ");
+    return date == std::string::npos ? text : text.substr(text.find('\n', date) + 1);
+}
+
+class Metafile : public ::testing::Test {
+   protected:
+    static void SetUpTestSuite() {
+        server_ = new sat_test::Xvfb(24);
+        ASSERT_FALSE(server_->display().empty()) << "Xvfb did not start";
+    }
+    static void TearDownTestSuite() { delete server_; }
+    void SetUp() override {
+        for (const char* v : {"zmtmeta_out", "METAOUT", "zmtredraw"}) unsetenv(v);
+        RES_reset();
+        MESS_reset();
+        RES_put("file_path", SAT_DATA_DIR);
+        char buf[4096];
+        old_cwd_ = getcwd(buf, sizeof buf) ? buf : "/";
+        ASSERT_EQ(chdir(dir_.path().c_str()), 0);
+        gopen_gks(nullptr);
+        gmeta_set_type(0);
+    }
+    void TearDown() override {
+        if (gchk_graphics()) gclose_ws();
+        gset_redraw(0);
+        gmeta_set_type(0);
+        RES_reset();
+        EXPECT_EQ(chdir(old_cwd_.c_str()), 0);
+    }
+    void open_window() { ASSERT_EQ(gopen_ws(1, server_->display().c_str(), GWS_WIN), 0); }
+    // The drawing pixmap, pixel by pixel.
+    std::vector<unsigned long> pixels() {
+        int w = 0, h = 0;
+        gget_win_size(&w, &h);
+        XImage* image =
+            XGetImage(gget_display(), gget_draw_window(), 0, 0, static_cast<unsigned>(w),
+                      static_cast<unsigned>(h), AllPlanes, ZPixmap);
+        std::vector<unsigned long> out;
+        if (!image) return out;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) out.push_back(XGetPixel(image, x, y));
+        XDestroyImage(image);
+        return out;
+    }
+    // The pixels of a fresh window after the metafile is read onto it.
+    std::vector<unsigned long> replayed(const char* file) {
+        open_window();
+        full_ws_window();
+        EXPECT_EQ(gread_metafile(file), 0);
+        std::vector<unsigned long> out = pixels();
+        gclose_ws();
+        return out;
+    }
+    static size_t lit(const std::vector<unsigned long>& p) {
+        size_t n = 0;
+        for (unsigned long v : p) n += v != p[0];
+        return n;
+    }
+
+    static sat_test::Xvfb* server_;
+    sat_test::TempDir dir_;
+    std::string old_cwd_;
+};
+sat_test::Xvfb* Metafile::server_ = nullptr;
+
+TEST_F(Metafile, ReplayOntoAWindowGivesTheWindowsPixels) {
+    // The plot drawn on the window, with the object list recording.
+    open_window();
+    gset_redraw(1);
+    function_calls = 0;
+    scene();
+    const std::vector<unsigned long> original = pixels();
+    ASSERT_GT(lit(original), 2000u);
+    EXPECT_EQ(function_calls, 0);  // kept, not called
+    setenv("METAOUT", "list.meta", 1);
+    EXPECT_EQ(gobj_print_meta(1, ""), 0);
+    EXPECT_EQ(function_calls, 1);  // replayed, and writes no record
+    EXPECT_EQ(gget_win_type(), GWS_WIN);
+    gclose_ws();
+
+    // The same plot on the metafile device.
+    ASSERT_EQ(gopen_ws(1, "scene.meta", GWS_META), 0);
+    scene();
+    gclose_ws();
+    const std::string direct = sat_test::read_file("scene.meta");
+    ASSERT_EQ(direct.rfind("ZMTMETA\n", 0), 0u);
+    for (const char* record :
+         {"WS_WIN 1 ", "\nCLR 1 4 0.200000 0.400000 1.000000\n", "\nTR 1\n", "\nME scene\n",
+          "\nPL_TYPE 2\n", "\nPL 12 ", "\nFA_ST 5\n", "\nPM_TYPE 9\n", "\nTE_ALGN 2 3\n",
+          "\nTE_UP 0.600000,0.800000\n", "\nTE 0.000000,0.000000 Meta 123\n", "\nPL 50 "})
+        EXPECT_NE(direct.find(record), std::string::npos) << record;
+
+    // The object list has no header, and otherwise the device's records but for
+    // the workstation window, which follows each device's aspect.
+    const std::string list = sat_test::read_file("list.meta");
+    const std::string from_device = records(direct);
+    ASSERT_EQ(list.rfind("WS_WIN 1 0.000000 0.000000 1.25", 0), 0u);
+    ASSERT_EQ(from_device.rfind("WS_WIN 1 0.000000 0.000000 1.25", 0), 0u);
+    EXPECT_EQ(list.substr(list.find('\n')), from_device.substr(from_device.find('\n')));
+
+    EXPECT_EQ(replayed("scene.meta"), original);
+    sat_test::write_file("list_with_header.meta", "ZMTMETA\n" + list);
+    EXPECT_EQ(replayed("list_with_header.meta"), original);
+}
+
+TEST_F(Metafile, WithRecordingOffAltMHasNothingToWrite) {
+    setenv("zmtredraw", "NO", 1);
+    gset_redraw(1);
+    open_window();  // the variable turns recording off
+    EXPECT_EQ(gget_redraw(), 0);
+    scene();
+    setenv("METAOUT", "empty.meta", 1);
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(gobj_print_meta(1, ""), 0);
+    const std::string err = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("gobj_print_meta: No redraw data to make metafile from"), std::string::npos)
+        << err;
+    EXPECT_EQ(gget_num_objs(), 0);
+    EXPECT_EQ(sat_test::read_file("empty.meta"), "");
+}
+
+TEST_F(Metafile, HostileFilesGiveMessagesAndReadingGoesOn) {
+    const std::string x120(120, 'x');
+    struct Case {
+        std::string input;    // after the header line
+        std::string written;  // records the reading drew, on a text metafile
+        const char* message;  // on standard error, or null
+    } cases[] = {
+        {"FOO 1 2 3\n# PL 2 1,1 2,2\nPL 2 0.5,0.5 1,1\n",
+         "PL 2 0.500000,0.500000 1.000000,1.000000 \n", nullptr},
+        {"PL 1000000 0.5,0.5 1,1\nTR 1\n", "PL 2 0.500000,0.500000 1.000000,1.000000 \nTR 1\n",
+         nullptr},
+        {"PL 5 0.5,0.5\nTR 2\n", "TR 2\n", "gpolyline: invalid number of points: 1"},
+        {"PL -7\nFA -3\nPM 0\nTR 3\n", "TR 3\n", "invalid number of points: -7"},
+        {"PL 3 0.1,0.1 0.2,", "", "invalid number of points: 1"},
+        {"PL 2 1e39,0 0,0\nTR 1\n", "TR 1\n", "invalid number of points: 0"},
+        {"WIN 1 0 0 1e31 1\nVP 1 0 0 0 1\nTR 1\n", "TR 1\n",
+         "gread_metafile: value out of range in WIN record"},
+        {"TE 0.1,0.2 " + x120 + "\nPL_TYPE 3\n",
+         "TE 0.100000,0.200000 " + std::string(100, 'x') + "\nPL_TYPE 3\n", nullptr},
+        {"TE 0.5", "", nullptr},
+        {"CLR 1 5 2.0 0 0\nCLR 1 5 0.5\n", "", "value out of range in CLR record"},
+        {"PL_LW nan\nPL_LW 1e9\nTE_EXP 50\nPL_TYPE 4\n", "PL_TYPE 4\n",
+         "value out of range in PL_LW record"},
+        {"TE_UP 0,0\nTE_UP 1,0\n", "TE_UP 1.000000,0.000000\n", "value out of range in TE_UP"},
+        {"WS_WIN 1 a b c d PL_CLR 501\nWS_VP 1 0 0 1 1\nME hi there\nCLR_REG 0 0 1 1\n",
+         "PL_CLR 501\n", nullptr},
+        {"FA_ST 99\nTE_FNT 1 1\nPL_CLR 99999\n", "",
+         "gset_fill_style_ind: invalid style index: 99"},
+        {"PL_TYPE 99999999999\nPL 2 0,0 1,1", "PL 2 0.000000,0.000000 1.000000,1.000000 \n",
+         nullptr},
+    };
+    for (const Case& c : cases) {
+        sat_test::write_file("in.meta", "ZMTMETA\n" + c.input);
+        ASSERT_EQ(gopen_ws(1, "out.meta", GWS_META), 0);
+        ::testing::internal::CaptureStderr();
+        EXPECT_EQ(gread_metafile("in.meta"), 0);
+        const std::string err = ::testing::internal::GetCapturedStderr();
+        gclose_ws();
+        EXPECT_EQ(records(sat_test::read_file("out.meta")), c.written) << c.input;
+        if (c.message)
+            EXPECT_NE(err.find(c.message), std::string::npos) << c.input << "\n" << err;
+        else
+            EXPECT_EQ(err, "") << c.input;
+    }
+    ASSERT_EQ(gopen_ws(1, "out.meta", GWS_META), 0);
+    ::testing::internal::CaptureStderr();
+    gread_metafile("no_such.meta");
+    EXPECT_NE(::testing::internal::GetCapturedStderr().find(
+                  "gread_metafile: Unable to open image file: no_such.meta"),
+              std::string::npos);
+}
+
+// Big-endian words of a CGM, element by element.
+struct CgmElement {
+    int cls, id;
+    std::string data;
+};
+std::vector<CgmElement> parse_cgm(const std::string& bytes, std::string& error) {
+    std::vector<CgmElement> out;
+    size_t at = 0;
+    auto word = [&](size_t i) {
+        return (static_cast<unsigned char>(bytes[i]) << 8) |
+               static_cast<unsigned char>(bytes[i + 1]);
+    };
+    while (at < bytes.size()) {
+        if (at + 2 > bytes.size()) return error = "header cut at " + std::to_string(at), out;
+        const int head = word(at);
+        at += 2;
+        size_t length = static_cast<size_t>(head & 31);
+        if (length == 31) {
+            if (at + 2 > bytes.size()) return error = "long length cut", out;
+            length = static_cast<size_t>(word(at) & 0x7fff);
+            at += 2;
+        }
+        const size_t padded = length + (length & 1);
+        if (at + padded > bytes.size())
+            return error = "element past the end at " + std::to_string(at), out;
+        out.push_back({head >> 12, (head >> 5) & 127, bytes.substr(at, length)});
+        at += padded;
+    }
+    return out;
+}
+
+TEST_F(Metafile, CgmParsesToItsEndWithEveryPolylineAndClip) {
+    ASSERT_EQ(gopen_ws(1, "plot.cgm,zmt,cgm", GWS_META), 0);
+    EXPECT_EQ(gmeta_get_type(), 1);
+    scene();
+    const float inside[4] = {-5, -5, 5, 5};
+    gsel_norm_tran(2);
+    const short x0 = static_cast<short>(xW_ps(-5)), y0 = static_cast<short>(yW_ps(-5));
+    gpolyline(2, inside);
+    gclose_ws();
+    std::string error;
+    const std::vector<CgmElement> e = parse_cgm(sat_test::read_file("plot.cgm,zmt,cgm"), error);
+    ASSERT_EQ(error, "");
+    const std::vector<std::pair<int, int>> head = {{0, 1}, {1, 1}, {1, 2}, {1, 11},
+                                                   {1, 9}, {2, 6}, {0, 3}, {0, 4}};
+    ASSERT_GT(e.size(), head.size() + 1);
+    for (size_t i = 0; i < head.size(); ++i)
+        EXPECT_EQ(std::make_pair(e[i].cls, e[i].id), head[i]) << i;
+    EXPECT_EQ(e[2].data, std::string("\x0aZMTCGM-1.0", 11));
+    EXPECT_EQ(e[5].data, std::string("\0\0\0\0\x27\x10\x1f\x40", 8));  // 10000 by 8000
+    EXPECT_EQ(std::make_pair(e.back().cls, e.back().id), std::make_pair(0, 5));
+    int polylines = 0, clips = 0;
+    for (size_t i = head.size(); i + 1 < e.size(); ++i) {
+        polylines += e[i].cls == 4 && e[i].id == 1;
+        clips += e[i].cls == 3 && e[i].id == 5 && e[i].data.size() == 8;
+        EXPECT_TRUE((e[i].cls == 4 && e[i].id == 1) || (e[i].cls == 3 && e[i].id == 5)) << i;
+    }
+    EXPECT_EQ(polylines, 3);  // the scene's two and the last; text and fills have no CGM form
+    EXPECT_GE(clips, 3);      // at open and at each selected viewport
+    const std::string& last = e[e.size() - 2].data;
+    ASSERT_EQ(last.size(), 8u);
+    const std::string first{static_cast<char>(x0 >> 8), static_cast<char>(x0 & 0xff),
+                            static_cast<char>(y0 >> 8), static_cast<char>(y0 & 0xff)};
+    EXPECT_EQ(last.substr(0, 4), first);
+}
+
+TEST_F(Metafile, OutputNamesComeFromTheDeviceThenTheEnvironment) {
+    struct Case {
+        const char* connection;
+        const char* variable;  // zmtmeta_out, or null
+        const char* option;    // "cgm" to switch to the binary form first
+        const char* file;
+    } cases[] = {
+        {"a.meta", "b.meta", nullptr, "a.meta"},
+        {"", "b.meta", nullptr, "b.meta"},
+        {"", nullptr, nullptr, "zmt.meta"},
+        {"", nullptr, "cgm", "zmt.cgm"},
+    };
+    for (const Case& c : cases) {
+        if (c.variable)
+            setenv("zmtmeta_out", c.variable, 1);
+        else
+            unsetenv("zmtmeta_out");
+        gmeta_set_type(c.option ? 1 : 0);
+        ASSERT_EQ(gopen_ws(1, c.connection, GWS_META), 0);
+        gclose_ws();
+        EXPECT_TRUE(sat_test::file_exists(c.file)) << c.file;
+        std::remove(c.file);
+    }
+}
+
+}  // namespace
