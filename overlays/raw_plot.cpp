@@ -468,7 +468,7 @@ int RAW_plot_file(const char* spec, const char* label) {
     MAP_get_domain(&domain);
 
     // A database named or a priority given: the stations are read before the points.
-    bool table = false, table_first = false;
+    bool table = false, table_first = false, tried = false;
     if (RES_get("city_file") || RES_get("stat_prior")) {
         table = table_first = CTY_store("sao.cty", CTY_STORE_LOC, &domain, CTY_get_prior()) >= 0;
     }
@@ -500,9 +500,20 @@ int RAW_plot_file(const char* spec, const char* label) {
         line = next;
         if (a.skip > 1 && (line - 1) % a.skip != 0) continue;
         if (label && !CTY_ids_cmp(id_count, ids, data.id)) continue;
+        // Sections and time series put values on an axis.
+        if (domain.proj == 24) {
+            data.lon = data.value;
+            data.lat = static_cast<float>(points);
+        } else if (domain.proj == 22) {
+            data.lon = data.lat;
+            data.lat = data.value;
+        }
         float x = FMISSING, y = FMISSING;
         const bool has_position = set(data.lat) && set(data.lon);
-        if (!table && !has_position) table = CTY_store("sao.cty", CTY_STORE_LOC, &domain, 5) >= 0;
+        if (!table && !has_position && !tried) {
+            tried = true;  // once a file: a missing database is told once
+            table = CTY_store("sao.cty", CTY_STORE_LOC, &domain, 5) >= 0;
+        }
         CityXY station{};
         if (table && CTY_search(data.id, &station)) {
             x = station.x;
@@ -515,7 +526,6 @@ int RAW_plot_file(const char* spec, const char* label) {
         fill_string(data.id, '_', ' ');
         RAW_plot_data(&data, x, y);
     }
-    (void)points;
     if (ids) free_parsed_array(id_count, ids);
     RAW_close(handle);
     return 0;
