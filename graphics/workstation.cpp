@@ -21,9 +21,6 @@
 #include "env/resources.h"
 #include "graphics/graphics.h"
 
-// The text unit's GC and server font go with the window.
-int gclose_text();
-
 namespace {
 
 constexpr int NUM_CURSORS = 9;
@@ -672,7 +669,9 @@ bool has_window() {
     return st.win_type == GWS_WIN || st.win_type == GWS_PIX;
 }
 
-// The connection goes with the workstation, so that the next open starts afresh.
+// The connection of an open that failed; an open workstation keeps its connection
+// after the close, as a server that resets when its last client leaves would
+// otherwise turn away the next one.
 void close_display() {
     if (!st.display) return;
     XCloseDisplay(st.display);
@@ -790,7 +789,6 @@ int gclose_ws() {
         else {
             st.win_width = st.win_height = st.root_width = st.root_height = 0;
             st.open_graphics = 0;
-            close_display();
             return 0;
         }
     }
@@ -812,7 +810,6 @@ int gclose_ws() {
             break;
     }
     st.open_graphics = 0;
-    close_display();
     return 0;
 }
 
