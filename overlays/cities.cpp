@@ -508,8 +508,8 @@ int CTY_store(const char* name, int mode, const Domain* domain, int priority) {
         CTY_free();  // no database: every lookup fails
         return -1;
     }
-    static char buffer[1 << 16];
-    std::setvbuf(file, buffer, _IOFBF, sizeof buffer);
+    std::vector<char> buffer(1 << 16);  // lives until the file is closed below
+    std::setvbuf(file, buffer.data(), _IOFBF, buffer.size());
     if (domain) MAP_domain(domain);
     MESS_print(MESS_MESS, "Reading the city database file...\n");
     IdList list;
