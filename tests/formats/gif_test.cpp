@@ -145,7 +145,8 @@ TEST_F(Gif, SmallestAndOverfullPictures) {
 }
 
 // A GIF of a 4-colour screen of w x h, its image of the same size, and LZW codes
-// of 3 bits packed low bit first into one sub-block.
+// (root size 2) packed low bit first at the widths a decoder expects, in
+// sub-blocks of up to 255 bytes.
 std::string gif_bytes(int w, int h, std::vector<int> codes, bool table = true) {
     std::string s = "GIF89a";
     s += {char(w & 255), char(w >> 8), char(h & 255), char(h >> 8), char(table ? 0x81 : 1), 0, 0};
@@ -153,14 +154,25 @@ std::string gif_bytes(int w, int h, std::vector<int> codes, bool table = true) {
     s += {0x2C, 0, 0, 0, 0, char(w & 255), char(w >> 8), char(h & 255), char(h >> 8), 0, 2};
     std::string data;
     uint32_t acc = 0;
-    int bits = 0;
+    int bits = 0, width = 3, next = 6;
+    bool first = true;
     for (int c : codes) {
         acc |= uint32_t(c) << bits;
-        for (bits += 3; bits >= 8; bits -= 8, acc >>= 8) data += char(acc & 255);
+        for (bits += width; bits >= 8; bits -= 8, acc >>= 8) data += char(acc & 255);
+        if (c == 4) {
+            width = 3, next = 6, first = true;
+        } else if (first) {
+            first = false;
+        } else if (next++ == (1 << width) - 1 && width < 12) {
+            width++;
+        }
     }
     if (bits) data += char(acc & 255);
-    s += char(data.size());
-    return s + data + std::string("\0\x3B", 2);
+    for (size_t at = 0; at < data.size(); at += 255) {
+        const std::string block = data.substr(at, 255);
+        s += char(block.size()) + block;
+    }
+    return s + std::string("\0\x3B", 2);
 }
 
 TEST_F(Gif, BrokenAndHostileFilesAreRefused) {
@@ -174,6 +186,13 @@ TEST_F(Gif, BrokenAndHostileFilesAreRefused) {
     };
     const Case cases[] = {
         {"deferred code", good, ""},
+        {"table full without a clear",
+         [] {
+             std::vector<int> codes(4093, 0);  // 4090 entries fill the table, one more is refused
+             codes[0] = 4;
+             return gif_bytes(4096, 1, codes);
+         }(),
+         "GIF_read: LZW table full without a clear code\n"},
         {"code past the table", gif_bytes(2, 2, {4, 1, 7, 5}),
          "GIF_read: LZW code 7 past the table of 6\n"},
         {"table code first", gif_bytes(2, 2, {4, 6, 5}),
