@@ -24,7 +24,12 @@ struct State {
     int mapped = 0, focused = 0;
     GMouseFunc mouse_CB = nullptr;
     int input_mode = MODE_IDLE;
-    int zoom = 1;  // pixel zoom factor
+    int rubber_band = 0;  // 0 off, 1 line, 3 anchored lines, else a rectangle
+    int rubber_band_con = 0;
+    int rubber_band_num = 0;
+    short lim[4] = {-9999, 0, 0, 0};  // x1, y1, x2, y2 in pixels; -9999 none
+    short pts[5][2] = {};             // the band's points in window pixels
+    int zoom = 1;                     // pixel zoom factor
     int zoom_x = 0, zoom_y = 0;
 };
 State st;
@@ -89,6 +94,8 @@ void button(XButtonEvent& event, bool press) {
 }  // namespace
 
 int ginit_event(int mode) {
+    st.rubber_band = st.rubber_band_con = st.rubber_band_num = 0;
+    st.lim[0] = -9999;
     if (mode == 0) st.input_mode = MODE_IDLE;
     return 1;
 }
@@ -187,4 +194,35 @@ double xZ_p(float x) {
 }
 double yZ_p(float y) {
     return static_cast<double>(y) / st.zoom + st.zoom_y;
+}
+
+int gzoom(int, int, int, int, int) {
+    return 0;
+}
+int gunzoom() {
+    return 0;
+}
+
+int gset_rubber_band(int type) {
+    st.rubber_band = type;
+    return 1;
+}
+
+int gset_rubber_band_limits(const float points[4]) {
+    st.lim[0] = static_cast<short>(xW_p(points[0]) + 0.5);
+    st.lim[1] = static_cast<short>(yW_p(points[1]) + 0.5);
+    st.lim[2] = static_cast<short>(xW_p(points[2]) + 0.5);
+    st.lim[3] = static_cast<short>(yW_p(points[3]) + 0.5);
+    return 0;
+}
+
+int gset_rubber_band_points(const float* points, int count, int constraint) {
+    const int n = count < 0 ? 0 : (count > 5 ? 5 : count);
+    for (int i = 0; i < n; ++i) {
+        st.pts[i][0] = static_cast<short>(xW_p(points[2 * i]) + 0.5);
+        st.pts[i][1] = static_cast<short>(yW_p(points[2 * i + 1]) + 0.5);
+    }
+    st.rubber_band_num = count;
+    st.rubber_band_con = constraint;
+    return 0;
 }

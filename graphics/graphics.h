@@ -246,6 +246,20 @@ int gget_cur_frame();
 int ginc_frame(int step);
 int gloop_sleep();
 XResId gget_frame_id(int n);
+int gset_frame_id(int n, XResId id);
+int gswitch_frame(int a, int b);
+// 1 starts, 0 stops, anything else toggles.
+int gtoggle_loop(int mode);
+int gset_loop_delay(int n, float delay);
+float gget_loop_delay();
+float gget_frame_delay(int n);
+int ginc_loop_delay(float change);
+int gset_loop_direct(int direction);
+int gget_loop_direct();
+int gset_loop_title(int on);
+// User data of a frame, at most 50 bytes; the length, or -1.
+int gget_image_data(int n, char* buffer);
+int gset_image_data(int n, const char* buffer, int length);
 
 // ---- Events -----------------------------------------------------------------
 
@@ -261,6 +275,13 @@ int gset_input_mode(int mode);
 int gget_input_mode();
 int greset_zoom();
 int gget_zoom();
+int gzoom(int frame, int x, int y, int factor, int redisplay);
+int gunzoom();
+// 0 off, 1 line, 3 anchored lines, other values a rectangle.
+int gset_rubber_band(int type);
+// points: two world points, x and y.
+int gset_rubber_band_limits(const float points[4]);
+int gset_rubber_band_points(const float* points, int count, int constraint);
 
 // ---- Redraw objects and metafile ------------------------------------------------
 
