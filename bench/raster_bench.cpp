@@ -37,6 +37,17 @@ struct Scene {
     std::string dir;
 };
 
+// The scratch directory, plain so that it outlives the scene at exit.
+char scratch[] = "/tmp/raster_bench_XXXXXX";
+
+void remove_scratch() {
+    const std::string d = scratch;
+    for (const char* f :
+         {"scene.ppm", "out.gif", "out.png", "out.xwd", "im.gif", "im.png", "im.xwd"})
+        std::remove((d + "/" + f).c_str());
+    rmdir(scratch);
+}
+
 Scene& scene() {
     static Scene s = [] {
         Scene sc;
@@ -78,21 +89,14 @@ Scene& scene() {
         sc.image.data = static_cast<unsigned char*>(std::malloc(sc.pixels.size()));
         std::memcpy(sc.image.data, sc.pixels.data(), sc.pixels.size());
 
-        char tmpl[] = "/tmp/raster_bench_XXXXXX";
-        sc.dir = mkdtemp(tmpl) ? tmpl : "/tmp";
+        sc.dir = mkdtemp(scratch) ? scratch : "/tmp";
         std::string ppm =
             "P6\n" + std::to_string(kWidth) + " " + std::to_string(kHeight) + "\n255\n";
         for (size_t i = 0; i < sc.pixels.size(); i += 4)
             ppm += {static_cast<char>(sc.pixels[i + 2]), static_cast<char>(sc.pixels[i + 1]),
                     static_cast<char>(sc.pixels[i])};
         std::ofstream(sc.dir + "/scene.ppm", std::ios::binary) << ppm;
-        std::atexit([] {
-            const std::string d = scene().dir;
-            for (const char* f :
-                 {"scene.ppm", "out.gif", "out.png", "out.xwd", "im.gif", "im.png", "im.xwd"})
-                std::remove((d + "/" + f).c_str());
-            rmdir(d.c_str());
-        });
+        std::atexit(remove_scratch);
         return sc;
     }();
     return s;
