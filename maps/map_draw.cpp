@@ -3,7 +3,6 @@
 #include "maps/map_draw.h"
 
 #include <cmath>
-#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -20,6 +19,7 @@
 #include "graphics/graphics.h"
 #include "maps/projections.h"
 #include "overlays/raw_plot.h"
+#include "plot/plot.h"
 
 #ifndef SAT_DATA_DIR
 #define SAT_DATA_DIR "."
@@ -54,17 +54,6 @@ struct State {
     std::vector<float> line;     // projected polyline being built
 };
 State st;
-
-// Progress text for the window's status line.
-void status(const char* format, ...) __attribute__((format(printf, 1, 2)));
-void status(const char* format, ...) {
-    char text[80];
-    va_list args;
-    va_start(args, format);
-    std::vsnprintf(text, sizeof text, format, args);
-    va_end(args);
-    gmessage(1, text);
-}
 
 bool is_map_proj(int proj) {
     return proj >= 1 && proj <= 9;
@@ -444,7 +433,7 @@ int image_entry(const char* rest, bool whole_window) {
         std::sscanf(tail, ":%63[^:]:%d:%d", colour, &x, &y);
     char path[FILE_NAME_SIZE];
     FILE_add_path(RES_get("image_path"), name.c_str(), path);
-    status("Map-image: %s", path);
+    PLT_mess("Map-image: %s", path);
     if (whole_window) GPH_trans(1);
     goverlay_image_file(path, colour[0] ? colour : nullptr, x, y);
     if (whole_window) GPH_trans(2);
@@ -454,7 +443,7 @@ int image_entry(const char* rest, bool whole_window) {
 int rawfile_entry(const char* name) {
     char path[FILE_NAME_SIZE];
     FILE_add_path(RES_get("file_path"), name, path);
-    status("Map-rawfile: %s", path);
+    PLT_mess("Map-rawfile: %s", path);
     return RAW_plot_file(path, nullptr);
 }
 
@@ -467,7 +456,7 @@ int lalo_entry(const char* entry) {
     if (got < 2) lon = lat;
     const char* after = rest + (got >= 2 ? used2 : used);
     const char* attribute = *after == ':' ? after + 1 : nullptr;
-    status("Map-lalo: %.1f,%.1f", static_cast<double>(lat), static_cast<double>(lon));
+    PLT_mess("Map-lalo: %.1f,%.1f", static_cast<double>(lat), static_cast<double>(lon));
     if (graticule_attrib(attribute, MAP_get_proj())) MAP_lines(lat, lon);
     return 0;
 }
@@ -478,7 +467,7 @@ int map_file_entry(const char* entry) {
     const char* attribute = entry[name.size()] == ':' ? entry + name.size() + 1 : nullptr;
     GPH_line_attr(nullptr);
     GPH_fill_attr(nullptr);
-    status("Map: %s", name.c_str());
+    PLT_mess("Map: %s", name.c_str());
     Attrib attrib;
     ATTRIB_init(&attrib);
     if (attribute)
@@ -630,7 +619,7 @@ int MAP_process(const char* entry) {
     if (std::strncmp(entry, "im:", 3) == 0) return image_entry(entry + 3, false);
     if (std::strncmp(entry, "if:", 3) == 0) return image_entry(entry + 3, true);
     if (std::strncmp(entry, "mf:", 3) == 0)
-        return status("Map-metafile: %s", entry + 3), gread_metafile(entry + 3);
+        return PLT_mess("Map-metafile: %s", entry + 3), gread_metafile(entry + 3);
     if (std::strncmp(entry, "rf:", 3) == 0) return rawfile_entry(entry + 3);
     if (std::strncmp(entry, "lalo:", 5) == 0 || std::strcmp(entry, "lalo") == 0)
         return lalo_entry(entry);
@@ -660,7 +649,7 @@ int MAP_map(FILE* stream) {
 int MAP_lines(float lat_step, float lon_step) {
     if (lat_step == MISSING || lon_step == MISSING) return -1;
     GPH_trans(2);
-    status("Map-lalo: %.1f,%.1f", static_cast<double>(lat_step), static_cast<double>(lon_step));
+    PLT_mess("Map-lalo: %.1f,%.1f", static_cast<double>(lat_step), static_cast<double>(lon_step));
     float lim[4];
     MAP_get_limits(lim);
     const int proj = MAP_get_proj();
