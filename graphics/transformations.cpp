@@ -81,8 +81,9 @@ void compute_clip_rect(short out[4]) {
     const short y = static_cast<short>(yNDC_p(st.cur_vp.ymax) + 0.5);
     out[0] = x;
     out[1] = y;
-    out[2] = static_cast<short>(xNDC_p(st.cur_vp.xmax) - x + 1.5);
-    out[3] = static_cast<short>(yNDC_p(st.cur_vp.ymin) - y + 1.5);
+    // Extents of a viewport past the clamped range exceed 16 bits: truncate through int.
+    out[2] = static_cast<short>(static_cast<int>(xNDC_p(st.cur_vp.xmax) - x + 1.5));
+    out[3] = static_cast<short>(static_cast<int>(yNDC_p(st.cur_vp.ymin) - y + 1.5));
 }
 
 void set_gc_clip(_XGC* gc) {
