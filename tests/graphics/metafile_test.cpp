@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -386,6 +387,14 @@ TEST_F(Metafile, OutputNamesComeFromTheDeviceThenTheEnvironment) {
         gclose_ws();
         EXPECT_TRUE(sat_test::file_exists(c.file)) << c.file;
         std::remove(c.file);
+    }
+    // The last of "cgm" and "zmt" decides the form.
+    for (const char* connection : {"x,cgm,zmt", "x,zmt,cgm"}) {
+        ASSERT_EQ(gopen_ws(1, connection, GWS_META), 0);
+        gclose_ws();
+        const std::string bytes = sat_test::read_file(connection);
+        const bool cgm = connection[std::strlen(connection) - 1] == 'm';
+        EXPECT_EQ(bytes.substr(0, 2), cgm ? std::string("\x00\x20", 2) : "ZM") << connection;
     }
 }
 
