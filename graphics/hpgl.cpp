@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "env/files.h"
 #include "env/messages.h"
@@ -37,6 +38,14 @@ void width_out(float stored) {
     }
 }
 
+// Only a name the user gave may open a pipe: a typed device, or the output
+// variable of the environment.
+int user_typed(const char* name) {
+    if (RES_typed("device")) return 1;
+    const char* value = std::getenv("zmthp_out");
+    return value && std::strcmp(value, name) == 0;
+}
+
 }  // namespace
 
 int ghpgl_open_file(const char* name) {
@@ -48,7 +57,7 @@ int ghpgl_open_file(const char* name) {
         st.append = 1;
     } else
         MESS_print(MESS_MESS, "Creating: %s\n", name);
-    st.out_file = FILE_create(name, "w", RES_typed("device"));
+    st.out_file = FILE_create(name, "w", user_typed(name));
     if (std::getenv("PSCOLOR")) st.pr_color = 1;
     return st.out_file != nullptr;
 }

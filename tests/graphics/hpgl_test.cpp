@@ -120,6 +120,12 @@ TEST_F(Hpgl, OutputNamesInTheirOrderAndAppendedPlots) {
     gclose_ws();
     for (const char* name : {"dev.hpgl", "env.hpgl", "zmt.hpgl"})
         EXPECT_TRUE(sat_test::file_exists(name)) << name;
+    // The environment's name is the user's: it may be a pipe.
+    setenv("zmthp_out", "|cat > piped.hpgl", 1);
+    ASSERT_EQ(gopen_ws(1, "", GWS_HPGL), 0);
+    gclose_ws();
+    unsetenv("zmthp_out");
+    EXPECT_EQ(sat_test::read_file("piped.hpgl"), sat_test::read_file("zmt.hpgl"));
 
     // A second plot on "+name" has neither the start nor the end of a page.
     const std::string first = sat_test::read_file("dev.hpgl");
