@@ -365,29 +365,30 @@ bool read_pix_spec(const char* given, std::string& spec) {
     return true;
 }
 
-bool scan_pix_spec(const std::string& spec) {
-    int fields = 0;
+// The three forms of a specification: "+root:base:WxH[:cmap]", "0xbase:WxH:cmap"
+// and "base:WxH:cmap".
+bool scan_pix_spec(const std::string& spec, WindowSpec& out) {
     int w = 0, h = 0, cmap = 0;
     if (spec[0] == '+') {
         int root = 0, base = 0;
-        fields = std::sscanf(spec.c_str() + 1, "%d:%d:%dx%d:%d", &root, &base, &w, &h, &cmap);
-        st.root_window = static_cast<Window>(root);
-        st.base_window = static_cast<Pixmap>(base);
-        if (fields == 5) gset_user_cmap(static_cast<XResId>(cmap));
+        out.fields = std::sscanf(spec.c_str() + 1, "%d:%d:%dx%d:%d", &root, &base, &w, &h, &cmap);
+        out.root = static_cast<XResId>(root);
+        out.base = static_cast<XResId>(base);
+        if (out.fields == 5) out.colormap = static_cast<XResId>(cmap);
     } else if (spec.size() > 1 && spec[0] == '0' && (spec[1] == 'x' || spec[1] == 'X')) {
         unsigned base = 0;
-        fields = std::sscanf(spec.c_str(), "%x:%dx%d:%d", &base, &w, &h, &cmap);
-        st.base_window = base;
+        out.fields = std::sscanf(spec.c_str(), "%x:%dx%d:%d", &base, &w, &h, &cmap);
+        out.base = base;
     } else {
         int base = 0;
-        fields = std::sscanf(spec.c_str(), "%d:%dx%d:%d", &base, &w, &h, &cmap);
-        st.base_window = static_cast<Pixmap>(base);
+        out.fields = std::sscanf(spec.c_str(), "%d:%dx%d:%d", &base, &w, &h, &cmap);
+        out.base = static_cast<XResId>(base);
     }
-    if (fields > 0) {
-        st.root_width = w;
-        st.root_height = h;
+    if (out.fields > 0) {
+        out.width = w;
+        out.height = h;
     }
-    return fields > 0 && st.base_window != 0;
+    return out.fields > 0 && out.base != 0;
 }
 
 void pix_geometry() {
@@ -417,12 +418,13 @@ int open_pix(const Items& items) {
     }
     st.win_width = 640;
     st.win_height = 512;
-    std::string spec;
-    if (!read_pix_spec(given, spec)) return -1;
-    if (spec.empty() || !scan_pix_spec(spec)) {
-        MESS_print(MESS_WARN, "gopen_ws: window id not specified\n");
-        return -1;
-    }
+    WindowSpec spec;
+    if (!gread_window_spec(given, &spec)) return -1;
+    st.root_window = spec.root;
+    st.base_window = spec.base;
+    st.root_width = spec.width;
+    st.root_height = spec.height;
+    if (spec.colormap) gset_user_cmap(spec.colormap);
     st.draw_window = st.base_window;
     if (!st.root_window) st.root_window = st.base_window;
     char* name = nullptr;
@@ -681,6 +683,17 @@ void close_display() {
 }
 
 }  // namespace
+
+int gread_window_spec(const char* given, WindowSpec* out) {
+    *out = WindowSpec{};
+    std::string spec;
+    if (!read_pix_spec(given, spec)) return 0;
+    if (spec.empty() || !scan_pix_spec(spec, *out)) {
+        MESS_print(MESS_WARN, "gopen_ws: window id not specified\n");
+        return 0;
+    }
+    return 1;
+}
 
 int gopen_gks(const char* name) {
     if (!name) {

@@ -1,0 +1,63 @@
+// libFuzzer target for the window specification of a window of another process.
+// Input: one control byte, then the text. Control bit 0 set: the text is the
+// window-id file "zmtloop.win", read through the name "w"; clear: the text up
+// to its first NUL is the specification itself.
+#include <ftw.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "env/messages.h"
+#include "env/resources.h"
+#include "fuzz/fuzz_support.h"
+#include "graphics/graphics.h"
+
+namespace {
+
+std::string dir;
+
+int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
+    std::remove(path);
+    return 0;
+}
+
+void remove_scratch() {
+    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
+}
+
+bool setup() {
+    char name[] = "/tmp/windowspec_fuzz_XXXXXX";
+    if (!mkdtemp(name)) std::abort();
+    dir = name;
+    std::atexit(remove_scratch);
+    return true;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const bool ready = setup();
+    (void)ready;
+    if (size < 1) return 0;
+    const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
+    InScratch in(dir);
+    MESS_reset();
+    MESS_set(0, 0);
+    RES_reset();
+    RES_put("file_path", dir.c_str());
+    std::string given = text.substr(0, text.find('\0'));
+    if (data[0] & 1) {
+        if (FILE* f = std::fopen("zmtloop.win", "wb")) {
+            std::fwrite(text.data(), 1, text.size(), f);
+            std::fclose(f);
+        }
+        given = "w";
+    }
+    WindowSpec spec;
+    if (gread_window_spec(given.c_str(), &spec) && (spec.base == 0 || spec.fields <= 0))
+        std::abort();
+    return 0;
+}
