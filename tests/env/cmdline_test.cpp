@@ -198,7 +198,7 @@ TEST(Binary, ErrorsGoToStandardErrorUnlessSilenced) {
     r = no_file_run(dir, {"-me", "none"});
     EXPECT_EQ(r.code, 10);
     EXPECT_EQ(r.out + r.err, "");
-    r = sat({"/nonexistent/x.area"});
+    r = sat({"-pl", "none", "/nonexistent/x.area"});  // no window needed to fail a read
     EXPECT_EQ(r.code, 10);
     EXPECT_NE(r.err.find("SAT_read_file: Unable to open file:/nonexistent/x.area\n"),
               std::string::npos)
