@@ -10,6 +10,7 @@
 #include <string>
 
 #include "graphics/graphics.h"
+#include "graphics/objects.h"
 
 namespace {
 
@@ -75,6 +76,11 @@ void key_press(XKeyEvent& event) {
         name = "Ret";
     } else if (alt && text[0] == 'q') {
         st.input_mode = MODE_QUIT;
+    } else if (alt && text[0] == 'm') {
+        const int cursor = gget_cursor_type();
+        gset_cursor(8);
+        gobj_print_meta(1, "");
+        gset_cursor(cursor);
     }
     ::Window root = 0, child = 0;
     int rx = 0, ry = 0, x = event.x, y = event.y;
