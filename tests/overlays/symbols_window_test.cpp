@@ -335,4 +335,59 @@ TEST_F(SymbolsWindow, HostileSymbolFiles) {
         << capture.err();
 }
 
+TEST_F(SymbolsWindow, RawFormatsAndTheirQuirks) {
+    // Plot parameters place "ur" to the left; a format places it to the right.
+    RES_put("plot_param", "ur,skip3,ybar5,mark=cld");
+    RawAttrib a;
+    RAW_init_attrib(&a);
+    RAW_plot_param(&a);
+    EXPECT_FLOAT_EQ(a.xoff, -0.012f);
+    EXPECT_EQ(a.skip, 3);
+    EXPECT_FLOAT_EQ(a.ybar, 5.0f);
+    EXPECT_EQ(a.mark, RAW_MARK_CLOUD);
+    struct Case {
+        const char* format;
+        int type;
+        float xoff, yoff, scale;
+        int halign, valign;
+    } cases[] = {
+        {"ur", 0, 0.012f, 0.02f, 1, 1, 3},
+        {"cl:sc=2000", 0, -0.012f, 0, 1, 3, 3},
+        {"%4.1f:sc=5", RAW_NUMBER, 0, 0, 5, 2, 3},
+        {"barb:xy=-1,2", RAW_BARB, -0.012f, 0.04f, 1, 3, 3},
+        {"wx:ta=rb", RAW_SYMBOL, 0, 0, 1, 3, 5},
+        {"fm=z%3.1f:ta=Lt", RAW_NUMBER, 0, 0, 1, 1, 1},
+    };
+    for (const Case& c : cases) {
+        RawAttrib f;
+        RAW_init_attrib(&f);
+        EXPECT_EQ(RAW_parse_format(&f, c.format), c.type) << c.format;
+        EXPECT_FLOAT_EQ(f.xoff, c.xoff) << c.format;
+        EXPECT_FLOAT_EQ(f.yoff, c.yoff) << c.format;
+        EXPECT_FLOAT_EQ(f.scale, c.scale) << c.format;
+        EXPECT_EQ(f.halign, c.halign) << c.format;
+        EXPECT_EQ(f.valign, c.valign) << c.format;
+    }
+    RES_reset();
+
+    // Limits test numbers only: a text without one is drawn. A negative wind draws
+    // nothing, a calm one its circle.
+    sat_test::TempDir dir;
+    sat_test::write_file(dir.file("t.raw"), "A 20 20 abc:text\nB 40 40 7:text\n");
+    sat_test::write_file(dir.file("w.raw"), "C 50 50 90,-5:barb\n");
+    sat_test::write_file(dir.file("c.raw"), "D 50 50 90,0:barb\n");
+    RES_put("raw_path", dir.path().c_str());
+    Domain none;
+    DOM_init(&none);
+    MAP_domain(&none);
+    RAW_plot_file("t.raw:mn=0:mx=5", nullptr);
+    EXPECT_EQ(RAW_plot_count(), 1);
+    EXPECT_FALSE(lit().empty());
+    gclear_ws();
+    RAW_plot_file("w.raw", nullptr);
+    EXPECT_TRUE(lit().empty());
+    RAW_plot_file("c.raw", nullptr);
+    EXPECT_FALSE(lit().empty());
+}
+
 }  // namespace
