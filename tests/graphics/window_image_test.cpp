@@ -215,6 +215,50 @@ TEST_P(WindowImage, WindowShowsTheImageColoursAtTheViewportCorner) {
 
 INSTANTIATE_TEST_SUITE_P(Depths, WindowImage, ::testing::Values(24, 16, 8));
 
+// Real colour-mapped rasters of other programs, read by the program's readers and
+// put on a true-colour window, against the PNGs those files were checked with.
+TEST(WindowRasters, RealFilesShowTheirExpectedColours) {
+    sat_test::Xvfb server(24);
+    ASSERT_FALSE(server.display().empty());
+    open_kernel(server.display());
+    short vp[4];
+    gget_xviewport(vp);
+    struct Case {
+        const char* file;
+        const char* expected;
+        int x;  // offset in the viewport
+    };
+    const std::vector<Case> cases = {
+        {"raster/idx7x5.gif", "raster/idx7x5.expected.png", 0},
+        {"raster/pseudo8_7x5.xwd", "raster/pseudo8_7x5.expected.png", 20}};
+    for (const Case& c : cases) {
+        Image image{};
+        IMG_init(&image);
+        ASSERT_EQ(gread_image_file(sat_test::testdata(c.file).c_str(), &image), 1) << c.file;
+        gload_image(&image, c.x, 0);
+        IMG_free(&image);
+    }
+    gupdate_window();
+    const Ppm win = dump_window(server.display());
+    ASSERT_EQ(win.width, 640);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        sat_test::RunOptions options;
+        const auto png = sat_test::run_program(
+            "/bin/sh", {"-c", "pngtopnm " + sat_test::testdata(c.expected)}, options);
+        const Ppm want = parse_ppm(png.out);
+        ASSERT_EQ(want.width, 7);
+        ASSERT_EQ(want.height, 5);
+        for (int y = 0; y < want.height; ++y)
+            for (int x = 0; x < want.width; ++x)
+                for (int k = 0; k < 3; ++k)
+                    EXPECT_EQ(win.at(vp[0] + c.x + x, vp[1] + y, k) * want.maxval / win.maxval,
+                              want.at(x, y, k))
+                        << x << "," << y;
+    }
+    gclose_ws();
+}
+
 unsigned long pixel_of(XResId drawable, int x, int y) {
     XImage* im = XGetImage(gget_display(), drawable, x, y, 1, 1, AllPlanes, ZPixmap);
     const unsigned long p = XGetPixel(im, 0, 0);
