@@ -150,11 +150,14 @@ TEST_P(SatWindow, WindowHoldsTheColouredRemappedCounts) {
     ASSERT_TRUE(coloured_counts(counts, image));
     ASSERT_EQ(image.width, 640);
     // The bits of each channel the visual holds: 8 on true colour at depth 24 and
-    // on the 8-bit colormap cells, 5, 6, 5 at depth 16.
+    // in the cells of the 8-bit colormap, 5, 6, 5 at depth 16.
     const std::vector<int> bits =
         depth == 16 ? std::vector<int>{5, 6, 5} : std::vector<int>{8, 8, 8};
+    // True colour truncates each channel to its bits; a colormap cell keeps the
+    // top 8 bits of the 16-bit value it was asked for.
     auto expect = [&](int v, int c) {
         const float f = image.colors[3 * v + c];
+        if (depth == 8) return static_cast<int>(f * 65535.0f) >> 8;
         return static_cast<int>(static_cast<float>((1 << bits[static_cast<size_t>(c)]) - 1) * f);
     };
     auto seen = [&](int x, int y, int c) {
@@ -181,7 +184,7 @@ TEST_P(SatWindow, WindowHoldsTheColouredRemappedCounts) {
     IMG_free(&image);
 }
 
-INSTANTIATE_TEST_SUITE_P(Depths, SatWindow, ::testing::Values(24, 16));
+INSTANTIATE_TEST_SUITE_P(Depths, SatWindow, ::testing::Values(24, 16, 8));
 
 TEST(SatNoServer, EndsWithExitFourAndLeavesNoFile) {
     sat_test::TempDir dir;
