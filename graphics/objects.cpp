@@ -231,7 +231,9 @@ int ginit_objs() {
     st.list.clear();
     const char* value = std::getenv("zmtredraw");
     if (!value && gget_display()) value = XGetDefault(gget_display(), gget_prog_name(), "redraw");
+    // Recording is off unless asked for: "yes" keeps the object list for Alt-m.
     if (value && stricmp(value, "no") == 0) st.redraw = 0;
+    if (value && stricmp(value, "yes") == 0) st.redraw = 1;
     return 0;
 }
 

@@ -231,7 +231,7 @@ TEST_F(Metafile, ReplayOntoAWindowGivesTheWindowsPixels) {
     EXPECT_EQ(replayed("list_with_header.meta"), original);
 }
 
-TEST_F(Metafile, WithRecordingOffAltMHasNothingToWrite) {
+TEST_F(Metafile, RecordingFollowsTheRedrawVariable) {
     setenv("zmtredraw", "NO", 1);
     gset_redraw(1);
     open_window();  // the variable turns recording off
@@ -245,6 +245,16 @@ TEST_F(Metafile, WithRecordingOffAltMHasNothingToWrite) {
         << err;
     EXPECT_EQ(gget_num_objs(), 0);
     EXPECT_EQ(sat_test::read_file("empty.meta"), "");
+    gclose_ws();
+
+    // "yes" turns it on at open.
+    setenv("zmtredraw", "Yes", 1);
+    gset_redraw(0);
+    open_window();
+    EXPECT_EQ(gget_redraw(), 1);
+    const float line[4] = {0.1f, 0.1f, 0.5f, 0.5f};
+    gpolyline(2, line);
+    EXPECT_EQ(gget_num_objs(), 1);
 }
 
 TEST_F(Metafile, HostileFilesGiveMessagesAndReadingGoesOn) {
