@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds the fuzzing configuration and runs every libFuzzer target for SECONDS each
 # (default 60), from a scratch copy of its seed corpus so that the repository's seeds
-# stay as they are. Fails when any target finds a crash, a hang, a leak or undefined
-# behaviour; the input that did it is kept in build/fuzz/findings/.
+# stay as they are; as many targets at a time as there are cores. Fails when any
+# target finds a crash, a hang, a leak or undefined behaviour; the input that did it
+# is kept in build/fuzz/findings/.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 seconds=${1:-60}
@@ -17,9 +18,10 @@ cmake --build "$dir" -j "$jobs" --target "${targets[@]}" >&2
 work=$(mktemp -d /tmp/sat_fuzz_XXXXXX)
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$dir/findings"
-status=0
-for t in "${targets[@]}"; do
-  name=${t%_fuzz}
+
+# One target: 0 when it ran its time without a finding.
+run_target() {
+  local t=$1 name=${1%_fuzz}
   mkdir -p "$work/$name"
   if [ -d "$root/fuzz/corpus/$name" ]; then cp -r "$root/fuzz/corpus/$name/." "$work/$name/"; fi
   # Headers may ask for large pixel buffers that are allocated zeroed and never
@@ -31,7 +33,19 @@ for t in "${targets[@]}"; do
   else
     echo "fuzz $t: FAILED" >&2
     tail -n 40 "$work/$name.log" >&2
-    status=1
+    return 1
+  fi
+}
+
+status=0
+running=()
+for t in "${targets[@]}"; do
+  run_target "$t" &
+  running+=($!)
+  if [ ${#running[@]} -ge "$jobs" ]; then
+    wait "${running[0]}" || status=1
+    running=("${running[@]:1}")
   fi
 done
+for pid in "${running[@]}"; do wait "$pid" || status=1; done
 exit $status
