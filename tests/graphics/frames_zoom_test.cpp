@@ -1,0 +1,256 @@
+// Frames, loop stepping and pixel zoom on real windows of an Xvfb of the test's
+// own: zoom replicates every pixel of the base pixmap at depths 24, 16 and 8 and
+// gives the picture back exactly; the frame table steps, rocks, pauses on the
+// last frame and survives deletion; a second client asks for frames and stops
+// the wait with client messages.
+#include <gtest/gtest.h>
+// clang-format off
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+// clang-format on
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "graphics/graphics.h"
+#include "xvfb.h"
+
+namespace {
+
+void open_kernel(const std::string& display) {
+    gopen_gks(nullptr);
+    ASSERT_EQ(gopen_ws(1, display.c_str(), GWS_WIN), 0);
+}
+
+// Every pixel of a drawable.
+std::vector<unsigned long> pixels(XResId drawable, int w, int h) {
+    XImage* im = XGetImage(gget_display(), drawable, 0, 0, static_cast<unsigned>(w),
+                           static_cast<unsigned>(h), AllPlanes, ZPixmap);
+    std::vector<unsigned long> out;
+    if (!im) return out;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) out.push_back(XGetPixel(im, x, y));
+    XDestroyImage(im);
+    return out;
+}
+
+bool viewable() {
+    // Wholly on the screen, as XGetImage of a window wants.
+    XWindowAttributes wa;
+    ::Window child = 0;
+    int x = 0, y = 0;
+    Display* d = gget_display();
+    return XGetWindowAttributes(d, gget_root_window(), &wa) && wa.map_state == IsViewable &&
+           XTranslateCoordinates(d, gget_root_window(), DefaultRootWindow(d), 0, 0, &x, &y,
+                                 &child) &&
+           x >= 0 && y >= 0 && x + wa.width <= DisplayWidth(d, gget_screen()) &&
+           y + wa.height <= DisplayHeight(d, gget_screen());
+}
+
+// A picture of random pixel values across the whole depth.
+void fill_random(XResId drawable, int w, int h, int depth, unsigned seed) {
+    XImage* im = XGetImage(gget_display(), drawable, 0, 0, static_cast<unsigned>(w),
+                           static_cast<unsigned>(h), AllPlanes, ZPixmap);
+    ASSERT_NE(im, nullptr);
+    std::mt19937 rng(seed);
+    const unsigned long mask = depth >= 32 ? 0xffffffffUL : (1UL << depth) - 1;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) XPutPixel(im, x, y, rng() & mask);
+    XPutImage(gget_display(), drawable, gget_root_gc(), im, 0, 0, 0, 0, static_cast<unsigned>(w),
+              static_cast<unsigned>(h));
+    XDestroyImage(im);
+    XSync(gget_display(), False);
+}
+
+// The left edge of the run that a zoom by f about c shows, as an independent
+// statement of the window's rule: centred, pulled in at either edge.
+int expected_edge(int c, int size, int f) {
+    int edge = c - (size / f) / 2;
+    if (edge < 0) edge = 0;
+    if (edge + size / f > size) edge = size - (size + 1) / f;
+    return edge;
+}
+
+void expect_replicated(const std::vector<unsigned long>& before,
+                       const std::vector<unsigned long>& after, int w, int h, int left, int top,
+                       int f) {
+    int wrong = 0;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            if (after[static_cast<size_t>(y * w + x)] !=
+                before[static_cast<size_t>((top + y / f) * w + left + x / f)])
+                ++wrong;
+    EXPECT_EQ(wrong, 0) << "factor " << f << " at " << left << "," << top;
+}
+
+class Zoom : public ::testing::TestWithParam<int> {};
+
+TEST_P(Zoom, ReplicatesEveryPixelAndGivesThePictureBack) {
+    sat_test::Xvfb server(GetParam(), "800x600");
+    ASSERT_FALSE(server.display().empty());
+    open_kernel(server.display());
+    int w = 0, h = 0;
+    gget_win_size(&w, &h);
+    const int depth = gget_win_depth();
+    fill_random(gget_base_window(), w, h, depth, 7u + static_cast<unsigned>(depth));
+    const auto original = pixels(gget_base_window(), w, h);
+
+    // Doubled about a point near the top-left corner: pulled in to the edge.
+    ASSERT_EQ(gzoom(-3, 30, 20, -2, 0), 1);
+    EXPECT_EQ(gget_zoom(), 2);
+    const auto twice = pixels(gget_base_window(), w, h);
+    expect_replicated(original, twice, w, h, 0, 0, 2);
+    // The window shows the zoomed picture (read back where the server can).
+    if (viewable()) {
+        EXPECT_EQ(pixels(gget_root_window(), w, h), twice);
+    }
+
+    // Doubled again near the right edge: the source is the zoomed picture.
+    ASSERT_EQ(gzoom(-3, w - 3, h / 2, -2, 0), 1);
+    EXPECT_EQ(gget_zoom(), 4);
+    expect_replicated(twice, pixels(gget_base_window(), w, h), w, h, expected_edge(w - 3, w, 2),
+                      expected_edge(h / 2, h, 2), 2);
+    // A window pixel maps back through the centre kept.
+    EXPECT_DOUBLE_EQ(xZ_p(8.0f), 2.0 + expected_edge(w - 3, w, 2) + (w / 2) / 2);
+
+    ASSERT_EQ(gunzoom(), 1);
+    EXPECT_EQ(gget_zoom(), 1);
+    EXPECT_EQ(pixels(gget_base_window(), w, h), original);
+    if (viewable()) {
+        EXPECT_EQ(pixels(gget_root_window(), w, h), original);
+    }
+
+    // The largest factor refuses any further step and leaves the picture alone.
+    ASSERT_EQ(gzoom(-3, w / 2, h / 2, 1024, 0), 1);
+    const auto biggest = pixels(gget_base_window(), w, h);
+    EXPECT_EQ(gzoom(-3, w / 2, h / 2, -2, 0), 0);
+    EXPECT_EQ(gget_zoom(), 1024);
+    EXPECT_EQ(pixels(gget_base_window(), w, h), biggest);
+    gunzoom();
+    EXPECT_EQ(pixels(gget_base_window(), w, h), original);
+    gclose_ws();
+}
+
+INSTANTIATE_TEST_SUITE_P(Depths, Zoom, ::testing::Values(24, 16, 8));
+
+// The solid colour of a frame's pixmap, by its first pixel.
+unsigned long first_pixel(XResId drawable) {
+    XImage* im = XGetImage(gget_display(), drawable, 0, 0, 1, 1, AllPlanes, ZPixmap);
+    const unsigned long p = im ? XGetPixel(im, 0, 0) : ~0UL;
+    if (im) XDestroyImage(im);
+    return p;
+}
+
+void paint(int frame, unsigned long pixel) {
+    int w = 0, h = 0;
+    gget_win_size(&w, &h);
+    XSetForeground(gget_display(), gget_root_gc(), pixel);
+    XFillRectangle(gget_display(), gget_frame_id(frame), gget_root_gc(), 0, 0,
+                   static_cast<unsigned>(w), static_cast<unsigned>(h));
+    XSync(gget_display(), False);
+}
+
+void send_client_message(const std::string& display, char byte) {
+    Display* other = XOpenDisplay(display.c_str());
+    ASSERT_NE(other, nullptr);
+    XEvent ev{};
+    ev.xclient.type = ClientMessage;
+    ev.xclient.window = gget_root_window();
+    ev.xclient.message_type = 62;
+    ev.xclient.format = 8;
+    ev.xclient.data.b[0] = byte;
+    XSendEvent(other, gget_root_window(), True, 0, &ev);
+    XSync(other, False);
+    XCloseDisplay(other);
+    XSync(gget_display(), False);
+    gcheck_event();
+}
+
+TEST(Frames, LoopStepsRocksPausesAndSurvivesDeletion) {
+    sat_test::Xvfb server(24, "320x240");
+    ASSERT_FALSE(server.display().empty());
+    open_kernel(server.display());
+    const unsigned long colour[4] = {0x110000, 0x002200, 0x000033, 0x444444};
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(gcreate_frame(-1), i);
+        paint(i, colour[i]);
+    }
+    EXPECT_EQ(gget_num_images(), 3);
+    // The last frame pauses a second, the others the loop delay.
+    EXPECT_FLOAT_EQ(gget_frame_delay(0), 0.5f);
+    EXPECT_FLOAT_EQ(gget_frame_delay(1), 0.5f);
+    EXPECT_FLOAT_EQ(gget_frame_delay(2), 1.0f);
+    ginc_loop_delay(-0.3f);
+    EXPECT_FLOAT_EQ(gget_frame_delay(0), 0.2f);
+    EXPECT_FLOAT_EQ(gget_frame_delay(2), 1.0f);
+    // A frame beyond the count neither counts nor takes a delay.
+    gcreate_frame(5);
+    EXPECT_EQ(gget_num_images(), 3);
+    EXPECT_FLOAT_EQ(gget_frame_delay(3), 1.0f);
+    gdelete_frame(5);
+
+    // Forward wraps; displaying copies the frame into the window.
+    struct Step {
+        int direct, from, expect_frame, expect_direct;
+    };
+    const Step steps[] = {{1, 2, 0, 1}, {1, 0, 1, 1}, {0, 0, 2, 0},
+                          {3, 2, 1, 2}, {2, 0, 1, 3}, {3, 1, 2, 3}};
+    for (const Step& s : steps) {
+        gset_loop_direct(s.direct);
+        gdisplay_frame(s.from);
+        EXPECT_EQ(first_pixel(gget_root_window()), colour[s.from]);
+        EXPECT_EQ(ginc_frame(0), s.expect_frame) << s.direct << " from " << s.from;
+        EXPECT_EQ(gget_loop_direct(), s.expect_direct);
+    }
+
+    // Swapping with the base pixmap: the drawing stays with the slot.
+    gselect_frame(1);
+    const XResId one = gget_frame_id(1), base = gget_base_window();
+    gswitch_frame(1, -3);
+    EXPECT_EQ(gget_frame_id(1), base);
+    EXPECT_EQ(gget_base_window(), one);
+    EXPECT_EQ(gget_draw_window(), base);
+    gswitch_frame(1, -3);
+    gselect_frame(-3);
+
+    // Deleting the last frame hands the pause to the new last; the middle one
+    // moves the later frames down.
+    gdisplay_frame(2);
+    EXPECT_EQ(gdelete_frame(-1), 1);
+    EXPECT_EQ(gget_num_images(), 2);
+    EXPECT_FLOAT_EQ(gget_frame_delay(1), 1.0f);
+    EXPECT_EQ(gget_cur_frame(), 1);
+    EXPECT_EQ(gdelete_frame(0), 1);
+    EXPECT_EQ(gget_num_images(), 1);
+    EXPECT_EQ(first_pixel(gget_frame_id(0)), colour[1]);
+    // The only frame keeps its pixmap with the count at zero.
+    const XResId kept = gget_frame_id(0);
+    EXPECT_EQ(gdelete_frame(0), 1);
+    EXPECT_EQ(gget_num_images(), 0);
+    EXPECT_EQ(gget_frame_id(0), kept);
+    EXPECT_NE(kept, 0u);
+
+    // A client asks for frames: the first takes the base picture, the next starts
+    // a copy; the title is released each time.
+    ginit_loop();
+    gdelete_all_frames();
+    paint(-3, colour[3]);
+    send_client_message(server.display(), 2);
+    EXPECT_EQ(gget_num_images(), 1);
+    EXPECT_EQ(gget_looping(), 1);
+    EXPECT_EQ(first_pixel(gget_frame_id(0)), colour[3]);
+    send_client_message(server.display(), 2);
+    EXPECT_EQ(gget_num_images(), 2);
+    EXPECT_EQ(first_pixel(gget_frame_id(0)), colour[3]);
+    char extra[64] = "x";
+    gget_win_title_extra(extra);
+    EXPECT_STREQ(extra, "");
+    gset_input_mode(1);
+    EXPECT_TRUE(gget_input_mode());
+    send_client_message(server.display(), 9);
+    EXPECT_FALSE(gget_input_mode());
+    gclose_ws();
+}
+
+}  // namespace
