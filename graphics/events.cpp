@@ -385,6 +385,11 @@ int ginit_event(int mode) {
     if (mode == 0) st.input_mode = MODE_IDLE;
     const char* server = std::getenv("XSERVER");
     st.Xserver = server && std::strcmp(server, "AIX_3005") == 0;
+    // The map of a new window is awaited at its open, before events come here.
+    XWindowAttributes wa;
+    if (gtype_is_WIN() && gget_display() && gget_root_window() &&
+        XGetWindowAttributes(gget_display(), gget_root_window(), &wa))
+        st.mapped = wa.map_state != IsUnmapped;
     return 1;
 }
 

@@ -1,0 +1,338 @@
+// The running program driven by xdotool on a window of an Xvfb of the test's
+// own, read back with xwd and netpbm: a run of three files loops in order with
+// the last frame pausing, stops and steps by key and button, and dumps one GIF a
+// frame; Alt-z doubles the picture about the pointer and Alt-u gives it back; a
+// Shift-drag zooms to a new domain and Alt-u returns to the first; Alt-v prints
+// the location under the pointer; a resize replots at the new size.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "test_support.h"
+#include "xvfb.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+const sat_test::Xvfb& server() {
+    static sat_test::Xvfb x(24, "1280x1024");
+    return x;
+}
+
+std::string sh(const std::string& command) {
+    sat_test::RunOptions options;
+    options.env["DISPLAY"] = server().display();
+    options.timeout_seconds = 30;
+    std::string out = sat_test::run_program("/bin/sh", {"-c", command}, options).out;
+    while (!out.empty() && out.back() == '\n') out.pop_back();
+    return out;
+}
+
+void pause_ms(int ms) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
+
+struct Picture {
+    int width = 0, height = 0;
+    std::string rgb;  // three bytes a pixel
+    bool operator==(const Picture& o) const {
+        return width == o.width && height == o.height && rgb == o.rgb;
+    }
+    const char* at(int x, int y) const { return rgb.data() + 3 * (y * width + x); }
+};
+
+// Pixels that differ between two pictures of one size, or -1.
+long differing(const Picture& a, const Picture& b) {
+    if (a.width != b.width || a.height != b.height) return -1;
+    long n = 0;
+    for (size_t i = 0; i < a.rgb.size(); i += 3) n += a.rgb.compare(i, 3, b.rgb, i, 3) != 0;
+    return n;
+}
+
+// A binary P6 of maxval 255, as xwdtopnm and giftopnm write it for these visuals.
+Picture parse_ppm(const std::string& bytes) {
+    Picture p;
+    int maxval = 0, used = 0;
+    if (std::sscanf(bytes.c_str(), "P6 %d %d %d%n", &p.width, &p.height, &maxval, &used) != 3)
+        return Picture{};
+    const size_t n = static_cast<size_t>(p.width) * static_cast<size_t>(p.height) * 3;
+    if (maxval != 255 || bytes.size() < static_cast<size_t>(used) + 1 + n) return Picture{};
+    p.rgb = bytes.substr(static_cast<size_t>(used) + 1, n);
+    return p;
+}
+
+// One sat run in the background, its output in a file of the directory.
+class SatRun {
+   public:
+    SatRun(const sat_test::TempDir& dir, const std::vector<std::string>& args) : dir_(dir) {
+        pid_ = fork();
+        if (pid_ == 0) {
+            if (chdir(dir.path().c_str()) != 0) _exit(126);
+            const int out = open(dir.file("out.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            const int in = open("/dev/null", O_RDONLY);
+            dup2(in, 0);
+            dup2(out, 1);
+            dup2(out, 2);
+            setenv("DISPLAY", server().display().c_str(), 1);
+            setenv("HOME", dir.path().c_str(), 1);
+            const std::string log = "mess,+fi=" + dir.file("log.txt");
+            std::vector<char*> argv{const_cast<char*>(SAT_BIN), const_cast<char*>("-me"),
+                                    const_cast<char*>(log.c_str())};
+            for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+            argv.push_back(nullptr);
+            execv(SAT_BIN, argv.data());
+            _exit(127);
+        }
+    }
+    ~SatRun() {
+        if (pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == 0) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    // Messages go to a log that is flushed at every line.
+    std::string output() const { return sat_test::read_file(dir_.file("log.txt")); }
+    // The exit code after Return, or -1 if the run did not end.
+    int end() {
+        key("Return");
+        int status = 0;
+        for (int i = 0; i < 100; ++i) {
+            if (waitpid(pid_, &status, WNOHANG) == pid_) {
+                pid_ = -1;
+                return WIFEXITED(status) ? WEXITSTATUS(status) : 128;
+            }
+            pause_ms(50);
+        }
+        return -1;
+    }
+    // The window, once the program has one whose title starts with the prefix.
+    bool find_window(const std::string& title_prefix) {
+        for (int i = 0; i < 150 && window_.empty(); ++i) {
+            window_ = sh("xdotool search --name '^" + title_prefix + "' 2>/dev/null | head -1");
+            if (window_.empty()) pause_ms(100);
+        }
+        return !window_.empty();
+    }
+    std::string title() const { return sh("xdotool getwindowname " + window_ + " 2>/dev/null"); }
+    void key(const std::string& keys) const {
+        sh("xdotool key --window " + window_ + " " + keys);
+        pause_ms(150);
+    }
+    Picture picture() const {
+        sh("xwd -nobdrs -silent -id " + window_ + " | xwdtopnm > " + dir_.file("w.ppm") +
+           " 2>/dev/null");
+        return parse_ppm(sat_test::read_file(dir_.file("w.ppm")));
+    }
+    // The picture once two dumps in a row agree and show something.
+    Picture settled() const {
+        Picture last;
+        for (int i = 0; i < 80; ++i) {
+            pause_ms(150);
+            const Picture p = picture();
+            if (!p.rgb.empty() && p == last && p.rgb.find_first_not_of('\0') != std::string::npos)
+                return p;
+            last = p;
+        }
+        return Picture{};
+    }
+    // Waits until the output holds the text, after the position given.
+    bool wait_output(const std::string& text, size_t from = 0) const {
+        for (int i = 0; i < 100; ++i) {
+            const std::string out = output();
+            if (out.size() > from && out.find(text, from) != std::string::npos) return true;
+            pause_ms(100);
+        }
+        return false;
+    }
+    const std::string& window() const { return window_; }
+
+   private:
+    const sat_test::TempDir& dir_;
+    pid_t pid_ = -1;
+    std::string window_;
+};
+
+const std::string radar() {
+    return sat_test::testdata("area/radar_composite_ps_2000137_0859.area");
+}
+
+// Three native images of the radar composite on three domains, written through
+// the PostScript device so that no window is held.
+void make_run(const sat_test::TempDir& dir) {
+    for (const char* d : {"us", "mw", "ne"}) {
+        const std::string name(d);
+        sat_test::RunOptions options;
+        options.cwd = dir.path();
+        const auto r =
+            sat_test::run_sat({"-fp", SAT_DATA_DIR, "-de", "ps," + dir.file(name + ".ps"), "-pd",
+                               name, "-of", "img," + dir.file(name + ".img"), radar()},
+                              options);
+        ASSERT_EQ(r.code, 0) << r.out << r.err;
+    }
+}
+
+// The title's frame number, or -1.
+int frame_of(const std::string& title) {
+    int n = -1;
+    const size_t at = title.find('[');
+    if (at != std::string::npos) std::sscanf(title.c_str() + at, "[%d]", &n);
+    return n;
+}
+
+TEST(EventsWindow, RunLoopsInOrderStepsByKeyAndDumpsEachFrame) {
+    ASSERT_FALSE(server().display().empty());
+    sat_test::TempDir dir;
+    make_run(dir);
+    SatRun run(dir, {"-fp", SAT_DATA_DIR, "-inp", "img", "us.img", "mw.img", "ne.img"});
+    ASSERT_TRUE(run.find_window("sat \\[2\\]")) << run.output();
+
+    // Watch the title for a while: frames come in order, the last one longest.
+    std::vector<std::pair<int, double>> shown;  // frame, seconds it stayed
+    auto since = Clock::now();
+    int current = frame_of(run.title());
+    for (auto start = Clock::now(); Clock::now() - start < std::chrono::milliseconds(4200);) {
+        pause_ms(40);
+        const int f = frame_of(run.title());
+        if (f == current) continue;
+        const auto now = Clock::now();
+        shown.emplace_back(current, std::chrono::duration<double>(now - since).count());
+        since = now;
+        current = f;
+    }
+    ASSERT_GE(shown.size(), 4u);
+    for (size_t i = 1; i < shown.size(); ++i) {
+        EXPECT_EQ(shown[i].first, (shown[i - 1].first + 1) % 3);
+        // The first entry was seen part way through.
+        if (i + 1 < shown.size()) {
+            EXPECT_NEAR(shown[i].second, shown[i].first == 2 ? 1.0 : 0.5, 0.25)
+                << "frame " << shown[i].first;
+        }
+    }
+
+    // Button 2 stops the loop; Alt-] and Alt-[ step through the frames.
+    sh("xdotool mousemove --window " + run.window() + " 200 200 click 2");
+    pause_ms(700);
+    const int stopped = frame_of(run.title());
+    pause_ms(1100);
+    ASSERT_EQ(frame_of(run.title()), stopped);
+    std::map<int, Picture> frames;
+    for (int i = 0; i < 3; ++i) {
+        frames[frame_of(run.title())] = run.picture();
+        run.key("alt+bracketright");
+    }
+    EXPECT_EQ(frame_of(run.title()), stopped);
+    ASSERT_EQ(frames.size(), 3u);
+    EXPECT_FALSE(frames[0] == frames[1]);
+    EXPECT_FALSE(frames[1] == frames[2]);
+    run.key("alt+bracketleft");
+    EXPECT_EQ(frame_of(run.title()), (stopped + 2) % 3);
+    EXPECT_EQ(run.picture(), frames[(stopped + 2) % 3]);
+
+    // Not looping: the frame shown alone. Looping again (Alt-l): every frame.
+    run.key("alt+g");
+    const int one = frame_of(run.title());
+    char name[32];
+    std::snprintf(name, sizeof name, "sat-%2.2d.gif", one);
+    ASSERT_TRUE(run.wait_output("Created GIF file:")) << run.output();
+    std::remove(dir.file(name).c_str());
+    run.key("alt+l");
+    const size_t mark = run.output().size();
+    run.key("alt+g");
+    ASSERT_TRUE(run.wait_output("Creating GIF files:", mark)) << run.output();
+    ASSERT_TRUE(run.wait_output("sat-02.gif", mark));
+    for (int i = 0; i < 3; ++i) {
+        std::snprintf(name, sizeof name, "sat-%2.2d.gif", i);
+        const Picture gif = parse_ppm(sh("giftopnm " + dir.file(name) + " 2>/dev/null"));
+        EXPECT_EQ(gif, frames[i]) << name;
+    }
+    EXPECT_EQ(run.end(), 0);
+}
+
+TEST(EventsWindow, ZoomByKeyAndRubberBandLocationAndResize) {
+    ASSERT_FALSE(server().display().empty());
+    sat_test::TempDir dir;
+    SatRun run(dir, {"-fp", SAT_DATA_DIR, "-pd", "us", radar()});
+    ASSERT_TRUE(run.find_window("sat")) << run.output();
+    const Picture first = run.settled();
+    ASSERT_GT(first.width, 0) << run.output();
+    const int w = first.width, h = first.height;
+
+    // Alt-z at a pointer near the top-left: twice the size, pulled in to the edge.
+    sh("xdotool mousemove --window " + run.window() + " 40 30");
+    run.key("alt+z");
+    const Picture zoomed = run.settled();
+    ASSERT_EQ(zoomed.width, w);
+    int wrong = 0;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            if (std::string(zoomed.at(x, y), 3) != std::string(first.at(x / 2, y / 2), 3)) ++wrong;
+    EXPECT_EQ(wrong, 0);
+    run.key("alt+u");
+    EXPECT_EQ(run.settled(), first);
+
+    // Alt-v: the location moves east and south with the pointer.
+    const std::string win = run.window();
+    auto location = [&](int x, int y, float* lat, float* lon) {
+        sh("xdotool mousemove --window " + win + " " + std::to_string(x) + " " + std::to_string(y));
+        const size_t from = run.output().size();
+        run.key("alt+v");
+        if (!run.wait_output("Lat:", from)) return false;
+        const std::string out = run.output();
+        return std::sscanf(out.c_str() + out.find("Lat:", from), "Lat: %f Lon: %f", lat, lon) == 2;
+    };
+    float lat1 = 0, lon1 = 0, lat2 = 0, lon2 = 0;
+    ASSERT_TRUE(location(40, 30, &lat1, &lon1)) << run.output();
+    ASSERT_TRUE(location(w / 2, h / 2, &lat2, &lon2)) << run.output();
+    EXPECT_GT(lon2, lon1);
+    EXPECT_LT(lat2, lat1);
+    EXPECT_NEAR(lat2, 39.0f, 6.0f);
+    EXPECT_NEAR(lon2, -97.0f, 8.0f);
+
+    // A Shift-drag with button 1 zooms to the boxed domain, centred on the box's
+    // centre; Alt-u goes back to the first domain.
+    float clat = 0, clon = 0;
+    ASSERT_TRUE(location((w / 3 + w / 2) / 2, (h / 3 + h / 2) / 2, &clat, &clon));
+    size_t mark = run.output().size();
+    sh("xdotool mousemove --window " + win + " " + std::to_string(w / 3) + " " +
+       std::to_string(h / 3) + " keydown shift mousedown 1 mousemove --window " + win + " " +
+       std::to_string(w / 2) + " " + std::to_string(h / 2) + " mouseup 1 keyup shift");
+    ASSERT_TRUE(run.wait_output("New domain:", mark)) << run.output().substr(mark);
+    const std::string domain = run.output().substr(run.output().find("New domain:", mark));
+    float dlat = 0, dlon = 0;
+    ASSERT_EQ(std::sscanf(domain.c_str() + domain.find(','), ",%f,%f", &dlat, &dlon), 2) << domain;
+    EXPECT_NEAR(dlat, clat, 0.1f) << domain;
+    EXPECT_NEAR(dlon, clon, 0.1f) << domain;
+    pause_ms(300);
+    const Picture boxed = run.settled();
+    EXPECT_EQ(boxed.width, w);
+    const long changed = differing(boxed, first);
+    EXPECT_GT(changed, w * h / 4);
+    mark = run.output().size();
+    run.key("alt+u");
+    ASSERT_TRUE(run.wait_output("Original domain:", mark)) << run.output().substr(mark);
+    pause_ms(300);
+    // The first domain again, to within the rounding of its stored centre.
+    EXPECT_LT(differing(run.settled(), first), changed / 10) << run.output().substr(mark);
+
+    // A resize replots at the new size.
+    sh("xdotool windowsize " + win + " 700 500");
+    pause_ms(500);
+    const Picture resized = run.settled();
+    EXPECT_EQ(resized.width, 700);
+    EXPECT_EQ(resized.height, 500);
+    EXPECT_NE(resized.rgb.find_first_not_of('\0'), std::string::npos);
+    EXPECT_EQ(run.end(), 0);
+}
+
+}  // namespace
