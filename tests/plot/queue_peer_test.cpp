@@ -1,0 +1,180 @@
+// sat against a loop window of another process (tests/tools/loop_peer): it draws
+// into the peer's pixmap found through the window-id file, asks for a new frame
+// and waits for the answer, tells the peer to stop, and takes its resources
+// from the peer's message queue while handing back what its own command line
+// set. Without a peer the run says so and goes on, or ends with exit 4 when the
+// window was asked for.
+#include <gtest/gtest.h>
+// clang-format off
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+// clang-format on
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "test_support.h"
+#include "xvfb.h"
+
+namespace {
+
+const std::string radar() {
+    return sat_test::testdata("area/radar_composite_ps_2000137_0859.area");
+}
+
+std::string peer_bin() {
+    std::string bin = SAT_BIN;
+    return bin.substr(0, bin.rfind('/')) + "/tests/loop_peer";
+}
+
+// A queue key of this test run's own.
+int queue_key() {
+    return 0x5a70000 + static_cast<int>(getpid() % 0xffff);
+}
+
+class Peer {
+   public:
+    Peer(const std::string& display, const sat_test::TempDir& dir, const std::string& resource)
+        : dir_(dir) {
+        const std::string key = std::to_string(queue_key());
+        pid_ = fork();
+        if (pid_ == 0) {
+            const int out = open(dir.file("peer.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            dup2(out, 1);
+            setenv("DISPLAY", display.c_str(), 1);
+            execl(peer_bin().c_str(), "loop_peer", dir.path().c_str(), key.c_str(), "640x480",
+                  resource.c_str(), static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        for (int i = 0; i < 100 && output().find("ready") == std::string::npos; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        std::sscanf(output().c_str(), "ready %lu", &pixmap_);
+    }
+    ~Peer() {
+        if (pid_ > 0) {
+            kill(pid_, SIGTERM);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    std::string output() const { return sat_test::read_file(dir_.file("peer.txt")); }
+    // True once the peer has ended by itself.
+    bool ended() {
+        for (int i = 0; i < 50; ++i) {
+            if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
+                pid_ = -1;
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        return false;
+    }
+    unsigned long pixmap() const { return pixmap_; }
+
+   private:
+    const sat_test::TempDir& dir_;
+    pid_t pid_ = -1;
+    unsigned long pixmap_ = 0;
+};
+
+sat_test::RunResult sat(const std::string& display, const std::vector<std::string>& args) {
+    sat_test::RunOptions options;
+    options.env["DISPLAY"] = display;
+    options.timeout_seconds = 30;
+    return sat_test::run_sat(args, options);
+}
+
+// The distinct pixel values of the peer's pixmap and how many are not black.
+struct Census {
+    std::set<unsigned long> values;
+    long lit = 0;
+};
+
+Census census(const std::string& display, unsigned long pixmap) {
+    Census c;
+    Display* d = XOpenDisplay(display.c_str());
+    if (!d) return c;
+    XImage* im = XGetImage(d, pixmap, 0, 0, 640, 480, AllPlanes, ZPixmap);
+    if (im) {
+        for (int y = 0; y < 480; ++y)
+            for (int x = 0; x < 640; ++x) {
+                const unsigned long p = XGetPixel(im, x, y);
+                c.values.insert(p);
+                c.lit += p != 0;
+            }
+        XDestroyImage(im);
+    }
+    XCloseDisplay(d);
+    return c;
+}
+
+TEST(LoopPeer, DrawsIntoThePeersPixmapAsksForFramesAndStopsIt) {
+    sat_test::Xvfb server(24, "800x600");
+    ASSERT_FALSE(server.display().empty());
+    sat_test::TempDir dir;
+    Peer peer(server.display(), dir, "none=0");
+    ASSERT_NE(peer.pixmap(), 0u) << peer.output();
+    EXPECT_EQ(census(server.display(), peer.pixmap()).lit, 0);
+
+    auto r = sat(server.display(), {"-fp", dir.path(), "-de", "w,,w", "-pd", "us", radar()});
+    ASSERT_EQ(r.code, 0) << r.out << r.err;
+    const Census drawn = census(server.display(), peer.pixmap());
+    EXPECT_GT(drawn.lit, 640L * 480 / 10);
+    EXPECT_GE(drawn.values.size(), 4u);
+
+    // "new": the peer keeps the picture as a frame before sat draws again.
+    r = sat(server.display(),
+            {"-fp", dir.path(), "-de", "w,,w", "-pp", "new", "-pd", "us", radar()});
+    ASSERT_EQ(r.code, 0) << r.out << r.err;
+    EXPECT_NE(peer.output().find("new 1\n"), std::string::npos) << peer.output();
+    // "kill": the peer is told to stop at the close.
+    r = sat(server.display(),
+            {"-fp", dir.path(), "-de", "w,,w", "-pp", "kill", "-pd", "us", radar()});
+    ASSERT_EQ(r.code, 0) << r.out << r.err;
+    EXPECT_TRUE(peer.ended()) << peer.output();
+    EXPECT_NE(peer.output().find("stop\n"), std::string::npos);
+
+    // With the peer gone the window cannot be found.
+    r = sat(server.display(), {"-fp", dir.path(), "-de", "w,,w", radar()});
+    EXPECT_EQ(r.code, 4);
+    EXPECT_NE((r.out + r.err).find("gopen_ws: unable to open window id file"), std::string::npos);
+}
+
+TEST(LoopPeer, ResourcesComeFromThePeersQueueAndGoBackToIt) {
+    sat_test::TempDir dir;
+    const std::string key = std::to_string(queue_key());
+    sat_test::Xvfb server(24, "800x600");
+    ASSERT_FALSE(server.display().empty());
+    Peer peer(server.display(), dir, "plot_domain=mw");
+    ASSERT_NE(peer.pixmap(), 0u) << peer.output();
+    const auto r = sat(server.display(), {"-df", "#" + key, "-fp", dir.path(), "-ti", "hello",
+                                          "-de", "ps," + dir.file("o.ps"), radar()});
+    ASSERT_EQ(r.code, 0) << r.out << r.err;
+    // The domain of the window's resources: the Midwest, centred at 43N 93W.
+    EXPECT_NE(r.out.find(",43.000,-93.000,"), std::string::npos) << r.out;
+    const std::string said = peer.output();
+    EXPECT_NE(said.find("connect\n"), std::string::npos) << said;
+    EXPECT_NE(said.find("set title=hello\n"), std::string::npos) << said;
+    EXPECT_NE(said.find("quit\n"), std::string::npos) << said;
+}
+
+TEST(LoopPeer, NoQueueMeansAMessageAndTheRunGoesOn) {
+    sat_test::TempDir dir;
+    const auto r = sat("", {"-df", "#" + std::to_string(queue_key() + 1), "-fp", SAT_DATA_DIR,
+                            "-de", "ps," + dir.file("o.ps"), radar()});
+    EXPECT_EQ(r.code, 0) << r.out << r.err;
+    const std::string said = r.out + r.err;
+    EXPECT_NE(said.find("ZMTloop window: " + std::to_string(queue_key() + 1) +
+                        " not running or no message queue exists"),
+              std::string::npos)
+        << said;
+}
+
+}  // namespace
