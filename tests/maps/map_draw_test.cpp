@@ -247,6 +247,66 @@ TEST(MapDraw, LongRecordDrawsWhole) {
     }
 }
 
+// A 30-degree graticule on a world map whose seam lies at 80 W: each parallel runs
+// unbroken across the picture, meridians stand at their columns, nothing runs
+// between them, and each parallel has its label at the left edge.
+TEST(MapDraw, GraticuleCrossesTheSeamAndIsLabelled) {
+    Domain domain;
+    clear_and_setup("latlon,0,100,721,361,0.5,0.5", &domain);
+    MAP_reset();
+    RES_put("map_file", "lalo:30:30:white:s1");
+    MAP_draw(6);
+    const Pixels p = grab();
+    const uint32_t background = p.at(0, 0);
+    short vp[4];
+    gget_xviewport(vp);
+    auto row_share = [&](float lat) {
+        float x, y;
+        MAP_tran(lat, 100, &x, &y);
+        const int py = static_cast<int>(yW_p(y) + 0.5);
+        int hits = 0;
+        for (int px = vp[0]; px < vp[0] + vp[2]; ++px) {
+            bool any = false;
+            for (int d = -1; d <= 1; ++d) any |= p.at(px, py + d) != background;
+            hits += any;
+        }
+        return static_cast<double>(hits) / vp[2];
+    };
+    auto ends_drawn = [&](float lat) {  // the pieces on both sides of the seam reach the edges
+        float x, y;
+        MAP_tran(lat, 100, &x, &y);
+        const int py = static_cast<int>(yW_p(y) + 0.5);
+        bool left = false, right = false;
+        for (int d = -1; d <= 1; ++d) {
+            left |= p.at(vp[0] + 1, py + d) != background;
+            right |= p.at(vp[0] + vp[2] - 2, py + d) != background;
+        }
+        return left && right;
+    };
+    for (float lat : {-60.0f, -30.0f, 0.0f, 30.0f, 60.0f}) {
+        EXPECT_GT(row_share(lat), 0.97) << lat;
+        EXPECT_TRUE(ends_drawn(lat)) << lat;
+    }
+    for (float lat : {-45.0f, 15.0f, 45.0f}) EXPECT_LT(row_share(lat), 0.1) << lat;
+    for (float lon : {-150.0f, 30.0f, 120.0f}) {
+        float x, y;
+        MAP_tran(45, lon, &x, &y);
+        const int px = static_cast<int>(xW_p(x) + 0.5), py = static_cast<int>(yW_p(y) + 0.5);
+        EXPECT_TRUE(p.at(px, py) != background || p.at(px - 1, py) != background ||
+                    p.at(px + 1, py) != background)
+            << lon;
+    }
+    int label_pixels = 0;  // "30N" just right of the left edge, above and below the line
+    float x, y;
+    MAP_tran(30, 100, &x, &y);
+    const int ly = static_cast<int>(yW_p(y));
+    for (int py = ly - 12; py <= ly + 12; ++py)
+        if (std::abs(py - ly) > 1)
+            for (int px = vp[0] + 4; px < vp[0] + 40; ++px)
+                label_pixels += p.at(px, py) != background;
+    EXPECT_GT(label_pixels, 10);
+}
+
 // ---- The list -----------------------------------------------------------------
 
 // Warnings of one MAP_draw, with map_file set to `list` (empty: unset).
