@@ -29,7 +29,6 @@ constexpr int num_bins = 256;
 constexpr int missing = -9999;
 constexpr int max_words = 256;
 constexpr size_t max_word = 4096;
-constexpr size_t path_size = 1024;
 constexpr size_t enhance_size = 10;
 
 int color_max = 15;
@@ -109,23 +108,17 @@ void decode_dither(char* percent, int bin) {
 
 // Reads the words of an enhancement file. False if it does not open.
 bool read_enhancement(const char* name, int* bin) {
-    char path[path_size];
-    const char* file_path = RES_get("file_path");
-    const size_t need = std::strlen(name) + (file_path ? std::strlen(file_path) : 0) + 2;
-    FILE* file = nullptr;
-    if (need <= sizeof path) {
-        FILE_add_path(file_path, name, path);
-        // A table is a plain file: never the terminal, a device or a command.
-        if (!FILE_is_stdio(path)) file = FILE_open(path, "r");
-    } else {
-        std::snprintf(path, sizeof path, "%s", name);
-    }
+    std::string path;
+    FILE_find_table(RES_get("file_path"), name, &path);
+    // A table is a plain file: never the terminal, a device or a command.
+    FILE* file = FILE_is_stdio(path.c_str()) ? nullptr : FILE_open(path.c_str(), "r");
     if (!file) {
-        MESS_print(0xc0, "SAT_color_setup: Unable to read enhancement file: %s\n", path);
+        MESS_print(0xc0, "SAT_color_setup: Unable to read enhancement file: %s\n",
+                   path.c_str());
         return false;
     }
     std::string word;
-    TextBudget budget(path);
+    TextBudget budget(path.c_str());
     auto next = [&]() {
         int c = std::fgetc(file);
         return c != EOF && budget.take(c) ? c : EOF;

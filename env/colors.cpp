@@ -20,7 +20,6 @@ namespace {
 constexpr int max_colors = 256;
 constexpr int name_size = 20;
 constexpr int line_size = 100;
-constexpr int path_size = 1024;
 
 struct ColorEntry {
     char name[name_size];
@@ -232,14 +231,12 @@ int CLR_read_table(const char* list) {
     if (parse_string(list, ',', &count, &files) != 0) return 0;
     const char* file_path = RES_get("file_path");
     for (int i = 0; i < count; ++i) {
-        const size_t need = std::strlen(files[i]) + (file_path ? std::strlen(file_path) : 0) + 2;
-        if (need > path_size) continue;
-        char path[path_size];
-        FILE_add_path(file_path, files[i], path);
+        std::string path;
+        FILE_find_table(file_path, files[i], &path);
         const int base = (i == 0) ? 0 : num_colors;
         int end_index = -1;
         int highest = 0;
-        if (!read_file(path, base, &highest, &end_index)) continue;
+        if (!read_file(path.c_str(), base, &highest, &end_index)) continue;
         num_colors = highest + 1;
         if (i == 0 && absent && color_table)
             num_fill = end_index >= 0 ? end_index : (highest > 0 ? highest : 0);

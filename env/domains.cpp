@@ -19,10 +19,6 @@
 #define DOM_HAVE_CITIES 1
 #endif
 
-#ifndef SAT_DATA_DIR
-#define SAT_DATA_DIR "."
-#endif
-
 namespace {
 
 constexpr uint32_t LOG_LEVEL = 0x40000000;
@@ -276,20 +272,19 @@ bool read_region(const char* item, Domain* domain) {
 // Opens a table on the file path (a "|command" only when the text was typed), then in
 // the program's own data directory, as `lookup` allows.
 FILE* open_on_path(const char* name, std::string* tried, Lookup lookup) {
+    if (lookup == Lookup::installed_only) {
+        *tried = FILE_installed_table(name);
+        return tried->empty() ? nullptr : FILE_open(tried->c_str(), "r");
+    }
     char path[FILE_NAME_SIZE * 4] = "";
     const char* dir = RES_get("file_path");
     if (std::strlen(name) + (dir ? std::strlen(dir) : 0) + 2 > sizeof(path)) return nullptr;
-    FILE_add_path(dir, name, path);
-    *tried = path;
-    FILE* file = nullptr;
-    if (lookup != Lookup::installed_only) {
-        // Typed is the name as it stands: a directory put in front comes from elsewhere.
-        file = FILE_open_user(path, "r", typed_text && *tried == name ? 1 : 0);
-        if (file || lookup == Lookup::path_only) return file;
-    }
-    if (FILE_fullpath(name) || FILE_is_stdio(name) || name[0] == '|') return nullptr;
-    std::string fallback = std::string(SAT_DATA_DIR) + "/" + name;
-    return FILE_open(fallback.c_str(), "r");
+    if (lookup == Lookup::path_only)
+        *tried = FILE_add_path(dir, name, path);
+    else
+        FILE_find_table(dir, name, tried);
+    // Typed is the name as it stands: a directory put in front comes from elsewhere.
+    return FILE_open_user(tried->c_str(), "r", typed_text && *tried == name ? 1 : 0);
 }
 
 // One text line, at most LINE_MAX_CHARS kept; false at end of file and at the bounds

@@ -191,6 +191,22 @@ std::string expand_user(const std::string& name) {
     return std::string(pw->pw_dir) + (slash == std::string::npos ? "" : name.substr(slash));
 }
 
+// `name` in `directory`; a full name or standard input stays as it stands.
+std::string joined_path(const char* directory, const char* name) {
+    if (!name) name = "";
+    if (FILE_is_stdio(name) || FILE_fullpath(name)) return name;
+    std::string result = directory ? directory : "";
+    if (!result.empty() && result.back() != '/') result += '/';
+    return result + name;
+}
+
+// A plain file that can be read: where a table lookup stops.
+bool readable_file(const std::string& path) {
+    const std::string full = expand_user(path);
+    struct stat st;
+    return stat(full.c_str(), &st) == 0 && S_ISREG(st.st_mode) && access(full.c_str(), R_OK) == 0;
+}
+
 const char* path_resource(char item) {
     switch (item) {
         case 'C':
@@ -685,22 +701,16 @@ std::string parse_name(const std::string& tmpl, const std::string& in) {
 // Where the convention file is: file_path first, the installed tables last.
 FILE* open_name_conv(std::string& path) {
     const char* value = RES_get("name_conv");
-    std::string name = value && value[0] ? value : "name_conv";
-    char buffer[FILE_NAME_SIZE];
-    path = FILE_add_path(RES_get("file_path"), name.c_str(), buffer);
+    const std::string name = value && value[0] ? value : "name_conv";
+    const std::string own = joined_path(RES_get("file_path"), name.c_str());
+    FILE_find_table(RES_get("file_path"), name.c_str(), &path);
     FILE* file = FILE_open(path.c_str(), "r");
-    if (!file && !FILE_fullpath(name.c_str()) && !FILE_is_stdio(name.c_str())) {
-        // The copy installed with the program serves a run that has none of its own.
-        std::string fallback = std::string(SAT_DATA_DIR) + "/" + name;
-        file = FILE_open(fallback.c_str(), "r");
-        if (file) {
-            // Said once: the installed copy then serves every convention of the run.
-            static bool warned = false;
-            if (!warned)
-                MESS_print(0xC0, "FILE_set_name: No file name convention file: %s\n", path.c_str());
-            warned = true;
-            path = fallback;
-        }
+    if (file && path != own) {
+        // Said once: the installed copy then serves every convention of the run.
+        static bool warned = false;
+        if (!warned)
+            MESS_print(0xC0, "FILE_set_name: No file name convention file: %s\n", own.c_str());
+        warned = true;
     }
     return file;
 }
@@ -1166,17 +1176,25 @@ char* FILE_add_path_delim(char* path) {
 
 char* FILE_add_path(const char* directory, const char* name, char* out) {
     if (!out) return out;
-    if (!name) name = "";
-    std::string result;
-    if (FILE_is_stdio(name) || FILE_fullpath(name)) {
-        result = name;
-    } else {
-        result = directory ? directory : "";
-        if (!result.empty() && result.back() != '/') result += '/';
-        result += name;
-    }
-    copy_out(result, out);
+    copy_out(joined_path(directory, name), out);
     return out;
+}
+
+std::string FILE_installed_table(const char* name) {
+    if (!name || !name[0] || FILE_fullpath(name) || FILE_is_stdio(name) || name[0] == '|')
+        return "";
+    const std::string path = std::string(SAT_DATA_DIR) + "/" + name;
+    return readable_file(path) ? path : "";
+}
+
+int FILE_find_table(const char* directory, const char* name, std::string* out) {
+    if (!out) return 0;
+    *out = joined_path(directory, name);
+    if (readable_file(*out)) return 1;
+    const std::string installed = FILE_installed_table(name);
+    if (installed.empty()) return 0;
+    *out = installed;
+    return 1;
 }
 
 char* FILE_add_user_path(const char* name, char* out) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 #include "env/dates.h"
 
@@ -35,6 +36,14 @@ int FILE_is_stdio(const char* name);
 char* FILE_add_path_delim(char* path);
 char* FILE_add_path(const char* directory, const char* name, char* out);
 char* FILE_add_user_path(const char* name, char* out);
+// Where a table of the program is: `name` in `directory` (a path resource's value;
+// none or empty is the working directory), else among the tables installed with the
+// program. Non-zero when a file was found;
+// `out` is then its path, otherwise the first path tried, for the caller's message.
+// A full name, standard input or a "|command" is left as it stands, to the opener.
+int FILE_find_table(const char* directory, const char* name, std::string* out);
+// The installed copy of table `name`, or "" when there is none.
+std::string FILE_installed_table(const char* name);
 int FILE_exist(const char* name);
 int FILE_is_dir(const char* name);
 int FILE_size(const char* name);

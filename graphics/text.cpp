@@ -19,10 +19,6 @@
 #include "env/resources.h"
 #include "graphics/graphics.h"
 
-#ifndef SAT_DATA_DIR
-#define SAT_DATA_DIR "."
-#endif
-
 namespace {
 
 constexpr int FONT_TYPE_STROKE = 1;
@@ -128,29 +124,11 @@ bool store(StrokeFont* f, long value) {
     return true;
 }
 
-std::string list_path(const char* name) {
-    char path[FILE_NAME_SIZE * 4] = "";
-    const char* dir = RES_get("file_path");
-    if (std::strlen(name) + (dir ? std::strlen(dir) : 0) + 2 > sizeof(path)) return name;
-    FILE_add_path(dir, name, path);
-    char full[FILE_NAME_SIZE * 4] = "";
-    if (std::strlen(path) + 64 > sizeof(full)) return path;
-    FILE_add_user_path(path, full);
-    return full;
-}
-
 // Opens a font or font list on the file path, then among the program's own
 // tables. Never a pipe: these names come out of files.
 FILE* open_table(const char* name, std::string* path) {
-    *path = list_path(name);
-    FILE* file = std::fopen(path->c_str(), "r");
-    if (file || name[0] == '/') return file;
-    for (const char* dir : {SAT_DATA_DIR "/", SAT_DATA_DIR "/fonts/"}) {
-        const std::string fallback = std::string(dir) + name;
-        file = std::fopen(fallback.c_str(), "r");
-        if (file) return file;
-    }
-    return nullptr;
+    FILE_find_table(RES_get("file_path"), name, path);
+    return FILE_is_stdio(path->c_str()) ? nullptr : FILE_open(path->c_str(), "r");
 }
 
 std::string trimmed(std::string s) {

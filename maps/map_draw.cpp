@@ -21,10 +21,6 @@
 #include "overlays/raw_plot.h"
 #include "plot/plot.h"
 
-#ifndef SAT_DATA_DIR
-#define SAT_DATA_DIR "."
-#endif
-
 namespace {
 
 constexpr float MISSING = -9999.0f;
@@ -62,13 +58,8 @@ bool is_map_proj(int proj) {
 // A table of the program opened from `directory` (a resource), then from the
 // installed data directory; `tried` gets the first name tried.
 FILE* open_table(const char* resource, const char* name, std::string* tried) {
-    char path[FILE_NAME_SIZE];
-    FILE_add_path(RES_get(resource), name, path);
-    *tried = path;
-    FILE* file = FILE_open(path, "r");
-    if (file || FILE_fullpath(name) || FILE_is_stdio(name)) return file;
-    std::string fallback = std::string(SAT_DATA_DIR) + "/" + name;
-    return std::fopen(fallback.c_str(), "r");
+    FILE_find_table(RES_get(resource), name, tried);
+    return FILE_open(tried->c_str(), "r");
 }
 
 // ---- Map files ---------------------------------------------------------------

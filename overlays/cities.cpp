@@ -20,10 +20,6 @@
 #include "env/tables.h"
 #include "maps/projections.h"
 
-#ifndef SAT_DATA_DIR
-#define SAT_DATA_DIR "."
-#endif
-
 namespace {
 
 constexpr int MISSING = -9999;
@@ -60,15 +56,8 @@ void copy_text(char* out, size_t size, const char* text) {
 
 // A name on the file path, then the program's own tables.
 FILE* open_on_path(const char* name, std::string* tried) {
-    const char* dir = RES_get("file_path");
-    std::string path(std::strlen(name) + (dir ? std::strlen(dir) : 0) + 2, '\0');
-    FILE_add_path(dir, name, path.data());
-    path.resize(std::strlen(path.c_str()));
-    *tried = path;
-    FILE* file = std::fopen(path.c_str(), "r");
-    if (file || FILE_fullpath(name)) return file;
-    std::string fallback = std::string(SAT_DATA_DIR) + "/" + name;
-    return std::fopen(fallback.c_str(), "r");
+    FILE_find_table(RES_get("file_path"), name, tried);
+    return FILE_is_stdio(tried->c_str()) ? nullptr : FILE_open(tried->c_str(), "r");
 }
 
 // "*3*": a mark before, the digit, a mark behind. Huge numbers are held at the int range.
@@ -134,8 +123,10 @@ void make_key(const CityRec* rec, const char* number, char* out) {
                 copy_text(out, CTY_ID_SIZE, rec->id);
             else if (!std::strcmp(rec->country, "B_"))
                 copy_text(out, CTY_ID_SIZE, number);
-            else
-                wmo_to_id(out, rec->wmo);
+            else {
+                char coded[WMO_ID_SIZE];
+                copy_text(out, CTY_ID_SIZE, wmo_to_id(coded, rec->wmo));
+            }
             break;
         default:
             copy_text(out, CTY_ID_SIZE, no_id ? number : rec->id);

@@ -13,10 +13,6 @@
 #include "graphics/graphics.h"
 #include "maps/projections.h"
 
-#ifndef SAT_DATA_DIR
-#define SAT_DATA_DIR "."
-#endif
-
 namespace {
 
 constexpr float FMISSING = -9999.0f;
@@ -117,15 +113,8 @@ void read_index() {
 }
 
 FILE* open_on_path(const char* name, std::string* tried) {
-    const char* dir = RES_get("file_path");
-    std::string path(std::strlen(name) + (dir ? std::strlen(dir) : 0) + 2, '\0');
-    FILE_add_path(dir, name, path.data());
-    path.resize(std::strlen(path.c_str()));
-    *tried = path;
-    FILE* file = std::fopen(path.c_str(), "r");
-    if (file || FILE_fullpath(name)) return file;
-    std::string fallback = std::string(SAT_DATA_DIR) + "/" + name;
-    return std::fopen(fallback.c_str(), "r");
+    FILE_find_table(RES_get("file_path"), name, tried);
+    return FILE_is_stdio(tried->c_str()) ? nullptr : FILE_open(tried->c_str(), "r");
 }
 
 // ---- Cloud cover --------------------------------------------------------------------

@@ -63,7 +63,7 @@ TEST_F(Cities, ShippedDatabaseAgreesWithItsSource) {
     ASSERT_GT(CTY_store("sao.cty", CTY_STORE_LOC, &d, 10), 15000);
     for (const Known& k : known) {
         SCOPED_TRACE(k.id);
-        char number[8], coded[8];
+        char number[8], coded[WMO_ID_SIZE];
         std::snprintf(number, sizeof number, "%05d", k.wmo);
         wmo_to_id(coded, k.wmo);
         for (const char* key :
