@@ -15,7 +15,7 @@
 #include "env/messages.h"
 #include "formats/image.h"
 #include "maps/projections.h"
-#include "test_support.h"
+#include "reader_harness.h"
 
 namespace {
 
@@ -24,23 +24,10 @@ const std::string kPng = "awips/northern_hemisphere_ch1_pngbody_20020403_2330.gi
 const char* kBadSize = "SAT_read_AWIP: Invalid image parameters\n";
 
 // One read of a file in the given form, with what it printed on standard error.
-struct Read {
-    Image image{};
-    int status;
-    std::string err;
-    Read(const std::string& path, int form) {
-        FLAG_set(14, form);
-        testing::internal::CaptureStderr();
-        status = SAT_read_AWIP(path.c_str(), &image);
-        err = testing::internal::GetCapturedStderr();
-    }
-    ~Read() { IMG_free(&image); }
-    std::string pixels() const {
-        return image.data ? std::string(reinterpret_cast<char*>(image.data),
-                                        size_t{1} * image.width * image.height)
-                          : std::string();
-    }
-    // Size, type, labels and domain as one text.
+// A read in the given form, and the size, type, labels and domain as one text.
+struct Read : sat_test::Read {
+    Read(const std::string& path, int form)
+        : sat_test::Read((FLAG_set(14, form), SAT_read_AWIP), path) {}
     std::string summary() const {
         const Domain& d = image.domain;
         char text[256];
@@ -53,9 +40,7 @@ struct Read {
     }
 };
 
-std::string real(const std::string& rel) {
-    return sat_test::read_file(sat_test::testdata(rel));
-}
+using sat_test::real;
 
 // Python decodes the product on its own: the chain of zlib streams, or the PNG
 // body unfiltered row by row; the pixels go to `out`.
@@ -104,16 +89,11 @@ for k, (i, j) in enumerate([(0, 0), (nx - 1, 0), (0, ny - 1), (nx - 1, ny - 1), 
 print(worst)
 )";
 
-class AwipsTest : public testing::Test {
+class AwipsTest : public sat_test::ReaderTest {
    protected:
     void SetUp() override {
-        MESS_reset();
+        ReaderTest::SetUp();
         unsetenv("SAT_FUDGE");
-    }
-    sat_test::TempDir dir;
-    std::string copy(const std::string& bytes) {
-        sat_test::write_file(dir.file("copy.gini"), bytes);
-        return dir.file("copy.gini");
     }
 };
 

@@ -15,7 +15,7 @@
 #include "env/messages.h"
 #include "formats/image.h"
 #include "maps/projections.h"
-#include "test_support.h"
+#include "reader_harness.h"
 
 namespace {
 
@@ -31,26 +31,11 @@ const char* kBadJpeg = "SAT_read_LRIT: Bad JPEG data";
 const char* kBadParams = "SAT_read_LRIT: Invalid image parameters";
 const char* kBadRecord = "SAT_read_LRIT: Bad header record";
 
-struct Read {
-    Image image{};
-    int status;
-    std::string err;
-    explicit Read(const std::string& path) {
-        testing::internal::CaptureStderr();
-        status = SAT_read_LRIT(path.c_str(), &image);
-        err = testing::internal::GetCapturedStderr();
-    }
-    ~Read() { IMG_free(&image); }
-    std::string pixels() const {
-        return image.data ? std::string(reinterpret_cast<char*>(image.data),
-                                        size_t{1} * image.width * image.height)
-                          : std::string();
-    }
+struct Read : sat_test::Read {
+    explicit Read(const std::string& path) : sat_test::Read(SAT_read_LRIT, path) {}
 };
 
-std::string real(const std::string& rel) {
-    return sat_test::read_file(sat_test::testdata(rel));
-}
+using sat_test::real;
 
 uint32_t be(const std::string& b, size_t at, int n) {
     uint32_t v = 0;
@@ -74,15 +59,7 @@ size_t record(const std::string& b, int type) {
     return 0;
 }
 
-// The pixels of a P5 file, rows as they stand.
-std::string pgm_pixels(const std::string& pgm) {
-    size_t at = 0;
-    for (int fields = 0; fields < 4; fields++) {
-        at = pgm.find_first_not_of(" \n", at);
-        at = pgm.find_first_of(" \n", at);
-    }
-    return pgm.substr(at + 1);
-}
+using sat_test::pgm_pixels;
 
 std::string flip_rows(const std::string& px, size_t width) {
     std::string out;
@@ -90,15 +67,7 @@ std::string flip_rows(const std::string& px, size_t width) {
     return out;
 }
 
-class LritTest : public testing::Test {
-   protected:
-    void SetUp() override { MESS_reset(); }
-    sat_test::TempDir dir;
-    std::string copy(const std::string& bytes) {
-        sat_test::write_file(dir.file("copy.lrit"), bytes);
-        return dir.file("copy.lrit");
-    }
-};
+class LritTest : public sat_test::ReaderTest {};
 
 TEST_F(LritTest, RealSegmentsGiveTheirSizeDateTitleAndPixels) {
     const std::string hrit = real(kHrit);

@@ -13,35 +13,18 @@
 #include "app/sat.h"
 #include "env/messages.h"
 #include "formats/image.h"
-#include "test_support.h"
+#include "reader_harness.h"
 
 namespace {
 
 const std::string kGeog = "tiff/GeogToWGS84GeoKey5.tif";
 const std::string kUtm = "tiff/utm.tif";
 
-struct Read {
-    Image image{};
-    int status;
-    std::string err;
-    explicit Read(const std::string& path) {
-        testing::internal::CaptureStderr();
-        testing::internal::CaptureStdout();
-        status = SAT_read_TIFF(path.c_str(), &image);
-        testing::internal::GetCapturedStdout();
-        err = testing::internal::GetCapturedStderr();
-    }
-    ~Read() { IMG_free(&image); }
-    std::string pixels() const {
-        return image.data ? std::string(reinterpret_cast<char*>(image.data),
-                                        size_t{1} * image.width * image.height)
-                          : std::string();
-    }
+struct Read : sat_test::Read {
+    explicit Read(const std::string& path) : sat_test::Read(SAT_read_TIFF, path) {}
 };
 
-std::string real(const std::string& rel) {
-    return sat_test::read_file(sat_test::testdata(rel));
-}
+using sat_test::real;
 
 // tifftopnm decodes the file with libtiff into colours; each of our indexes
 // must give that colour through the file's palette. Prints the mismatches,
@@ -67,15 +50,7 @@ scale = struct.unpack(e + '3d', d[tags[33550][2]:tags[33550][2] + 24])
 print(bad, tie[3], tie[4], scale[0], scale[1])
 )";
 
-class TiffTest : public testing::Test {
-   protected:
-    void SetUp() override { MESS_reset(); }
-    sat_test::TempDir dir;
-    std::string copy(const std::string& bytes) {
-        sat_test::write_file(dir.file("copy.tif"), bytes);
-        return dir.file("copy.tif");
-    }
-};
+class TiffTest : public sat_test::ReaderTest {};
 
 TEST_F(TiffTest, RealGeoTiffsMatchLibtiffAndTheirTags) {
     struct Case {

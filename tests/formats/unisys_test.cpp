@@ -12,25 +12,12 @@
 #include "env/messages.h"
 #include "formats/image.h"
 #include "navigation/area_nav.h"
-#include "test_support.h"
+#include "reader_harness.h"
 
 namespace {
 
-struct Read {
-    Image image{};
-    int status;
-    std::string err;
-    explicit Read(const std::string& path) {
-        testing::internal::CaptureStderr();
-        status = SAT_read_Unisys(path.c_str(), &image);
-        err = testing::internal::GetCapturedStderr();
-    }
-    ~Read() { IMG_free(&image); }
-    std::string pixels() const {
-        return image.data ? std::string(reinterpret_cast<char*>(image.data),
-                                        size_t{1} * image.width * image.height)
-                          : std::string();
-    }
+struct Read : sat_test::Read {
+    explicit Read(const std::string& path) : sat_test::Read(SAT_read_Unisys, path) {}
 };
 
 // A number of the expected JSON by its key; the keys are unique in these files.
@@ -41,14 +28,7 @@ double json(const std::string& text, const std::string& key) {
                                    : std::strtod(text.c_str() + at + key.size() + 3, nullptr);
 }
 
-std::string pgm_pixels(const std::string& pgm) {
-    size_t at = 0;
-    for (int fields = 0; fields < 4; fields++) {
-        at = pgm.find_first_not_of(" \n", at);
-        at = pgm.find_first_of(" \n", at);
-    }
-    return pgm.substr(at + 1);
-}
+using sat_test::pgm_pixels;
 
 // The satellite coordinates of image line and element 0 and 1: the four
 // values that AREA_set_res last stored.
@@ -59,15 +39,7 @@ std::vector<float> resolution() {
     return {l0 + 1, e0 + 1, l1 - l0, e1 - e0};
 }
 
-class UnisysTest : public testing::Test {
-   protected:
-    void SetUp() override { MESS_reset(); }
-    sat_test::TempDir dir;
-    std::string copy(const std::string& bytes) {
-        sat_test::write_file(dir.file("copy.uni"), bytes);
-        return dir.file("copy.uni");
-    }
-};
+class UnisysTest : public sat_test::ReaderTest {};
 
 TEST_F(UnisysTest, SyntheticFilesGiveTheirExpectedPixelsAndDomains) {
     for (const char* name : {"unisys_lambert_synthetic.uni", "unisys_unnav_synthetic.uni"}) {
