@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
@@ -24,6 +25,7 @@
 #include "env/resources.h"
 #include "formats/image.h"
 #include "test_support.h"
+#include "tests/support/window_dump.h"
 #include "xserver.h"
 
 namespace {
@@ -32,39 +34,7 @@ const std::string area_file() {
     return sat_test::testdata("area/radar_composite_ps_2000137_0859.area");
 }
 
-struct Ppm {
-    int width = 0, height = 0, maxval = 0;
-    std::vector<int> samples;
-    int at(int x, int y, int c) const {
-        return samples[static_cast<size_t>((y * width + x) * 3 + c)];
-    }
-};
-
-Ppm parse_ppm(const std::string& bytes) {
-    Ppm p;
-    if (bytes.compare(0, 2, "P6") != 0) return p;
-    size_t pos = 2;
-    auto number = [&] {
-        while (pos < bytes.size() && std::isspace(static_cast<unsigned char>(bytes[pos]))) ++pos;
-        int v = 0;
-        while (pos < bytes.size() && std::isdigit(static_cast<unsigned char>(bytes[pos])))
-            v = v * 10 + (bytes[pos++] - '0');
-        return v;
-    };
-    p.width = number();
-    p.height = number();
-    p.maxval = number();
-    ++pos;
-    const size_t wide = p.maxval > 255 ? 2 : 1;
-    const size_t n = static_cast<size_t>(p.width) * static_cast<size_t>(p.height) * 3;
-    if (bytes.size() < pos + n * wide) return Ppm{};
-    p.samples.resize(n);
-    for (size_t i = 0; i < n; ++i) {
-        const auto* b = reinterpret_cast<const unsigned char*>(bytes.data() + pos + i * wide);
-        p.samples[i] = wide == 2 ? b[0] << 8 | b[1] : b[0];
-    }
-    return p;
-}
+using sat_test::Ppm;
 
 std::string shell(const std::string& display, const std::string& command) {
     sat_test::RunOptions options;
@@ -75,20 +45,18 @@ std::string shell(const std::string& display, const std::string& command) {
 
 // The window named "sat" as xwd and xwdtopnm give it, once two dumps in a row
 // agree and show something: the plot has finished and sat holds the window.
-Ppm settled_window(const std::string& display, const std::string& dir, std::string& window) {
+Ppm settled_window(const std::string& display, std::string& window) {
     Ppm last;
-    std::string last_bytes;
     for (int i = 0; i < 100; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         window = shell(display, "xdotool search --name '^sat$' 2>/dev/null | head -1");
         while (!window.empty() && window.back() == '\n') window.pop_back();
         if (window.empty()) continue;
-        shell(display,
-              "xwd -nobdrs -silent -id " + window + " | xwdtopnm > " + dir + "/w.ppm 2>/dev/null");
-        const std::string bytes = sat_test::read_file(dir + "/w.ppm");
-        const bool drawn = bytes.find_first_not_of('\0', 20) != std::string::npos;
-        if (drawn && bytes == last_bytes) return parse_ppm(bytes);
-        last_bytes = bytes;
+        Ppm now = sat_test::xwd_window(display, window);
+        const bool drawn =
+            std::any_of(now.samples.begin(), now.samples.end(), [](int v) { return v != 0; });
+        if (drawn && now.samples == last.samples) return now;
+        last = std::move(now);
     }
     return last;
 }
@@ -131,7 +99,7 @@ TEST_P(SatWindow, WindowHoldsTheColouredRemappedCounts) {
         _exit(127);
     }
     std::string window;
-    const Ppm win = settled_window(server.display(), dir.path(), window);
+    const Ppm win = settled_window(server.display(), window);
     shell(server.display(), "xdotool key --window " + window + " Return 2>/dev/null");
     int status = 0;
     for (int i = 0; i < 50 && waitpid(pid, &status, WNOHANG) == 0; ++i)
@@ -149,22 +117,6 @@ TEST_P(SatWindow, WindowHoldsTheColouredRemappedCounts) {
     Image image{};
     ASSERT_TRUE(coloured_counts(counts, image));
     ASSERT_EQ(image.width, 640);
-    // The bits of each channel the visual holds: 8 on true colour at depth 24 and
-    // in the cells of the 8-bit colormap, 5, 6, 5 at depth 16.
-    const std::vector<int> bits =
-        depth == 16 ? std::vector<int>{5, 6, 5} : std::vector<int>{8, 8, 8};
-    // True colour truncates each channel to its bits; a colormap cell keeps the
-    // top 8 bits of the 16-bit value it was asked for.
-    auto expect = [&](int v, int c) {
-        const float f = image.colors[3 * v + c];
-        if (depth == 8) return static_cast<int>(f * 65535.0f) >> 8;
-        return static_cast<int>(static_cast<float>((1 << bits[static_cast<size_t>(c)]) - 1) * f);
-    };
-    auto seen = [&](int x, int y, int c) {
-        const int max = (1 << bits[static_cast<size_t>(c)]) - 1;
-        return static_cast<int>(
-            std::lround(static_cast<double>(win.at(x, y, c)) * max / win.maxval));
-    };
     // The viewport's corner: the one row at which the whole picture, less its
     // outermost ring where the frame is drawn, matches.
     int found = 0, at_row = -1;
@@ -173,7 +125,9 @@ TEST_P(SatWindow, WindowHoldsTheColouredRemappedCounts) {
         for (int y = 1; all && y + 1 < image.height; ++y)
             for (int x = 1; all && x + 1 < image.width; ++x) {
                 const int v = image.data[y * image.bytes_per_line + x];
-                for (int c = 0; all && c < 3; ++c) all = seen(x, oy + y, c) == expect(v, c);
+                for (int c = 0; all && c < 3; ++c)
+                    all = sat_test::dumped_channel(win, x, oy + y, c, depth) ==
+                          sat_test::window_channel(image.colors[3 * v + c], depth, c);
             }
         if (all) {
             ++found;
@@ -187,13 +141,21 @@ TEST_P(SatWindow, WindowHoldsTheColouredRemappedCounts) {
 INSTANTIATE_TEST_SUITE_P(Depths, SatWindow, ::testing::Values(24, 16, 8));
 
 TEST(SatNoServer, EndsWithExitFourAndLeavesNoFile) {
-    sat_test::TempDir dir;
-    sat_test::RunOptions options;
-    options.cwd = dir.path();
-    const auto r = sat_test::run_sat({area_file()}, options);
-    EXPECT_EQ(r.code, 4);
-    EXPECT_NE(r.err.find("gopen_ws: unable to connect to display\n"), std::string::npos) << r.err;
-    EXPECT_EQ(sat_test::run_program("/bin/ls", {"-A", dir.path()}).out, "");
+    // The default window, and a window named by the device string.
+    const struct {
+        std::vector<std::string> args;
+        const char* message;
+    } cases[] = {{{area_file()}, "gopen_ws: unable to connect to display\n"},
+                 {{"-de", "x", area_file()}, "GPH_begin: Error opening workstation"}};
+    for (const auto& c : cases) {
+        sat_test::TempDir dir;
+        sat_test::RunOptions options;
+        options.cwd = dir.path();
+        const auto r = sat_test::run_sat(c.args, options);
+        EXPECT_EQ(r.code, 4);
+        EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+        EXPECT_EQ(sat_test::run_program("/bin/ls", {"-A", dir.path()}).out, "");
+    }
 }
 
 }  // namespace

@@ -11,63 +11,23 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "formats/image.h"
 #include "graphics/graphics.h"
 #include "test_support.h"
+#include "tests/support/window_dump.h"
 #include "xserver.h"
 
 namespace {
 
-struct Ppm {
-    int width = 0, height = 0, maxval = 0;
-    std::vector<int> samples;  // r, g, b a pixel
-    int at(int x, int y, int c) const {
-        return samples[static_cast<size_t>((y * width + x) * 3 + c)];
-    }
-};
+using sat_test::Ppm;
 
-Ppm parse_ppm(const std::string& bytes) {
-    Ppm p;
-    size_t pos = 0;
-    auto number = [&] {
-        while (pos < bytes.size() && std::isspace(static_cast<unsigned char>(bytes[pos]))) ++pos;
-        int v = 0;
-        while (pos < bytes.size() && std::isdigit(static_cast<unsigned char>(bytes[pos])))
-            v = v * 10 + (bytes[pos++] - '0');
-        return v;
-    };
-    if (bytes.compare(0, 2, "P6") != 0) return p;
-    pos = 2;
-    p.width = number();
-    p.height = number();
-    p.maxval = number();
-    ++pos;
-    const int wide = p.maxval > 255 ? 2 : 1;
-    const size_t n = static_cast<size_t>(p.width) * static_cast<size_t>(p.height) * 3;
-    if (bytes.size() < pos + n * static_cast<size_t>(wide)) return Ppm{};
-    p.samples.resize(n);
-    for (size_t i = 0; i < n; ++i) {
-        const auto* b = reinterpret_cast<const unsigned char*>(bytes.data() + pos +
-                                                               i * static_cast<size_t>(wide));
-        p.samples[i] = wide == 2 ? b[0] << 8 | b[1] : b[0];
-    }
-    return p;
-}
-
-// The window as xwd dumps it and xwdtopnm decodes it.
 Ppm dump_window(const std::string& display) {
-    sat_test::TempDir dir;
-    const std::string out = dir.file("win.ppm");
-    const std::string cmd = "xwd -nobdrs -silent -id " + std::to_string(gget_root_window()) +
-                            " | xwdtopnm > " + out + " 2>/dev/null";
-    sat_test::RunOptions options;
-    options.env["DISPLAY"] = display;
-    const auto r = sat_test::run_program("/bin/sh", {"-c", cmd}, options);
-    EXPECT_EQ(r.code, 0) << r.err;
-    return parse_ppm(sat_test::read_file(out));
+    return sat_test::xwd_window(display, std::to_string(gget_root_window()));
 }
 
 // A colour-mapped image of distinct colours, rows padded by one byte.
@@ -107,36 +67,13 @@ struct TestImage {
     float channel(int v, int c) const { return image.colors[3 * v + c]; }
 };
 
-// The channel value the window's visual can hold for c in 0..1, as max_bits bits.
-struct Precision {
-    std::vector<int> bits;  // per channel
-    int expect(float c, int channel) const {
-        const int b = bits[static_cast<size_t>(channel)];
-        if (b == 8 && bits.size() == 3 && gget_win_depth() == 24)
-            return static_cast<int>(c * 255.0f);
-        if (gget_win_depth() <= 8) return static_cast<int>(c * 65535.0f) >> (16 - b);
-        return static_cast<int>(static_cast<float>((1 << b) - 1) * c);
-    }
-    int seen(const Ppm& p, int x, int y, int channel) const {
-        const int max = (1 << bits[static_cast<size_t>(channel)]) - 1;
-        return static_cast<int>(
-            std::lround(static_cast<double>(p.at(x, y, channel)) * max / p.maxval));
-    }
-};
-
-Precision precision_of_window() {
-    const auto* v = static_cast<const Visual*>(gget_visual());
-    Precision p;
-    if (v->c_class == TrueColor) {
-        for (unsigned long m : {v->red_mask, v->green_mask, v->blue_mask}) {
-            int n = 0;
-            for (; m; m >>= 1) n += static_cast<int>(m & 1);
-            p.bits.push_back(n);
-        }
-    } else {
-        p.bits.assign(3, v->bits_per_rgb);
-    }
-    return p;
+// One server a depth, shared by the tests of the program.
+std::string display_of(int depth) {
+    static std::map<int, std::unique_ptr<sat_test::Xvfb>> servers;
+    auto& server = servers[depth];
+    if (!server) server = std::make_unique<sat_test::Xvfb>(depth);
+    EXPECT_FALSE(server->display().empty()) << "Xvfb did not start";
+    return server->display();
 }
 
 void open_kernel(const std::string& display) {
@@ -156,9 +93,8 @@ class WindowImage : public ::testing::TestWithParam<int> {};
 
 TEST_P(WindowImage, WindowShowsTheImageColoursAtTheViewportCorner) {
     const int depth = GetParam();
-    sat_test::Xvfb server(depth);
-    ASSERT_FALSE(server.display().empty());
-    open_kernel(server.display());
+    const std::string display = display_of(depth);
+    open_kernel(display);
     ASSERT_EQ(gget_win_depth(), depth);
     short vp[4];
     gget_xviewport(vp);
@@ -169,20 +105,19 @@ TEST_P(WindowImage, WindowShowsTheImageColoursAtTheViewportCorner) {
     // From the right and bottom: its far edges 10 pixels inside the viewport's.
     goverlay_image(&over.image, "black", -10, -10);
     gupdate_window();
-    const Ppm win = dump_window(server.display());
+    const Ppm win = dump_window(display);
     ASSERT_EQ(win.width, 640);
     ASSERT_EQ(win.height, 512);
 
-    const Precision prec = precision_of_window();
     const int ox = vp[0] + vp[2] - over.image.width - 10,
               oy = vp[1] + vp[3] - over.image.height - 10;
     int mismatches = 0, through = 0;
     auto check = [&](const TestImage& img, int v, int wx, int wy) {
         for (int c = 0; c < 3; ++c)
-            if (prec.seen(win, wx, wy, c) != prec.expect(img.channel(v, c), c) && ++mismatches < 10)
-                ADD_FAILURE() << "depth " << depth << " pixel " << wx << "," << wy << " value " << v
-                              << " channel " << c << ": " << prec.seen(win, wx, wy, c) << " want "
-                              << prec.expect(img.channel(v, c), c);
+            if (sat_test::dumped_channel(win, wx, wy, c, depth) !=
+                    sat_test::window_channel(img.channel(v, c), depth, c) &&
+                ++mismatches < 10)
+                ADD_FAILURE() << "pixel " << wx << "," << wy << " value " << v << " channel " << c;
     };
     for (int y = 0; y < base.image.height; ++y)
         for (int x = 0; x < base.image.width; ++x)
@@ -218,9 +153,8 @@ INSTANTIATE_TEST_SUITE_P(Depths, WindowImage, ::testing::Values(24, 16, 8));
 // Real colour-mapped rasters of other programs, read by the program's readers and
 // put on a true-colour window, against the PNGs those files were checked with.
 TEST(WindowRasters, RealFilesShowTheirExpectedColours) {
-    sat_test::Xvfb server(24);
-    ASSERT_FALSE(server.display().empty());
-    open_kernel(server.display());
+    const std::string display = display_of(24);
+    open_kernel(display);
     short vp[4];
     gget_xviewport(vp);
     struct Case {
@@ -239,14 +173,12 @@ TEST(WindowRasters, RealFilesShowTheirExpectedColours) {
         IMG_free(&image);
     }
     gupdate_window();
-    const Ppm win = dump_window(server.display());
+    const Ppm win = dump_window(display);
     ASSERT_EQ(win.width, 640);
     for (const Case& c : cases) {
         SCOPED_TRACE(c.file);
-        sat_test::RunOptions options;
-        const auto png = sat_test::run_program(
-            "/bin/sh", {"-c", "pngtopnm " + sat_test::testdata(c.expected)}, options);
-        const Ppm want = parse_ppm(png.out);
+        const Ppm want = sat_test::parse_ppm(
+            sat_test::run_program("/usr/bin/pngtopnm", {sat_test::testdata(c.expected)}).out);
         ASSERT_EQ(want.width, 7);
         ASSERT_EQ(want.height, 5);
         for (int y = 0; y < want.height; ++y)
@@ -267,9 +199,8 @@ unsigned long pixel_of(XResId drawable, int x, int y) {
 }
 
 TEST(WindowEvents, ExposeRefreshesFromThePixmapAndResizeKeepsThePicture) {
-    sat_test::Xvfb server(24);
-    ASSERT_FALSE(server.display().empty());
-    open_kernel(server.display());
+    const std::string display = display_of(24);
+    open_kernel(display);
     const float white[3] = {1, 1, 1};
     gset_colr_rep(1, 1, white);
     gset_fill_colr_ind(1);

@@ -1,32 +1,20 @@
 // Lines, fills and markers on a real window (an Xvfb of the test's own): every
 // lit pixel must be one the world-to-pixel arithmetic gives, clipped to the
 // viewport, and read back from the server with XGetImage.
-// gtest before Xlib, whose macros (None, Bool) it would trip over.
-#include <gtest/gtest.h>
-// clang-format off
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-// clang-format on
-
 #include <cmath>
 #include <functional>
-#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "graphics/graphics.h"
-#include "xserver.h"
+#include "tests/support/window_pixels.h"
 
 namespace {
 
-using Pixel = std::pair<int, int>;  // column, row
-using PixelSet = std::set<Pixel>;
+using sat_test::Pixel;
+using sat_test::PixelSet;
 
-// The window opens at 640 by 512; transformation 2 maps world 0..100 onto the
-// normalised viewport 0.1..1.1 by 0.1..0.9 of a workstation window 0..639/511 by 0..1.
-constexpr double WIN_W = 640, WIN_H = 512;
-constexpr double SCALE = (WIN_W - 1) / ((WIN_W - 1) / (WIN_H - 1));  // normalised to pixels
+// World 0..100 on transformation 2; normalised units to pixels.
+constexpr double SCALE = sat_test::kWinH - 1;
 
 double exact_x(double x) {
     return (x / 100 * 1.0 + 0.1) * SCALE;
@@ -49,54 +37,11 @@ const int VP_Y1 = VP_Y0 + static_cast<int>((1.0 - 0.1) * SCALE - VP_Y0 + 1.5) - 
 
 class WindowPrimitives : public ::testing::Test {
    protected:
-    static void SetUpTestSuite() {
-        server_ = new sat_test::Xvfb(24);
-        ASSERT_FALSE(server_->display().empty()) << "Xvfb did not start";
-        gopen_gks(nullptr);
-        ASSERT_EQ(gopen_ws(1, server_->display().c_str(), GWS_WIN), 0);
-        float xv = 0, yv = 0;
-        ginq_maxview(1, &xv, &yv);
-        const float full[4] = {0, xv, 0, yv};
-        gset_ws_win(1, full);
-        const float vp[4] = {0.1f, 1.1f, 0.1f, 0.9f}, wn[4] = {0, 100, 0, 100};
-        gset_vp(2, vp);
-        gset_win(2, wn);
-        gsel_norm_tran(2);
-        const float white[3] = {1, 1, 1}, red[3] = {1, 0, 0};
-        gset_colr_rep(1, 1, white);
-        gset_colr_rep(1, 2, red);
-    }
-    static void TearDownTestSuite() {
-        gclose_ws();
-        delete server_;
-    }
-    void SetUp() override {
-        gclear_ws();
-        gset_line_colr_ind(2);
-        gset_fill_colr_ind(2);
-        gset_marker_colr_ind(2);
-    }
-
-    // Every pixel of the drawing pixmap that is not the background.
-    static PixelSet lit() {
-        Display* d = gget_display();
-        XImage* im = XGetImage(d, gget_draw_window(), 0, 0, 640, 512, AllPlanes, ZPixmap);
-        PixelSet out;
-        const unsigned long back = static_cast<unsigned long>(gget_color_ind(-1));
-        for (int y = 0; y < 512; ++y)
-            for (int x = 0; x < 640; ++x)
-                if (XGetPixel(im, x, y) != back) {
-                    EXPECT_EQ(XGetPixel(im, x, y), static_cast<unsigned long>(gget_color_ind(2)))
-                        << x << "," << y;
-                    out.insert({x, y});
-                }
-        XDestroyImage(im);
-        return out;
-    }
-
-    static sat_test::Xvfb* server_;
+    static void SetUpTestSuite() { sat_test::open_test_window(); }
+    static void TearDownTestSuite() { gclose_ws(); }
+    void SetUp() override { sat_test::clear_to_red(); }
+    static PixelSet lit() { return sat_test::lit(true); }
 };
-sat_test::Xvfb* WindowPrimitives::server_ = nullptr;
 
 void add_row(PixelSet& s, int row, int from, int to) {
     for (int x = from; x <= to; ++x) s.insert({x, row});

@@ -1,5 +1,5 @@
 // The drawing layer: rectangles of a proportion fitted to a view, the device
-// a plot opens, a second begin that opens nothing, and the exit without one.
+// a plot opens, and a second begin that opens nothing.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -86,11 +86,4 @@ TEST_F(Gph, DeviceStringChoosesTheWorkstationAndASecondBeginOpensNothing) {
     EXPECT_FALSE(sat_test::file_exists(other));
     // Ending gives flag 2 back the type asked for, here the second begin's.
     EXPECT_EQ(FLAG_get(2), GWS_PS);
-}
-
-TEST(GphRun, AWindowWithoutADisplayEndsTheRunWithFour) {
-    const auto run = sat_test::run_sat(
-        {"-de", "x", sat_test::testdata("area/radar_composite_ps_2000137_0859.area")});
-    EXPECT_EQ(run.code, 4);
-    EXPECT_NE(run.err.find("GPH_begin: Error opening workstation"), std::string::npos) << run.err;
 }
