@@ -1,73 +1,44 @@
 // Wind barbs, weather symbols and a raw file plot on a real window (an Xvfb of
 // the test's own), checked on the pixels read back from the server.
-// gtest before Xlib, whose macros (None, Bool) it would trip over.
-#include <gtest/gtest.h>
-// clang-format off
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-// clang-format on
-
 #include <cmath>
 #include <cstdio>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "env/domains.h"
 #include "env/resources.h"
-#include "graphics/graphics.h"
 #include "maps/projections.h"
 #include "overlays/cities.h"
 #include "overlays/raw_plot.h"
 #include "overlays/symbols.h"
 #include "test_support.h"
 #include "tests/env/env_capture.h"
-#include "tests/graphics/xserver.h"
+#include "tests/support/window_pixels.h"
 
 namespace {
 
-using Pixel = std::pair<int, int>;  // column, row
-using PixelSet = std::set<Pixel>;
+using sat_test::lit;
+using sat_test::Pixel;
+using sat_test::PixelSet;
 
-// Transformation 2 maps the world window onto the normalised viewport 0.1..1.1 by
-// 0.1..0.9 of a workstation window 0..(639/511) by 0..1 on the 640 by 512 window.
-constexpr int WIN_W = 640, WIN_H = 512;
+constexpr int WIN_W = sat_test::kWinW, WIN_H = sat_test::kWinH;
 constexpr double SCALE = WIN_H - 1;  // normalised to pixels
+// Pixel of a fraction 0..1 of the world window.
 double pixel_x(double fx) {
     return (0.1 + fx) * SCALE;
-}  // fx: 0..1 of the window
+}
 double pixel_y(double fy) {
     return (1.0 - (0.1 + 0.8 * fy)) * SCALE;
 }
 
 class SymbolsWindow : public ::testing::Test {
    protected:
-    static void SetUpTestSuite() {
-        server_ = new sat_test::Xvfb(24);
-        ASSERT_FALSE(server_->display().empty()) << "Xvfb did not start";
-        gopen_gks(nullptr);
-        ASSERT_EQ(gopen_ws(1, server_->display().c_str(), GWS_WIN), 0);
-        float xv = 0, yv = 0;
-        ginq_maxview(1, &xv, &yv);
-        const float full[4] = {0, xv, 0, yv};
-        gset_ws_win(1, full);
-        const float vp[4] = {0.1f, 1.1f, 0.1f, 0.9f};
-        gset_vp(2, vp);
-        const float white[3] = {1, 1, 1}, red[3] = {1, 0, 0};
-        gset_colr_rep(1, 1, white);
-        gset_colr_rep(1, 2, red);
-    }
-    static void TearDownTestSuite() {
-        gclose_ws();
-        delete server_;
-    }
+    static void SetUpTestSuite() { sat_test::open_test_window(); }
+    static void TearDownTestSuite() { gclose_ws(); }
     void SetUp() override {
-        world(0, 100, 0, 100);
-        gclear_ws();
-        gset_line_colr_ind(2);
-        gset_fill_colr_ind(2);
-        gset_marker_colr_ind(2);
+        sat_test::set_world(0, 100, 0, 100);
+        sat_test::clear_to_red();
         gset_linetype(1);
         gset_linewidth(0);
     }
@@ -76,25 +47,7 @@ class SymbolsWindow : public ::testing::Test {
         CTY_free();
         RES_reset();
     }
-    static void world(float x0, float x1, float y0, float y1) {
-        const float wn[4] = {x0, x1, y0, y1};
-        gset_win(2, wn);
-        gsel_norm_tran(2);
-    }
-    static PixelSet lit() {
-        Display* d = gget_display();
-        XImage* im = XGetImage(d, gget_draw_window(), 0, 0, WIN_W, WIN_H, AllPlanes, ZPixmap);
-        PixelSet out;
-        const unsigned long back = static_cast<unsigned long>(gget_color_ind(-1));
-        for (int y = 0; y < WIN_H; ++y)
-            for (int x = 0; x < WIN_W; ++x)
-                if (XGetPixel(im, x, y) != back) out.insert({x, y});
-        XDestroyImage(im);
-        return out;
-    }
-    static sat_test::Xvfb* server_;
 };
-sat_test::Xvfb* SymbolsWindow::server_ = nullptr;
 
 // Runs of lit rows in one column, as (first, last) pairs from the top.
 std::vector<std::pair<int, int>> runs_in_column(const PixelSet& s, int column) {
@@ -219,7 +172,7 @@ TEST_F(SymbolsWindow, WeatherSymbolStandsOnItsStation) {
     MAP_domain(&d);
     float limits[4];
     MAP_get_limits(limits);
-    world(limits[0], limits[1], limits[2], limits[3]);
+    sat_test::set_world(limits[0], limits[1], limits[2], limits[3]);
     ASSERT_GT(CTY_store("sao.cty", CTY_STORE_LOC, &d, 10), 10);
     const std::string proj = "+proj=stere +lat_0=90 +lat_ts=60 +lon_0=-77";
     const auto centre = pyproj(proj, 38.9, -77.0);
