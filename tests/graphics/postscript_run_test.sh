@@ -27,19 +27,12 @@ render() {  # file.ps -> file.ps.png, letter at 72 dpi; Ghostscript says nothing
 }
 
 # --- the window and colour PostScript of the same run --------------------------
-for n in $(seq 210 290); do
-    [ -e "/tmp/.X$n-lock" ] || [ -e "/tmp/.X11-unix/X$n" ] && continue
-    Xvfb ":$n" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
-    xvfb=$!
-    for _ in $(seq 50); do
-        DISPLAY=":$n" xwd -root -silent >/dev/null 2>&1 && break 2
-        kill -0 $xvfb 2>/dev/null || break
-        sleep 0.1
-    done
-    kill $xvfb 2>/dev/null
-    xvfb=0
-done
-[ $xvfb -gt 0 ] || fail "no X server"
+# The server picks a free display and writes its number once it accepts clients.
+Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$tmp/display" >/dev/null 2>&1 &
+xvfb=$!
+for _ in $(seq 100); do [ -s "$tmp/display" ] && break; sleep 0.1; done
+n=$(head -n 1 "$tmp/display")
+[ -n "$n" ] || fail "no X server"
 # The window is the size of the PostScript plot, so both lay out the same
 # viewport; only the image is drawn, no map lines or labels.
 WINDOW=":$n" run_sat -dr data -ge 756x576+0+0 "$AREA" >"$tmp/win.out" 2>&1 &

@@ -17,7 +17,7 @@
 #include "graphics/graphics.h"
 #include "test_support.h"
 #include "tests/graphics/text_stroke.h"
-#include "tests/graphics/xvfb_server.h"
+#include "tests/support/xvfb.h"
 
 using namespace text_test;
 
@@ -30,13 +30,13 @@ struct PixelBox {
 
 class WindowText : public ::testing::Test {
    protected:
-    static void SetUpTestSuite() { server = new sat_test::XvfbServer(); }
+    static void SetUpTestSuite() { server = new sat_test::Xvfb(24, "1024x768"); }
     static void TearDownTestSuite() {
         delete server;
         server = nullptr;
     }
     void SetUp() override {
-        ASSERT_TRUE(server->ok()) << "no Xvfb";
+        ASSERT_TRUE(!server->display().empty()) << "no Xvfb";
         RES_reset();
         MESS_reset();
         font = dir.file("t.fnt");
@@ -77,12 +77,12 @@ class WindowText : public ::testing::Test {
         return box;
     }
 
-    static sat_test::XvfbServer* server;
+    static sat_test::Xvfb* server;
     sat_test::TempDir dir;
     std::string font;
 };
 
-sat_test::XvfbServer* WindowText::server = nullptr;
+sat_test::Xvfb* WindowText::server = nullptr;
 
 // The pixel box of a world box, as the window's y runs down.
 PixelBox pixels(const Box& b) {

@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "test_support.h"
-#include "tests/graphics/xvfb_server.h"
+#include "tests/support/xvfb.h"
 
 namespace {
 
@@ -107,7 +107,7 @@ bool grab(Display* d, Window w, Picture* p) {
 
 class PlotWindow : public ::testing::Test {
    protected:
-    static void SetUpTestSuite() { server = new sat_test::XvfbServer(); }
+    static void SetUpTestSuite() { server = new sat_test::Xvfb(24, "1024x768"); }
     static void TearDownTestSuite() {
         delete server;
         server = nullptr;
@@ -169,16 +169,16 @@ class PlotWindow : public ::testing::Test {
         return picture;
     }
 
-    static sat_test::XvfbServer* server;
+    static sat_test::Xvfb* server;
     int runs = 0;
 };
 
-sat_test::XvfbServer* PlotWindow::server = nullptr;
+sat_test::Xvfb* PlotWindow::server = nullptr;
 
 }  // namespace
 
 TEST_F(PlotWindow, LabelsStandInTheBandAboveABorderedPicture) {
-    ASSERT_TRUE(server->ok());
+    ASSERT_TRUE(!server->display().empty());
     const Picture p = plot({});
     ASSERT_GT(p.width, 0);
     const int w = p.width;
@@ -209,7 +209,7 @@ TEST_F(PlotWindow, LabelsStandInTheBandAboveABorderedPicture) {
 }
 
 TEST_F(PlotWindow, FullabPutsLabelsInsideAndFullDropsTheMargins) {
-    ASSERT_TRUE(server->ok());
+    ASSERT_TRUE(!server->display().empty());
     const Picture inside = plot({"-pp", "fullab"});
     ASSERT_GT(inside.width, 0);
     const int w = inside.width;
@@ -236,7 +236,7 @@ TEST_F(PlotWindow, FullabPutsLabelsInsideAndFullDropsTheMargins) {
 }
 
 TEST_F(PlotWindow, PanelTwoByTwoPlusOneZeroIsTheUpperRightQuarter) {
-    ASSERT_TRUE(server->ok());
+    ASSERT_TRUE(!server->display().empty());
     const Picture p = plot({"-pp", "vp_size=2x2+1+0"});
     ASSERT_GT(p.width, 0);
     const std::vector<int> box = p.ink_box();
