@@ -41,7 +41,8 @@ struct Loaded {
 
 TEST(SatNativeRun, RemappedCountsWrittenReadBackAndRewrittenCompressed) {
     sat_test::TempDir dir;
-    auto r = run_sat({"-ba", "-me", "out2", "-sp", dir.path(), "-pd", "us", "-of", "img", radar});
+    auto r = run_sat(
+        {"-ba", "-pl", "none", "-me", "out2", "-sp", dir.path(), "-pd", "us", "-of", "img", radar});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_NE(r.out.find("Remapping image..."), std::string::npos) << r.out;
     const std::string plain = only_file_in(dir.path());
@@ -68,7 +69,8 @@ TEST(SatNativeRun, RemappedCountsWrittenReadBackAndRewrittenCompressed) {
     // Read the native file as input and write it back compressed, unchanged: its
     // own domain is not a remap request.
     const std::string copy = dir.file("copy.imgz");
-    r = run_sat({"-ba", "-me", "out2", "-inp", "img", "-of", "imgz:@" + copy, plain});
+    r = run_sat(
+        {"-ba", "-pl", "none", "-me", "out2", "-inp", "img", "-of", "imgz:@" + copy, plain});
     ASSERT_EQ(r.code, 0) << r.err;
     EXPECT_NE(r.out.find("Writing image file: " + copy), std::string::npos) << r.out;
     EXPECT_EQ(sat_test::read_file(copy).substr(0, 8), "ZMTIMGZ\n");
@@ -85,11 +87,11 @@ TEST(SatNativeRun, BrokenNativeInputEndsWithTen) {
     // Templates have one directory level, so a full path to any directory stays
     // as typed.
     sat_test::write_file(dir.file("bad.img"), "ZMTIMX\nno\n");
-    auto r = run_sat({"-ba", "-inp", "img", dir.file("bad.img")});
+    auto r = run_sat({"-ba", "-pl", "none", "-inp", "img", dir.file("bad.img")});
     EXPECT_EQ(r.code, 10);
     EXPECT_NE(r.err.find("IMG_read_zmt: Invalid image type"), std::string::npos) << r.err;
 
     sat_test::write_file(dir.file("cut.img"), "ZMTIMG\n0859Z 16 MAY 00\ninfo\n5000 5000\nabc");
-    r = run_sat({"-ba", "-inp", "img", dir.file("cut.img")});
+    r = run_sat({"-ba", "-pl", "none", "-inp", "img", dir.file("cut.img")});
     EXPECT_TRUE(r.code == 0 || r.code == 10) << r.code << r.err;
 }

@@ -18,35 +18,35 @@ bool contains(const std::string& text, const std::string& part) {
 }  // namespace
 
 TEST(SatRun, ReportRunsPrintAndEndWithTen) {
-    auto r = run_sat({"-ou", "date", gvar});
+    auto r = run_sat({"-pl", "none", "-ou", "date", gvar});
     EXPECT_EQ(r.code, 10);
     EXPECT_TRUE(contains(r.out, "0745Z 17 SEP 98\n")) << r.out;
     EXPECT_FALSE(contains(r.out, "Size:")) << "a report run plots nothing";
 
-    r = run_sat({"-ou", "seq", radar});
+    r = run_sat({"-pl", "none", "-ou", "seq", radar});
     EXPECT_EQ(r.code, 10);
     EXPECT_TRUE(contains(r.out, "200005160859\n")) << r.out;
 
     // The file report names the file the output convention gives for the date.
     sat_test::TempDir dir;
-    r = run_sat({"-ou", "file", "-of", "sat_img", "-sp", dir.path(), radar});
+    r = run_sat({"-pl", "none", "-ou", "file", "-of", "sat_img", "-sp", dir.path(), radar});
     EXPECT_EQ(r.code, 10);
     EXPECT_TRUE(contains(r.out, dir.path() + "/20000516_0845.img\n")) << r.out;
 }
 
 TEST(SatRun, ReportsFollowTheMessageLevel) {
-    auto r = run_sat({"-ba", gvar});
+    auto r = run_sat({"-ba", "-pl", "none", gvar});
     EXPECT_EQ(r.code, 0) << r.err;
     // Batch keeps print, error and warn only.
     EXPECT_FALSE(contains(r.out, "Size:")) << r.out;
 
-    r = run_sat({"-ba", "-me", "out2", gvar});
+    r = run_sat({"-ba", "-pl", "none", "-me", "out2", gvar});
     EXPECT_EQ(r.code, 0) << r.err;
     EXPECT_TRUE(contains(r.out, "Size: 1800x400\n")) << r.out;
     EXPECT_TRUE(contains(r.out, "Date: 0745Z 17 SEP 98\n")) << r.out;
     EXPECT_FALSE(contains(r.out, "Resolution:")) << "resolution is an out3 report";
 
-    r = run_sat({"-ba", "-me", "out3", gvar});
+    r = run_sat({"-ba", "-pl", "none", "-me", "out3", gvar});
     EXPECT_TRUE(contains(r.out, "Resolution: 4x8\n")) << r.out;
     EXPECT_TRUE(contains(r.out, "Correction: 10881x3797\n")) << r.out;
     EXPECT_TRUE(contains(r.out, "Navigation type: GVAR\n")) << r.out;
@@ -55,19 +55,19 @@ TEST(SatRun, ReportsFollowTheMessageLevel) {
     EXPECT_TRUE(contains(r.out, "Source type: RAVG\n")) << r.out;
     EXPECT_TRUE(contains(r.out, "Image domain: sat")) << r.out;
 
-    r = run_sat({"-ba", "-me", "out2", radar});
+    r = run_sat({"-ba", "-pl", "none", "-me", "out2", radar});
     EXPECT_TRUE(contains(r.out, "Comments: MDR")) << r.out;
     EXPECT_TRUE(contains(r.out, "Image domain: pstereo")) << r.out;
 }
 
 TEST(SatRun, UnreadableFilesEndWithTenAndTheirMessage) {
     sat_test::TempDir dir;
-    auto r = run_sat({"-ba", dir.file("missing.area")});
+    auto r = run_sat({"-ba", "-pl", "none", dir.file("missing.area")});
     EXPECT_EQ(r.code, 10);
 
     const std::string empty = dir.file("empty.area");
     sat_test::write_file(empty, "");
-    r = run_sat({"-ba", empty});
+    r = run_sat({"-ba", "-pl", "none", empty});
     EXPECT_EQ(r.code, 10);
     EXPECT_TRUE(contains(r.err, "SAT_read_file: Unable to read image file")) << r.err;
     EXPECT_TRUE(r.out.find("SAT_read_file") == std::string::npos) << "errors go to stderr";
@@ -75,12 +75,12 @@ TEST(SatRun, UnreadableFilesEndWithTenAndTheirMessage) {
     // A header claiming a huge image with nothing behind it.
     std::string header = sat_test::read_file(radar).substr(0, 768);
     sat_test::write_file(dir.file("cut.area"), header);
-    r = run_sat({"-ba", dir.file("cut.area")});
+    r = run_sat({"-ba", "-pl", "none", dir.file("cut.area")});
     EXPECT_NE(r.code, 128 + 11) << "no crash";
     EXPECT_TRUE(r.code == 0 || r.code == 10) << r.code;
 
     // -me none silences the message, and the code stays 10.
-    r = run_sat({"-ba", "-me", "none", empty});
+    r = run_sat({"-ba", "-pl", "none", "-me", "none", empty});
     EXPECT_EQ(r.code, 10);
     EXPECT_EQ(r.err, "");
 }
