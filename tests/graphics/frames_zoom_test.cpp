@@ -9,6 +9,7 @@
 #include <X11/Xutil.h>
 // clang-format on
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -134,6 +135,14 @@ TEST_P(Zoom, ReplicatesEveryPixelAndGivesThePictureBack) {
 
 INSTANTIATE_TEST_SUITE_P(Depths, Zoom, ::testing::Values(24, 16, 8));
 
+// One pixel of a drawable.
+unsigned long first_pixel_at(XResId drawable, int x, int y) {
+    XImage* im = XGetImage(gget_display(), drawable, x, y, 1, 1, AllPlanes, ZPixmap);
+    const unsigned long p = im ? XGetPixel(im, 0, 0) : ~0UL;
+    if (im) XDestroyImage(im);
+    return p & 0xffffff;
+}
+
 // The solid colour of a frame's pixmap, by its first pixel.
 unsigned long first_pixel(XResId drawable) {
     XImage* im = XGetImage(gget_display(), drawable, 0, 0, 1, 1, AllPlanes, ZPixmap);
@@ -250,6 +259,154 @@ TEST(Frames, LoopStepsRocksPausesAndSurvivesDeletion) {
     EXPECT_TRUE(gget_input_mode());
     send_client_message(server.display(), 9);
     EXPECT_FALSE(gget_input_mode());
+    gclose_ws();
+}
+
+// What the plot layer's callback was given.
+struct Call {
+    int kind;
+    std::string text;
+    float x, y;
+};
+std::vector<Call> calls;
+int record(int kind, const char* text, float x, float y) {
+    calls.push_back({kind, text, x, y});
+    return 0;
+}
+
+XEvent pointer_event(int type, int x, int y, unsigned state, unsigned button) {
+    XEvent ev{};
+    ev.type = type;
+    ev.xbutton.display = gget_display();
+    ev.xbutton.window = gget_root_window();
+    ev.xbutton.x = x;
+    ev.xbutton.y = y;
+    ev.xbutton.state = state;
+    ev.xbutton.button = button;
+    return ev;
+}
+
+XEvent key_event(KeySym sym, unsigned state) {
+    XEvent ev{};
+    ev.type = KeyPress;
+    ev.xkey.display = gget_display();
+    ev.xkey.window = gget_root_window();
+    ev.xkey.state = state;
+    ev.xkey.keycode = XKeysymToKeycode(gget_display(), sym);
+    return ev;
+}
+
+TEST(Events, KeysButtonsRubberBandAndExposes) {
+    sat_test::Xvfb server(24, "320x240");
+    ASSERT_FALSE(server.display().empty());
+    open_kernel(server.display());
+    gset_mouse_callback(record);
+    gset_input_mode(1);
+
+    // Keys: plain q is only passed on; Alt-u unzoomed reaches the callback.
+    struct KeyCase {
+        KeySym sym;
+        unsigned state;
+        const char* text;
+        bool quits;
+    };
+    const KeyCase keys[] = {{XK_q, 0, "q", false},
+                            {XK_u, Mod1Mask, "u-Alt", false},
+                            {XK_a, ShiftMask, "A-Shft", false},
+                            {XK_Return, 0, "Ret", true}};
+    for (const KeyCase& k : keys) {
+        calls.clear();
+        gset_input_mode(1);
+        XEvent ev = key_event(k.sym, k.state);
+        EXPECT_EQ(gprocess_x11_event(&ev), 1);
+        ASSERT_EQ(calls.size(), 1u) << k.text;
+        EXPECT_EQ(calls[0].kind, 2);
+        EXPECT_EQ(calls[0].text, k.text);
+        EXPECT_EQ(!gget_input_mode(), k.quits) << k.text;
+    }
+    // Alt-q quits; a key while idle does nothing but count.
+    gset_input_mode(1);
+    XEvent alt_q = key_event(XK_q, Mod1Mask);
+    gprocess_x11_event(&alt_q);
+    EXPECT_FALSE(gget_input_mode());
+    gset_input_mode(0);
+    calls.clear();
+    XEvent idle = key_event(XK_q, 0);
+    EXPECT_EQ(gprocess_x11_event(&idle), 1);
+    EXPECT_TRUE(calls.empty());
+
+    // A rectangle band limited to a box: the release is clamped into it.
+    const float box[4] = {0.25f, 0.25f, 0.5f, 0.5f};
+    gset_rubber_band_limits(box);
+    gset_rubber_band(2);
+    const int x1 = static_cast<int>(xW_p(0.25f) + 0.5), x2 = static_cast<int>(xW_p(0.5f) + 0.5);
+    const int y1 = static_cast<int>(yW_p(0.25f) + 0.5), y2 = static_cast<int>(yW_p(0.5f) + 0.5);
+    calls.clear();
+    XEvent press = pointer_event(ButtonPress, x1 + 5, y2 + 5, Mod1Mask, Button1);
+    gprocess_x11_event(&press);
+    XEvent move = pointer_event(MotionNotify, 2, 3, Mod1Mask, 0);
+    gprocess_x11_event(&move);
+    EXPECT_EQ(gget_line_gc_func(), GXxor);
+    XEvent release = pointer_event(ButtonRelease, 1000, -50, Mod1Mask | ShiftMask, Button1);
+    EXPECT_EQ(gprocess_x11_event(&release), 1);
+    EXPECT_EQ(gget_line_gc_func(), GXcopy);
+    ASSERT_EQ(calls.size(), 2u);
+    EXPECT_EQ(calls[0].text, "B1-P-Alt");
+    EXPECT_EQ(calls[1].kind, 3);
+    EXPECT_EQ(calls[1].text, "B1-R-Alt-Shft");
+    // The band is drawn for good on the window: its far corner is where it was clamped.
+    const int right = std::max(x1, x2), top = std::min(y1, y2);
+    EXPECT_NE(first_pixel_at(gget_root_window(), right, top), 0u);
+    // Once released the band is off: a second drag is not clamped.
+    calls.clear();
+    gprocess_x11_event(&press);
+    gprocess_x11_event(&release);
+    EXPECT_FLOAT_EQ(calls[1].x, static_cast<float>(xp_W(1000.0f)));
+
+    // Anchored lines: only x follows the pointer, within the limits.
+    const float anchors[4] = {0.4f, 0.4f, 0.1f, 0.1f};
+    gset_rubber_band_points(anchors, 2, 2);
+    gset_rubber_band_limits(box);
+    gset_rubber_band(3);
+    calls.clear();
+    gprocess_x11_event(&press);
+    gset_rubber_band_points(anchors, 2, 2);
+    XEvent far = pointer_event(ButtonRelease, 1000, 1000, 0, Button3);
+    gprocess_x11_event(&far);
+    ASSERT_EQ(calls.size(), 2u);
+    EXPECT_FLOAT_EQ(calls[1].x, static_cast<float>(xp_W(static_cast<float>(right))));
+    EXPECT_FLOAT_EQ(
+        calls[1].y,
+        static_cast<float>(yp_W(static_cast<float>(static_cast<short>(yW_p(0.4f) + 0.5)))));
+
+    // A run of exposes is answered once, also across a resize notice; any
+    // other event ends the run.
+    auto scribble = [] {
+        XSetForeground(gget_display(), gget_root_gc(), 0x123456);
+        XFillRectangle(gget_display(), gget_root_window(), gget_root_gc(), 0, 0, 4, 4);
+        XSync(gget_display(), False);
+    };
+    auto send = [](int type) {
+        XEvent ev{};
+        ev.type = type;
+        ev.xany.window = gget_root_window();
+        if (type == ConfigureNotify) ev.xconfigure.window = 1;
+        gprocess_x11_event(&ev);
+        XSync(gget_display(), False);
+    };
+    const unsigned long clean = first_pixel_at(gget_base_window(), 0, 0);
+    send(FocusIn);
+    scribble();
+    send(Expose);
+    EXPECT_EQ(first_pixel_at(gget_root_window(), 0, 0), clean);
+    scribble();
+    send(ConfigureNotify);
+    send(Expose);
+    EXPECT_EQ(first_pixel_at(gget_root_window(), 0, 0), 0x123456u);
+    send(FocusOut);
+    send(Expose);
+    EXPECT_EQ(first_pixel_at(gget_root_window(), 0, 0), clean);
+    gset_mouse_callback(nullptr);
     gclose_ws();
 }
 
