@@ -323,21 +323,20 @@ TEST_F(AwipsTest, ZlibChainsThatStopShortOrNeverEnd) {
 }
 
 TEST_F(AwipsTest, ConventionsEndToEnd) {
-    // awipz by input type, and awip through the gini convention with a date.
+    // awipz by input type, awip through the gini convention with a date; the PNG
+    // product read as the compressed form is unreadable.
     sat_test::write_file(dir.file("20020403_2330_vis.gini"), real(kPng));
-    auto r = sat_test::run_sat({"-ba", "-pl", "none", "-me", "out2", "-inp", "awipz", "-of",
-                                "img:" + dir.file("z.img"), sat_test::testdata(kZlib)});
-    EXPECT_EQ(r.code, 0) << r.err;
-    EXPECT_NE(r.out.find("Info: GOES 10 Infrared 11um"), std::string::npos) << r.out;
-    EXPECT_TRUE(sat_test::file_exists(dir.file("z.img")));
-    r = sat_test::run_sat({"-ba", "-pl", "none", "-me", "out2", "-sp", dir.path(), "-if",
-                           "awip_gini_vis", "-of", "img:" + dir.file("p.img"), "20020403_2330"});
-    EXPECT_EQ(r.code, 0) << r.err;
-    EXPECT_NE(r.out.find("Date: 2330Z  3 APR 02"), std::string::npos) << r.out;
-    EXPECT_TRUE(sat_test::file_exists(dir.file("p.img")));
-    // The PNG product read as the compressed form is unreadable.
-    r = sat_test::run_sat({"-ba", "-pl", "none", "-inp", "awipz", sat_test::testdata(kPng)});
-    EXPECT_EQ(r.code, 10);
+    sat_test::expect_runs({
+        {{"-inp", "awipz", sat_test::testdata(kZlib)},
+         0,
+         "Info: GOES 10 Infrared 11um",
+         dir.file("z.img")},
+        {{"-sp", dir.path(), "-if", "awip_gini_vis", "20020403_2330"},
+         0,
+         "Date: 2330Z  3 APR 02",
+         dir.file("p.img")},
+        {{"-inp", "awipz", sat_test::testdata(kPng)}, 10, "", ""},
+    });
 }
 
 }  // namespace

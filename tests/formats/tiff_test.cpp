@@ -249,16 +249,16 @@ TEST_F(TiffTest, OutOfScopeBrokenAndHostileFilesAreRefused) {
 
 TEST_F(TiffTest, ConventionAndRefusalEndToEnd) {
     sat_test::write_file(dir.file("20080301_1015_geo.tif"), real(kGeog));
-    auto r =
-        sat_test::run_sat({"-ba", "-pl", "none", "-me", "out2", "-sp", dir.path(), "-if",
-                           "tiff_tiff_geo", "-of", "img:" + dir.file("g.img"), "20080301_1015"});
-    EXPECT_EQ(r.code, 0) << r.err;
-    EXPECT_NE(r.out.find("Processing image file"), std::string::npos) << r.out;
-    EXPECT_TRUE(sat_test::file_exists(dir.file("g.img")));
-    r = sat_test::run_sat({"-ba", "-pl", "none", "-inp", "tiff",
-                           sat_test::testdata("tiff/goes_fulldisk_rgb_jpeg_tiled.tif")});
-    EXPECT_EQ(r.code, 10);
-    EXPECT_NE(r.err.find("Tiled images are not supported"), std::string::npos) << r.err;
+    sat_test::expect_runs({
+        {{"-sp", dir.path(), "-if", "tiff_tiff_geo", "20080301_1015"},
+         0,
+         "Processing image file",
+         dir.file("g.img")},
+        {{"-inp", "tiff", sat_test::testdata("tiff/goes_fulldisk_rgb_jpeg_tiled.tif")},
+         10,
+         "Tiled images are not supported",
+         ""},
+    });
 }
 
 }  // namespace

@@ -144,22 +144,20 @@ TEST_F(UnisysTest, HandMadeHeaders) {
 }
 
 TEST_F(UnisysTest, ConventionsEndToEnd) {
-    const std::string lambert = sat_test::testdata("unisys/unisys_lambert_synthetic.uni");
-    sat_test::write_file(dir.file("20120101_0230_ir.uni"), sat_test::read_file(lambert));
-    auto r =
-        sat_test::run_sat({"-ba", "-pl", "none", "-me", "out2", "-sp", dir.path(), "-if",
-                           "unis_unisys_ir", "-of", "img:" + dir.file("u.img"), "20120101_0230"});
-    EXPECT_EQ(r.code, 0) << r.err;
-    EXPECT_NE(r.out.find("Info: SYNTH_LC"), std::string::npos) << r.out;
-    EXPECT_TRUE(sat_test::file_exists(dir.file("u.img")));
-    r = sat_test::run_sat({"-ba", "-pl", "none", "-inp", "unisat", "-of",
-                           "img:" + dir.file("n.img"),
-                           sat_test::testdata("unisys/unisys_unnav_synthetic.uni")});
-    EXPECT_EQ(r.code, 0) << r.err;
+    sat_test::write_file(dir.file("20120101_0230_ir.uni"),
+                         sat_test::real("unisys/unisys_lambert_synthetic.uni"));
     sat_test::write_file(dir.file("bad.uni"), "idX x1");
-    r = sat_test::run_sat({"-ba", "-pl", "none", "-inp", "unisat", dir.file("bad.uni")});
-    EXPECT_EQ(r.code, 10);
-    EXPECT_NE(r.err.find("Unable to determine image parameters"), std::string::npos) << r.err;
+    sat_test::expect_runs({
+        {{"-sp", dir.path(), "-if", "unis_unisys_ir", "20120101_0230"},
+         0,
+         "Info: SYNTH_LC",
+         dir.file("u.img")},
+        {{"-inp", "unisat", sat_test::testdata("unisys/unisys_unnav_synthetic.uni")},
+         0,
+         "",
+         dir.file("n.img")},
+        {{"-inp", "unisat", dir.file("bad.uni")}, 10, "Unable to determine image parameters", ""},
+    });
 }
 
 }  // namespace
