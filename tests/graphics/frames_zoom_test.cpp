@@ -130,6 +130,24 @@ TEST_P(Zoom, ReplicatesEveryPixelAndGivesThePictureBack) {
     EXPECT_EQ(pixels(gget_base_window(), w, h), biggest);
     gunzoom();
     EXPECT_EQ(pixels(gget_base_window(), w, h), original);
+
+    // In a running loop every frame is shown zoomed about the same centre, from
+    // its own unzoomed picture; unzoomed, the current frame comes back.
+    std::vector<std::vector<unsigned long>> frames;
+    for (int i = 0; i < 2; ++i) {
+        gcreate_frame(-1);
+        fill_random(gget_frame_id(i), w, h, depth, 100u + static_cast<unsigned>(i));
+        frames.push_back(pixels(gget_frame_id(i), w, h));
+    }
+    gset_looping(1);
+    gdisplay_frame(0);
+    ASSERT_EQ(gzoom(-2, 100, 80, -2, 0), 1);
+    const int left = expected_edge(100, w, 2), top = expected_edge(80, h, 2);
+    expect_replicated(frames[0], pixels(gget_base_window(), w, h), w, h, left, top, 2);
+    gdisplay_frame(1);
+    expect_replicated(frames[1], pixels(gget_base_window(), w, h), w, h, left, top, 2);
+    gunzoom();
+    EXPECT_EQ(pixels(gget_base_window(), w, h), frames[1]);
     gclose_ws();
 }
 
