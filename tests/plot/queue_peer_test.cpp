@@ -167,11 +167,11 @@ TEST(LoopPeer, ResourcesComeFromThePeersQueueAndGoBackToIt) {
 
 TEST(LoopPeer, NoQueueMeansAMessageAndTheRunGoesOn) {
     sat_test::TempDir dir;
-    const auto r = sat("", {"-df", "#" + std::to_string(queue_key() + 1), "-fp", SAT_DATA_DIR,
-                            "-de", "ps," + dir.file("o.ps"), radar()});
+    const auto r = sat("", {"-df", "#" + std::to_string(queue_key() + 0x100000), "-fp",
+                            SAT_DATA_DIR, "-de", "ps," + dir.file("o.ps"), radar()});
     EXPECT_EQ(r.code, 0) << r.out << r.err;
     const std::string said = r.out + r.err;
-    EXPECT_NE(said.find("ZMTloop window: " + std::to_string(queue_key() + 1) +
+    EXPECT_NE(said.find("ZMTloop window: " + std::to_string(queue_key() + 0x100000) +
                         " not running or no message queue exists"),
               std::string::npos)
         << said;
