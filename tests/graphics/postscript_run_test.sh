@@ -27,20 +27,18 @@ render() {  # file.ps -> file.ps.png, letter at 72 dpi; Ghostscript says nothing
 }
 
 # --- the window and colour PostScript of the same run --------------------------
-# The server picks a free display and writes its number once it accepts clients.
-Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$tmp/display" >/dev/null 2>&1 &
-xvfb=$!
-for _ in $(seq 100); do [ -s "$tmp/display" ] && break; sleep 0.1; done
-n=$(head -n 1 "$tmp/display")
-[ -n "$n" ] || fail "no X server"
+source "$SRC/tests/support/xvfb.sh"
+start_xvfb 1024x768x24 || true
+xvfb=$XVFB_PID
+[ "$XVFB_DISPLAY" != ":" ] || fail "no X server"
 # The window is the size of the PostScript plot, so both lay out the same
 # viewport; only the image is drawn, no map lines or labels.
-WINDOW=":$n" run_sat -dr data -ge 756x576+0+0 "$AREA" >"$tmp/win.out" 2>&1 &
+WINDOW="$XVFB_DISPLAY" run_sat -dr data -ge 756x576+0+0 "$AREA" >"$tmp/win.out" 2>&1 &
 sat=$!
 last=
 for _ in $(seq 100); do  # two equal dumps that show something: the plot is done
     sleep 0.2
-    DISPLAY=":$n" xwd -nobdrs -silent -name sat 2>/dev/null | xwdtopnm 2>/dev/null >"$tmp/win.ppm"
+    DISPLAY="$XVFB_DISPLAY" xwd -nobdrs -silent -name sat 2>/dev/null | xwdtopnm 2>/dev/null >"$tmp/win.ppm"
     sum=$(md5sum <"$tmp/win.ppm")
     [ "$sum" = "$last" ] && [ "$(ppmhist -noheader "$tmp/win.ppm" | wc -l)" -gt 2 ] && break
     last=$sum
