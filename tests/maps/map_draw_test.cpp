@@ -39,41 +39,42 @@ using namespace sat_test;
 
 pid_t xvfb_pid = 0;
 
+// Also runs when a failed open ends the process early.
+void stop_xvfb() {
+    if (xvfb_pid > 0) {
+        kill(xvfb_pid, SIGTERM);
+        waitpid(xvfb_pid, nullptr, 0);
+        xvfb_pid = 0;
+    }
+}
+
+// Xvfb picks a free display itself and writes its number to a pipe, so that tests
+// run side by side never race for one.
 class XvfbEnvironment : public testing::Environment {
    public:
     void SetUp() override {
-        for (int display = 40 + getpid() % 200; display < 400; ++display) {
-            std::string lock = "/tmp/.X" + std::to_string(display) + "-lock";
-            if (access(lock.c_str(), F_OK) == 0) continue;
-            std::string name = ":" + std::to_string(display);
-            xvfb_pid = fork();
-            if (xvfb_pid == 0) {
-                freopen("/dev/null", "w", stderr);
-                execlp("Xvfb", "Xvfb", name.c_str(), "-screen", "0", "1280x1024x24", "-nolisten",
-                       "tcp", static_cast<char*>(nullptr));
-                _exit(127);
-            }
-            setenv("DISPLAY", name.c_str(), 1);
-            for (int tries = 0; tries < 300; ++tries) {
-                usleep(100000);
-                if (Display* d = XOpenDisplay(name.c_str())) {
-                    XCloseDisplay(d);
-                    open_window();
-                    return;
-                }
-                if (waitpid(xvfb_pid, nullptr, WNOHANG) == xvfb_pid) break;
-            }
-            kill(xvfb_pid, SIGTERM);  // not up: try the next display
-            waitpid(xvfb_pid, nullptr, 0);
+        int fds[2];
+        ASSERT_EQ(pipe(fds), 0);
+        xvfb_pid = fork();
+        if (xvfb_pid == 0) {
+            close(fds[0]);
+            if (!freopen("/dev/null", "w", stderr)) _exit(127);
+            const std::string fd = std::to_string(fds[1]);
+            execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24",
+                   "-nolisten", "tcp", static_cast<char*>(nullptr));
+            _exit(127);
         }
-        FAIL() << "no X server could be started";
+        close(fds[1]);
+        std::atexit(stop_xvfb);
+        std::string number;
+        char c;
+        while (read(fds[0], &c, 1) == 1 && c != '\n') number += c;
+        close(fds[0]);
+        ASSERT_FALSE(number.empty()) << "no X server could be started";
+        setenv("DISPLAY", (":" + number).c_str(), 1);
+        open_window();
     }
-    void TearDown() override {
-        if (xvfb_pid > 0) {
-            kill(xvfb_pid, SIGTERM);
-            waitpid(xvfb_pid, nullptr, 0);
-        }
-    }
+    void TearDown() override { stop_xvfb(); }
 
    private:
     static void open_window() {
