@@ -28,20 +28,30 @@ void stop_server() {
     }
 }
 
+// Xvfb picks a free display and writes its number to a pipe.
 void start_server_if_needed() {
     if (std::getenv("DISPLAY")) return;
-    char name[16];
-    std::snprintf(name, sizeof name, ":%d", 300 + getpid() % 300);
+    int fds[2];
+    if (pipe(fds) != 0) return;
     own_server = fork();
     if (own_server == 0) {
+        close(fds[0]);
         if (!std::freopen("/dev/null", "w", stderr)) _exit(127);
-        execlp("Xvfb", "Xvfb", name, "-screen", "0", "1600x1200x24", "-nolisten", "tcp",
+        char fd[16];
+        std::snprintf(fd, sizeof fd, "%d", fds[1]);
+        execlp("Xvfb", "Xvfb", "-displayfd", fd, "-screen", "0", "1600x1200x24", "-nolisten", "tcp",
                static_cast<char*>(nullptr));
         _exit(127);
     }
-    setenv("DISPLAY", name, 1);
+    close(fds[1]);
     std::atexit(stop_server);
-    sleep(2);
+    char name[16] = ":";
+    size_t n = 1;
+    char c;
+    while (n + 1 < sizeof name && read(fds[0], &c, 1) == 1 && c != '\n') name[n++] = c;
+    name[n] = '\0';
+    close(fds[0]);
+    setenv("DISPLAY", name, 1);
 }
 
 bool open_window() {
