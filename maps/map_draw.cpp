@@ -59,6 +59,8 @@ bool is_map_proj(int proj) {
 // installed data directory; `tried` gets the first name tried.
 FILE* open_table(const char* resource, const char* name, std::string* tried) {
     FILE_find_table(RES_get(resource), name, tried);
+    // A list must not make the program wait on, or close, its standard input.
+    if (FILE_is_stdio(tried->c_str())) return nullptr;
     return FILE_open(tried->c_str(), "r");
 }
 

@@ -421,6 +421,7 @@ TEST(MapDraw, BadListsAreReported) {
          "MAP_draw: Unable to open map list file: " + dir.file("missing.lst")},
         {"fi:" + dir.file("list"), "MAP_process: Map file not found: " SAT_DATA_DIR "/gone.map"},
         {"[20,60,-130,-60,,nowhere.map,[,[[,]", ""},
+        {"std:red", "MAP_process: Map file not found: std\n"},  // never standard input
         {"lalo:0:0,lalo:abc,im:,if:::,mf:,rf:,s+:,>:,<<:,:red,-,+", ""},
     };
     for (const auto& c : cases) {
