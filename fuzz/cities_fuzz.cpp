@@ -1,6 +1,5 @@
 // libFuzzer target for the station database: the input's first line is the
 // identifier list, the rest the database file, stored in each mode and searched.
-#include <ftw.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -21,19 +20,8 @@ namespace {
 
 std::string dir;
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 bool setup() {
-    char name[] = "/tmp/cities_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
-    std::atexit(remove_scratch);
+    dir = fuzz_make_scratch_dir("cities_fuzz");
     return true;
 }
 

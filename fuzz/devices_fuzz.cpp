@@ -7,7 +7,6 @@
 //   part 3   the environment's option list of the device
 // A plot is opened, drawn on through every primitive and closed; its page size
 // must stay within what the options allow.
-#include <ftw.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -24,20 +23,8 @@ namespace {
 
 std::string dir;
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 bool setup() {
-    char name[] = "/tmp/devices_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
-    std::atexit(remove_scratch);
+    dir = fuzz_make_scratch_dir("devices_fuzz");
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
     return true;
 }

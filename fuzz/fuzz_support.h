@@ -3,13 +3,16 @@
 #pragma once
 
 #include <dlfcn.h>
+#include <ftw.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
-
 #include <cstdlib>
 #include <string>
+
+#include "env/messages.h"
 
 // While an input runs: the scratch directory it runs in (empty outside a run). The
 // guards below hold the run to that directory and away from any shell.
@@ -33,6 +36,59 @@ class InScratch {
    private:
     char home_[4096];
 };
+
+// A fresh directory "/tmp/<prefix>_XXXXXX" for the inputs of this process, removed
+// with everything in it when the process ends.
+inline std::string fuzz_make_scratch_dir(const char* prefix) {
+    static std::string made;
+    std::string name = std::string("/tmp/") + prefix + "_XXXXXX";
+    if (!mkdtemp(name.data())) std::abort();
+    made = name;
+    std::atexit([] {
+        nftw(
+            made.c_str(),
+            [](const char* path, const struct stat*, int, struct FTW*) {
+                std::remove(path);
+                return 0;
+            },
+            8, FTW_DEPTH | FTW_PHYS);
+    });
+    return made;
+}
+
+// Writes an input to `path` as it is; false when the file cannot be written.
+inline bool fuzz_write_file(const char* path, const uint8_t* bytes, size_t size) {
+    FILE* f = std::fopen(path, "wb");
+    if (!f) return false;
+    const bool whole = std::fwrite(bytes, 1, size, f) == size;
+    return std::fclose(f) == 0 && whole;
+}
+
+// For readers that take a file name: the input written to one scratch file of this
+// process (removed when it ends), with the program's messages off. Its name, or null
+// when it cannot be written.
+inline const char* fuzz_input_file(const char* prefix, const uint8_t* bytes, size_t size) {
+    static const std::string path = [prefix] {
+        MESS_set(0, 0);
+        std::string name = std::string("/tmp/") + prefix + "_XXXXXX";
+        const int fd = mkstemp(name.data());
+        if (fd < 0) std::abort();
+        close(fd);
+        static std::string kept;
+        kept = name;
+        std::atexit([] { std::remove(kept.c_str()); });
+        return name;
+    }();
+    return fuzz_write_file(path.c_str(), bytes, size) ? path.c_str() : nullptr;
+}
+
+// Reads the last byte of a buffer a reader returned, so that a buffer shorter than the
+// size it reported is found by the sanitizer.
+inline void fuzz_touch_last(const unsigned char* data, size_t size) {
+    if (!data || size == 0) return;
+    volatile unsigned char last = data[size - 1];
+    (void)last;
+}
 
 // A name an input may open: relative and not climbing out, or inside the scratch.
 inline bool fuzz_name_allowed(const char* path) {

@@ -1,43 +1,17 @@
 // libFuzzer target for the LRIT reader: any bytes as a segment, raw or JPEG.
-#include <unistd.h>
-
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
 
-#include "env/messages.h"
 #include "formats/lrit.h"
 #include "formats/image.h"
-
-namespace {
-
-std::string scratch() {
-    char name[] = "/tmp/lrit_fuzz_XXXXXX";
-    int fd = mkstemp(name);
-    if (fd >= 0) close(fd);
-    static std::string kept;
-    kept = name;
-    std::atexit([] { std::remove(kept.c_str()); });
-    return name;
-}
-
-}  // namespace
+#include "fuzz/fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static bool quiet = (MESS_set(0, 0), true);
-    static const std::string path = scratch();
-    (void)quiet;
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (!f) return 0;
-    std::fwrite(bytes, 1, size, f);
-    std::fclose(f);
+    const char* path = fuzz_input_file("lrit_fuzz", bytes, size);
+    if (!path) return 0;
     Image image{};
-    if (SAT_read_LRIT(path.c_str(), &image) == 0 && image.data) {
+    if (SAT_read_LRIT(path, &image) == 0 && image.data) {
         // The buffer must hold every pixel the header gave.
-        volatile unsigned char last =
-            image.data[static_cast<size_t>(image.height) * image.width - 1];
-        (void)last;
+        fuzz_touch_last(image.data, static_cast<size_t>(image.height) * image.width);
     }
     IMG_free(&image);
     return 0;

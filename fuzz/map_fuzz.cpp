@@ -24,11 +24,6 @@ namespace {
 std::string dir;
 std::string meta;
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-
 // The metafile is written through a temporary of another name: every file but the
 // map is output.
 int empty_output(const char* path, const struct stat*, int type, struct FTW*) {
@@ -37,16 +32,9 @@ int empty_output(const char* path, const struct stat*, int type, struct FTW*) {
     return 0;
 }
 
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 bool setup() {
-    char name[] = "/tmp/map_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
+    dir = fuzz_make_scratch_dir("map_fuzz");
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
-    std::atexit(remove_scratch);
     // Drawing goes to a text metafile in the scratch directory, emptied after
     // every input, so that the primitives run as they do on a device.
     meta = dir + "/out.meta";

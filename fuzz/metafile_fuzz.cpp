@@ -19,15 +19,6 @@ namespace {
 
 std::string dir;
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 // Outputs are emptied after each input so that the scratch stays small.
 int empty_output(const char* path, const struct stat*, int type, struct FTW*) {
     if (type == FTW_F && truncate(path, 0) != 0) std::abort();
@@ -35,11 +26,8 @@ int empty_output(const char* path, const struct stat*, int type, struct FTW*) {
 }
 
 bool setup() {
-    char name[] = "/tmp/metafile_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
+    dir = fuzz_make_scratch_dir("metafile_fuzz");
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
-    std::atexit(remove_scratch);
     return true;
 }
 

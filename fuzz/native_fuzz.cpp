@@ -3,7 +3,6 @@
 // still being written is switched off. Nothing is filtered: names inside the file (a
 // domain file, a pixel file) are the reader's to refuse, and a shell reached or a
 // file opened outside the scratch directory stops the run.
-#include <ftw.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -19,20 +18,8 @@ namespace {
 
 std::string dir;
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 bool setup() {
-    char name[] = "/tmp/native_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
-    std::atexit(remove_scratch);
+    dir = fuzz_make_scratch_dir("native_fuzz");
     MESS_set(0, 0);
     IMG_set_max_waits(0);
     return true;

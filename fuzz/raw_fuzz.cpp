@@ -1,6 +1,5 @@
 // libFuzzer target for raw point files: the input is the file, read every way a
 // plot reads one: every value, a value by number, by name, and lines by number.
-#include <ftw.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -19,19 +18,8 @@ namespace {
 
 std::string dir;
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 bool setup() {
-    char name[] = "/tmp/raw_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
-    std::atexit(remove_scratch);
+    dir = fuzz_make_scratch_dir("raw_fuzz");
     MESS_reset();
     MESS_set(0, 0);
     return true;

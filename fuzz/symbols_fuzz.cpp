@@ -1,6 +1,5 @@
 // libFuzzer target for the symbol file reader: the input is the file; its entries
 // are indexed and drawn (to no workstation) under a few names.
-#include <ftw.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -17,19 +16,8 @@ namespace {
 
 std::string dir;
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 bool setup() {
-    char name[] = "/tmp/symbols_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
-    std::atexit(remove_scratch);
+    dir = fuzz_make_scratch_dir("symbols_fuzz");
     MESS_reset();
     MESS_set(0, 0);
     return true;

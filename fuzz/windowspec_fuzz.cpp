@@ -2,7 +2,6 @@
 // Input: one control byte, then the text. Control bit 0 set: the text is the
 // window-id file "zmtloop.win", read through the name "w"; clear: the text up
 // to its first NUL is the specification itself.
-#include <ftw.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -19,20 +18,8 @@ namespace {
 
 std::string dir;
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 bool setup() {
-    char name[] = "/tmp/windowspec_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
-    std::atexit(remove_scratch);
+    dir = fuzz_make_scratch_dir("windowspec_fuzz");
     return true;
 }
 

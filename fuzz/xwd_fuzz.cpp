@@ -1,46 +1,20 @@
 // libFuzzer target for the XWD reader: any bytes as a file, at the deepest depth a caller takes.
-#include <unistd.h>
-
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
 
-#include "env/messages.h"
 #include "formats/xwd.h"
 #include "formats/image.h"
-
-namespace {
-
-std::string scratch() {
-    char name[] = "/tmp/xwd_fuzz_XXXXXX";
-    int fd = mkstemp(name);
-    if (fd >= 0) close(fd);
-    static std::string kept;
-    kept = name;
-    std::atexit([] { std::remove(kept.c_str()); });
-    return name;
-}
-
-}  // namespace
+#include "fuzz/fuzz_support.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static bool quiet = (MESS_set(0, 0), true);
-    static const std::string path = scratch();
-    (void)quiet;
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (!f) return 0;
-    std::fwrite(bytes, 1, size, f);
-    std::fclose(f);
+    const char* path = fuzz_input_file("xwd_fuzz", bytes, size);
+    if (!path) return 0;
 
     Image image{};
     IMG_init(&image);
     image.depth = 32;
-    if (XWD_read(path.c_str(), &image) == 1 && image.data) {
+    if (XWD_read(path, &image) == 1 && image.data) {
         // Every byte the record claims must be there.
-        volatile unsigned char last =
-            image.data[static_cast<size_t>(image.height) * image.bytes_per_line - 1];
-        (void)last;
+        fuzz_touch_last(image.data, static_cast<size_t>(image.height) * image.bytes_per_line);
     }
     IMG_free(&image);
     return 0;
