@@ -9,7 +9,6 @@
 //   part 2   attribute strings, one a line
 //   part 3   the colour table file "t.clr"
 //   rest     the enhancement file "e.enh"
-#include <ftw.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -40,21 +39,8 @@ void write(const std::string& name, const std::string& bytes) {
     }
 }
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-
-// The scratch directory goes with the process when it ends normally.
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 bool setup() {
-    char name[] = "/tmp/colors_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
-    std::atexit(remove_scratch);
+    dir = fuzz_make_scratch_dir("colors_fuzz");
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
     // Entries 0 to 15 keep their names from one table to the next; a fixed table
     // first makes every run start from the same names.
@@ -62,12 +48,6 @@ bool setup() {
     for (int i = 0; i < 16; ++i) base += "base" + std::to_string(i) + " 0.5 0.5 0.5\n";
     write("base.clr", base);
     return true;
-}
-
-void messages_to_null() {
-    MESS_reset();
-    MESS_set(0, 0xFFFFFFFFu);
-    MESS_set(-1, 0xF0u);
 }
 
 // Splits off the text up to the next NUL; false when there is none.
@@ -161,7 +141,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     write("e.enh", input.substr(pos));
 
     RES_reset();
-    messages_to_null();
+    fuzz_messages_to_null();
     SAT_params_reset();
     SAT_color_reset();
     static const int families[4] = {51, 53, 55, 0};

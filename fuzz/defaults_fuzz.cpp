@@ -3,8 +3,6 @@
 // such as "+sat", or "." for the directory), the rest the file "zmt.cfg". The file
 // is read twice: directly through DEF_open/DEF_get, and as a defaults list of a
 // whole RES_init, whose values then take effect.
-#include <dirent.h>
-#include <ftw.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -26,57 +24,27 @@ namespace {
 
 std::string dir;
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-
-// The scratch directory goes with the process when it ends normally.
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 bool setup() {
-    char name[] = "/tmp/defaults_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
-    std::atexit(remove_scratch);
+    dir = fuzz_make_scratch_dir("defaults_fuzz");
     if (!std::freopen("/dev/null", "r", stdin)) std::abort();
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
-    // Variables of the caller would be a second, unseen source.
-    for (char** env = environ; env && *env;) {
-        if (std::strncmp(*env, "zmt", 3) == 0) {
-            std::string var(*env, std::strcspn(*env, "="));
-            unsetenv(var.c_str());
-        } else {
-            ++env;
-        }
-    }
+    fuzz_drop_zmt_variables();
     return true;
 }
 
 // Log files that a "message" value opened are made here; each run starts empty.
 void clean_dir() {
-    if (DIR* d = opendir(dir.c_str())) {
-        std::vector<std::string> names;
-        while (struct dirent* e = readdir(d))
-            if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0)
-                names.push_back(dir + "/" + e->d_name);
-        closedir(d);
-        for (const std::string& n : names) nftw(n.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-    }
+    fuzz_empty_dir(dir);
 }
 
 void reset_all() {
     RES_reset();
     DEF_reset();
-    MESS_reset();
     FILE_reset();
     DATE_reset();
     FLAG_reset(-9999);
     FLAG_resetplot(1);
-    MESS_set(0, 0xFFFFFFFFu);
-    MESS_set(-1, 0xF0u);
+    fuzz_messages_to_null();
 }
 
 std::string next_line(const std::string& input, size_t& pos) {

@@ -1,7 +1,6 @@
 // libFuzzer target for domain texts and the region file. The input is four parts:
 // line 1 a domain text, line 2 a region key, line 3 the station priority resource,
 // and the rest the region file "zmt.reg" on the file path.
-#include <ftw.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -22,32 +21,11 @@ namespace {
 // relative name in a domain text stays inside it. Prompts ("var") read nothing.
 std::string dir;
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-
-// The scratch directory goes with the process when it ends normally.
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 bool setup() {
-    char name[] = "/tmp/domains_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
+    dir = fuzz_make_scratch_dir("domains_fuzz");
     if (!std::freopen("/dev/null", "r", stdin)) std::abort();
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
-    std::atexit(remove_scratch);
     return true;
-}
-
-// Every message formatted, none shown: errors and warnings (standard error) off,
-// the rest goes to standard output, which is /dev/null.
-void messages_to_null() {
-    MESS_reset();
-    MESS_set(0, 0xFFFFFFFFu);
-    MESS_set(-1, 0xF0u);
 }
 
 std::string next_line(const std::string& input, size_t& pos) {
@@ -104,7 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     }
 
     RES_reset();
-    messages_to_null();
+    fuzz_messages_to_null();
     FLAG_reset(-9999);
     RES_put("file_path", dir.c_str());
     if (!prior.empty()) RES_put("stat_prior", prior.c_str());

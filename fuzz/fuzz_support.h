@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "env/messages.h"
@@ -54,6 +55,38 @@ inline std::string fuzz_make_scratch_dir(const char* prefix) {
             8, FTW_DEPTH | FTW_PHYS);
     });
     return made;
+}
+
+// Empties a scratch directory between inputs, so that every input starts from none of
+// the files (logs, defaults files) the one before made.
+inline void fuzz_empty_dir(const std::string& dir) {
+    nftw(
+        dir.c_str(),
+        [](const char* path, const struct stat*, int, struct FTW* at) {
+            if (at->level > 0) std::remove(path);
+            return 0;
+        },
+        8, FTW_DEPTH | FTW_PHYS);
+}
+
+// The caller's zmt* variables would be a second, unseen source of resources.
+inline void fuzz_drop_zmt_variables() {
+    for (char** env = environ; env && *env;) {
+        if (std::strncmp(*env, "zmt", 3) == 0) {
+            const std::string var(*env, std::strcspn(*env, "="));
+            unsetenv(var.c_str());
+        } else {
+            ++env;
+        }
+    }
+}
+
+// Every message formatted, none shown: errors and warnings (standard error) off, the
+// rest to standard output, which a target sends to /dev/null.
+inline void fuzz_messages_to_null() {
+    MESS_reset();
+    MESS_set(0, 0xFFFFFFFFu);
+    MESS_set(-1, 0xF0u);
 }
 
 // Writes an input to `path` as it is; false when the file cannot be written.

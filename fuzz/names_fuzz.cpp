@@ -7,7 +7,6 @@
 //   part 5  names, one a line: file names, current-file expressions, and texts for
 //           parse_string, clean_line and set_num
 //   rest    the name convention file "name_conv" on the file path
-#include <ftw.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -29,21 +28,8 @@ namespace {
 
 std::string dir;
 
-int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
-    std::remove(path);
-    return 0;
-}
-
-// The scratch directory goes with the process when it ends normally.
-void remove_scratch() {
-    nftw(dir.c_str(), remove_entry, 8, FTW_DEPTH | FTW_PHYS);
-}
-
 bool setup() {
-    char name[] = "/tmp/names_fuzz_XXXXXX";
-    if (!mkdtemp(name)) std::abort();
-    dir = name;
-    std::atexit(remove_scratch);
+    dir = fuzz_make_scratch_dir("names_fuzz");
     if (!std::freopen("/dev/null", "r", stdin)) std::abort();
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
     // A fixed "now" makes every current-file expression give the same name.
@@ -143,15 +129,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     const std::vector<std::string> name_lines = lines_of(names);
     for (const std::string& n : name_lines)
         if (long_search(n) || is_exit(n)) return 0;
-    if (FILE* f = std::fopen((dir + "/name_conv").c_str(), "wb")) {
-        std::fwrite(input.data() + pos, 1, input.size() - pos, f);
-        std::fclose(f);
-    }
+    fuzz_write_file((dir + "/name_conv").c_str(), bytes + pos, size - pos);
 
     RES_reset();
-    MESS_reset();
-    MESS_set(0, 0xFFFFFFFFu);
-    MESS_set(-1, 0xF0u);
+    fuzz_messages_to_null();
     FILE_reset();
     DATE_reset();
     RES_put("file_path", dir.c_str());
