@@ -112,6 +112,24 @@ std::vector<int> ink_box(const std::string& pgm) {
     return box;
 }
 
+// The device box of a case's world box at (0.5, 0.5) on a printing device.
+Box device_box(const Case& c) {
+    const Box w = world_box(c, 0.5f, 0.5f);
+    return {static_cast<float>(xW_ps(w.x0)), static_cast<float>(xW_ps(w.x1)),
+            static_cast<float>(yW_ps(w.y0)), static_cast<float>(yW_ps(w.y1))};
+}
+
+void grow(Box& b, float x, float y) {
+    b = {std::min(b.x0, x), std::max(b.x1, x), std::min(b.y0, y), std::max(b.y1, y)};
+}
+
+void expect_box(const Box& got, const Box& want, double tolerance, const char* name) {
+    EXPECT_NEAR(got.x0, want.x0, tolerance) << name;
+    EXPECT_NEAR(got.x1, want.x1, tolerance) << name;
+    EXPECT_NEAR(got.y0, want.y0, tolerance) << name;
+    EXPECT_NEAR(got.y1, want.y1, tolerance) << name;
+}
+
 }  // namespace
 
 TEST(StrokeFontReader, LabelledAndBareFilesGiveTheSameGlyphs) {
@@ -169,21 +187,14 @@ TEST_F(PsText, EachAlignmentUpVectorAndExpansionStrokesItsBox) {
     for (const Case& c : cases()) {
         open(font_file(labelled_font()));
         ASSERT_EQ(draw_case(c, 0.5f, 0.5f), 0) << c.name;
-        const Box w = world_box(c, 0.5f, 0.5f);
-        const Box want{static_cast<float>(xW_ps(w.x0)), static_cast<float>(xW_ps(w.x1)),
-                       static_cast<float>(yW_ps(w.y0)), static_cast<float>(yW_ps(w.y1))};
+        const Box want = device_box(c);
         const auto paths = text_paths(close());
         // '#' is a move and four lines, 'I' a move and one line.
         ASSERT_EQ(paths.size(), 1u) << c.name;
         ASSERT_EQ(paths[0].size(), 7u) << c.name;
         Box got{1e9f, -1e9f, 1e9f, -1e9f};
-        for (auto [x, y] : paths[0])
-            got = {std::min(got.x0, x), std::max(got.x1, x), std::min(got.y0, y),
-                   std::max(got.y1, y)};
-        EXPECT_NEAR(got.x0, want.x0, 0.011) << c.name;
-        EXPECT_NEAR(got.x1, want.x1, 0.011) << c.name;
-        EXPECT_NEAR(got.y0, want.y0, 0.011) << c.name;
-        EXPECT_NEAR(got.y1, want.y1, 0.011) << c.name;
+        for (auto [x, y] : paths[0]) grow(got, x, y);
+        expect_box(got, want, 0.011, c.name);
         // Ghostscript inks the same box. Landscape letter turns the plot a quarter,
         // a quarter inch in: device (X, Y) is column 594 - Y, row 774 - X at 72 dpi.
         const std::string pgm = dir.file("out.pgm");
@@ -193,10 +204,8 @@ TEST_F(PsText, EachAlignmentUpVectorAndExpansionStrokesItsBox) {
         ASSERT_EQ(run.code, 0) << c.name << run.err;
         const std::vector<int> box = ink_box(sat_test::read_file(pgm));
         ASSERT_EQ(box.size(), 4u) << c.name;
-        EXPECT_NEAR(box[0], 594 - want.y1, 1.5) << c.name;
-        EXPECT_NEAR(box[1], 594 - want.y0, 1.5) << c.name;
-        EXPECT_NEAR(box[2], 774 - want.x1, 1.5) << c.name;
-        EXPECT_NEAR(box[3], 774 - want.x0, 1.5) << c.name;
+        expect_box({float(box[0]), float(box[1]), float(box[2]), float(box[3])},
+                   {594 - want.y1, 594 - want.y0, 774 - want.x1, 774 - want.x0}, 1.5, c.name);
     }
 }
 
@@ -206,9 +215,7 @@ TEST_F(PsText, HpglStrokesTheSameSegments) {
         ASSERT_EQ(gopen_gks(nullptr), 0);
         ASSERT_EQ(gopen_ws(1, dir.file("out.hpgl").c_str(), GWS_HPGL), 0);
         draw_case(c, 0.5f, 0.5f);
-        const Box w = world_box(c, 0.5f, 0.5f);
-        const Box want{static_cast<float>(xW_ps(w.x0)), static_cast<float>(xW_ps(w.x1)),
-                       static_cast<float>(yW_ps(w.y0)), static_cast<float>(yW_ps(w.y1))};
+        const Box want = device_box(c);
         close();
         // The pen commands of the file: two moves and five lines, within the box.
         const std::string hpgl = sat_test::read_file(dir.file("out.hpgl"));
@@ -220,15 +227,11 @@ TEST_F(PsText, HpglStrokesTheSameSegments) {
             if (std::sscanf(hpgl.c_str() + at, "P%c%f,%f;", &pen, &x, &y) != 3) continue;
             if (pen != 'U' && pen != 'D') continue;
             (pen == 'U' ? moves : lines) += 1;
-            got = {std::min(got.x0, x), std::max(got.x1, x), std::min(got.y0, y),
-                   std::max(got.y1, y)};
+            grow(got, x, y);
         }
         EXPECT_EQ(moves, 2) << c.name;
         EXPECT_EQ(lines, 5) << c.name;
-        EXPECT_NEAR(got.x0, want.x0, 0.5) << c.name;
-        EXPECT_NEAR(got.x1, want.x1, 0.5) << c.name;
-        EXPECT_NEAR(got.y0, want.y0, 0.5) << c.name;
-        EXPECT_NEAR(got.y1, want.y1, 0.5) << c.name;
+        expect_box(got, want, 0.5, c.name);
     }
 }
 
