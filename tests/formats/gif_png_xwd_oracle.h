@@ -28,6 +28,11 @@ inline std::ostream& operator<<(std::ostream& os, const Rgb& p) {
     return os << p.width << "x" << p.height << " (" << p.rgb.size() << " bytes)";
 }
 
+// A raster file of the shared real test data.
+inline std::string raster(const char* name) {
+    return sat_test::testdata(std::string("raster/") + name);
+}
+
 // Frees what it holds.
 struct Held {
     Image image{};

@@ -14,10 +14,6 @@ using sat_test::read_file;
 using sat_test::testdata;
 using sat_test::write_file;
 
-std::string raster(const char* name) {
-    return testdata(std::string("raster/") + name);
-}
-
 TEST(Xwd, FilesOfPnmtoxwdAndOfXwdUnderXvfb) {
     struct Case {
         const char* file;
