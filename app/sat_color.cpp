@@ -14,10 +14,12 @@
 #include <new>
 #include <string>
 
+#include "app/sat.h"
 #include "app/sat_params.h"
 #include "env/colors.h"
 #include "env/files.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "formats/image.h"
 #include "graphics/graphics.h"
@@ -26,7 +28,6 @@
 namespace {
 
 constexpr int num_bins = 256;
-constexpr int missing = -9999;
 constexpr int max_words = 256;
 constexpr size_t max_word = 4096;
 constexpr size_t enhance_size = 10;
@@ -113,7 +114,7 @@ bool read_enhancement(const char* name, int* bin) {
     // A table is a plain file: never the terminal, a device or a command.
     FILE* file = FILE_is_stdio(path.c_str()) ? nullptr : FILE_open(path.c_str(), "r");
     if (!file) {
-        MESS_print(0xc0, "SAT_color_setup: Unable to read enhancement file: %s\n",
+        MESS_print(MESS_WARN, "SAT_color_setup: Unable to read enhancement file: %s\n",
                    path.c_str());
         return false;
     }
@@ -144,35 +145,35 @@ bool read_enhancement(const char* name, int* bin) {
         }
     }
     std::fclose(file);
-    MESS_print(0xf000, "Enhancement: %s\n", enhance);
+    MESS_print(MESS_OUT1, "Enhancement: %s\n", enhance);
     return true;
 }
 
 void print_tables() {
-    MESS_print(0x10000000, "Table of color breakoff values\n");
+    MESS_print(MESS_DEBUG_A, "Table of color breakoff values\n");
     for (int i = 0; i <= color_max; ++i)
-        MESS_print(0x10000000, "BREAK: %d COLOR: %d\n", sat_cut[static_cast<size_t>(i)],
+        MESS_print(MESS_DEBUG_A, "BREAK: %d COLOR: %d\n", sat_cut[static_cast<size_t>(i)],
                    color_ind[static_cast<size_t>(i)]);
-    MESS_print(0x10000000, "Table of color bin indicies for each sat pix value\n");
+    MESS_print(MESS_DEBUG_A, "Table of color bin indicies for each sat pix value\n");
     for (int v = 0; v < num_bins; ++v) {
-        if (v % 10 == 0) MESS_print(0x10000000, "%s%3d: ", v ? "\n" : "", v);
-        MESS_print(0x10000000, "%3d:%3d ", sat_color_ind[static_cast<size_t>(v)],
+        if (v % 10 == 0) MESS_print(MESS_DEBUG_A, "%s%3d: ", v ? "\n" : "", v);
+        MESS_print(MESS_DEBUG_A, "%3d:%3d ", sat_color_ind[static_cast<size_t>(v)],
                    sat_ind[static_cast<size_t>(v)]);
     }
-    MESS_print(0x10000000, "\n");
+    MESS_print(MESS_DEBUG_A, "\n");
 }
 
 }  // namespace
 
 int SAT_ir_ind(float temperature) {
     switch (SAT_params().imager_source) {
-        case 51:
-        case 53:
+        case SAT_AREA:
+        case SAT_AWIP:
             if (temperature >= -30) return trunc_int(temperature * -2.0f) + 114;
             return trunc_int(145 - temperature);
-        case 55: {
+        case SAT_UNISYS: {
             float t = temperature;
-            if (temperature != -9999.0f) t = static_cast<float>(temperature + 273.15);
+            if (temperature != ZMT_FMISSING) t = static_cast<float>(temperature + 273.15);
             const double radiance = 50789.3 / (std::exp(1344.3 / t) - 1) + 15.68;
             const int64_t count = 255 - static_cast<int64_t>(trunc_int(radiance * 0.25));
             return static_cast<int>(std::clamp<int64_t>(count, INT_MIN, INT_MAX));
@@ -184,14 +185,14 @@ int SAT_ir_ind(float temperature) {
 
 float SAT_ind_ir(int count) {
     switch (SAT_params().imager_source) {
-        case 51:
-        case 53:
+        case SAT_AREA:
+        case SAT_AWIP:
             if (count < 176) return static_cast<float>((114 - count) * 0.5);
             return static_cast<float>(145 - count);
-        case 55: {
+        case SAT_UNISYS: {
             const double v = 50789.3 / ((255 - count) * 4 - 15.68) + 1;
             const double kelvin = 1344.3 / std::log(v);
-            if (kelvin == -9999.0) return -9999.0f;
+            if (kelvin == ZMT_DMISSING) return ZMT_FMISSING;
             return static_cast<float>(kelvin - 273.15);
         }
         default:
@@ -228,7 +229,7 @@ int SAT_color_setup() {
     color_ps = gps_get_colorPS();
     enhance[0] = '\0';
 
-    sat_cut.fill(missing);
+    sat_cut.fill(ZMT_MISSING);
     for (int i = 0; i < num_bins; ++i) {
         color_fill_ind[static_cast<size_t>(i)] = 1000 + i;
         dither_ind[static_cast<size_t>(i)] = 0;
@@ -276,14 +277,14 @@ int SAT_color_setup() {
     // The bin after the last is never a range for the grey blend.
     color_ind[static_cast<size_t>(color_max + 1)] = 0;
 
-    if (sat_cut[0] == missing) sat_cut[0] = 0;
+    if (sat_cut[0] == ZMT_MISSING) sat_cut[0] = 0;
     sat_cut[static_cast<size_t>(color_max + 1)] = 256;
 
     // Bins without a break-off share the span between their marked neighbours evenly.
     for (int c = 1; c <= color_max; ++c) {
-        if (sat_cut[static_cast<size_t>(c)] != missing) continue;
+        if (sat_cut[static_cast<size_t>(c)] != ZMT_MISSING) continue;
         int k = c + 1;
-        while (sat_cut[static_cast<size_t>(k)] == missing) ++k;
+        while (sat_cut[static_cast<size_t>(k)] == ZMT_MISSING) ++k;
         const int64_t base = sat_cut[static_cast<size_t>(c - 1)];
         const int64_t span = sat_cut[static_cast<size_t>(k)] - base;
         for (int j = 1; j <= k - c; ++j)
@@ -328,7 +329,7 @@ int SAT_color_image(Image* image) {
     const int n = std::max(CLR_get_num(), 0);
     float* table = static_cast<float*>(std::malloc(static_cast<size_t>(n) * 3 * sizeof(float) + 1));
     if (!table) {
-        MESS_print(0x30, "SAT_color_image: Unable to allocate the colour table\n");
+        MESS_print(MESS_ERROR, "SAT_color_image: Unable to allocate the colour table\n");
         return -1;
     }
     for (int i = 0; i < n; ++i) {
@@ -421,31 +422,31 @@ int SAT_color_get_dither() {
 }
 
 int SAT_color_get_cut(int bin) {
-    return (bin >= 0 && bin <= num_bins) ? sat_cut[static_cast<size_t>(bin)] : missing;
+    return (bin >= 0 && bin <= num_bins) ? sat_cut[static_cast<size_t>(bin)] : ZMT_MISSING;
 }
 
 int SAT_color_get_fill_ind(int bin) {
-    return (bin >= 0 && bin < num_bins) ? color_fill_ind[static_cast<size_t>(bin)] : missing;
+    return (bin >= 0 && bin < num_bins) ? color_fill_ind[static_cast<size_t>(bin)] : ZMT_MISSING;
 }
 
 int SAT_color_get_color_ind(int bin) {
-    return (bin >= 0 && bin < num_bins) ? color_ind[static_cast<size_t>(bin)] : missing;
+    return (bin >= 0 && bin < num_bins) ? color_ind[static_cast<size_t>(bin)] : ZMT_MISSING;
 }
 
 int SAT_color_get_dither_ind(int bin) {
-    return (bin >= 0 && bin < num_bins) ? dither_ind[static_cast<size_t>(bin)] : missing;
+    return (bin >= 0 && bin < num_bins) ? dither_ind[static_cast<size_t>(bin)] : ZMT_MISSING;
 }
 
 int SAT_color_get_dith_color(int bin) {
-    return (bin >= 0 && bin < num_bins) ? color_dith_ind[static_cast<size_t>(bin)] : missing;
+    return (bin >= 0 && bin < num_bins) ? color_dith_ind[static_cast<size_t>(bin)] : ZMT_MISSING;
 }
 
 int SAT_color_get_bin(int count) {
-    return (count >= 0 && count < num_bins) ? sat_color_ind[static_cast<size_t>(count)] : missing;
+    return (count >= 0 && count < num_bins) ? sat_color_ind[static_cast<size_t>(count)] : ZMT_MISSING;
 }
 
 int SAT_color_get_pixel(int count) {
-    return (count >= 0 && count < num_bins) ? sat_ind[static_cast<size_t>(count)] : missing;
+    return (count >= 0 && count < num_bins) ? sat_ind[static_cast<size_t>(count)] : ZMT_MISSING;
 }
 
 void SAT_color_reset() {

@@ -4,6 +4,9 @@
 
 #include <cstdint>
 
+#include "app/sat.h"
+#include "env/missing.h"
+
 struct SatParams {
     int32_t remap_inc = 20;  // column step of the interpolating remap, 0 for exact
     int32_t tran_sat = 1;    // 1: AREA navigation in a remap; 0: the image's Domain
@@ -13,13 +16,13 @@ struct SatParams {
     int32_t over = 0;  // overlay with black transparent instead of loading
     int32_t bar = 0;   // 0 none, 1 "bar", 2 "irbar"
     int32_t pix_off = 0;
-    float min_lon = -9999.0f;
-    float max_lon = -9999.0f;
+    float min_lon = ZMT_FMISSING;
+    float max_lon = ZMT_FMISSING;
     int32_t refresh = 0;
     int32_t cutbase = 0;
     int32_t cutoff[5] = {0, 0, 0, 0, 0};
     int32_t numcut = 0;
-    int32_t imager_source = 51;  // calibration family, a value of flag 14
+    int32_t imager_source = SAT_AREA;  // calibration family, a value of flag 14
     int32_t imager_type = 0;
 };
 

@@ -79,13 +79,13 @@ int report(Image* image) {
     const char* output = RES_get("output");
     if (!output || !*output) return 0;
     if (!stricmp(output, "date")) {
-        MESS_print(0xf, "%s\n", image->date_label);
+        MESS_print(MESS_PRINT, "%s\n", image->date_label);
         return 1;
     }
     if (!stricmp(output, "seq")) {
         char text[32];
         DATE_make_seq(&image->date, text);
-        MESS_print(0xf, "%s\n", text);
+        MESS_print(MESS_PRINT, "%s\n", text);
         return 1;
     }
     if (!stricmp(output, "file")) {
@@ -95,7 +95,7 @@ int report(Image* image) {
         if (out_file && *out_file) FILE_set_name(out_file);
         FILE_set_date(&image->date, text);
         FILE_restore_name_conv();
-        MESS_print(0xf, "%s\n", text);
+        MESS_print(MESS_PRINT, "%s\n", text);
         return 1;
     }
     return 0;
@@ -105,7 +105,7 @@ int read_area(const char* name, Image* image) {
     SatParams& params = SAT_params();
     FILE* stream = FILE_open(name, "r");
     if (!stream) {
-        MESS_print(0xc0, "SAT_read_file: Unable to open file:%s\n", name);
+        MESS_print(MESS_WARN, "SAT_read_file: Unable to open file:%s\n", name);
         return 0;
     }
     SAT_free_AREA(&area);
@@ -113,7 +113,7 @@ int read_area(const char* name, Image* image) {
     const int status = SAT_read_AREA(stream, &area);
     std::fclose(stream);
     if (status == -1) {
-        MESS_print(0xc0, "SAT_read_file: Unable to read image file\n");
+        MESS_print(MESS_WARN, "SAT_read_file: Unable to read image file\n");
         return 0;
     }
 
@@ -154,15 +154,15 @@ int read_area(const char* name, Image* image) {
     PLT_label_up_right(image->date_label);
     if (report(image)) return 0;
 
-    MESS_print(0xf0000, "Date: %s\n", image->date_label);
-    MESS_print(0xf0000, "Size: %dx%d\n", elements, lines);
-    MESS_print(0xf00000, "Resolution: %dx%d\n", dir_word(area, 12), dir_word(area, 11));
-    MESS_print(0xf00000, "Correction: %dx%d\n", dir_word(area, 6), dir_word(area, 5));
-    MESS_print(0xf00000, "Bands: %x\n", static_cast<unsigned>(dir_word(area, 18)));
-    MESS_print(0xf00000, "Source type: %4.4s\n", dir_text(area, 4 * 51));
-    MESS_print(0xf00000, "Calibration type: %4.4s\n", dir_text(area, 4 * 52));
-    MESS_print(0xf00000, "Navigation type: %4.4s\n", area.nav_type);
-    MESS_print(0xf0000, "Comments: %32.32s\n", dir_text(area, 96));
+    MESS_print(MESS_OUT2, "Date: %s\n", image->date_label);
+    MESS_print(MESS_OUT2, "Size: %dx%d\n", elements, lines);
+    MESS_print(MESS_OUT3, "Resolution: %dx%d\n", dir_word(area, 12), dir_word(area, 11));
+    MESS_print(MESS_OUT3, "Correction: %dx%d\n", dir_word(area, 6), dir_word(area, 5));
+    MESS_print(MESS_OUT3, "Bands: %x\n", static_cast<unsigned>(dir_word(area, 18)));
+    MESS_print(MESS_OUT3, "Source type: %4.4s\n", dir_text(area, 4 * 51));
+    MESS_print(MESS_OUT3, "Calibration type: %4.4s\n", dir_text(area, 4 * 52));
+    MESS_print(MESS_OUT3, "Navigation type: %4.4s\n", area.nav_type);
+    MESS_print(MESS_OUT2, "Comments: %32.32s\n", dir_text(area, 96));
 
     AREA_init(&area);
     AREA_calc_domain(image, &area);
@@ -230,14 +230,14 @@ int SAT_read_file(const char* name, Image* image) {
     switch (type) {
         case SAT_AWIP:
         case SAT_AWIPZ:
-            MESS_print(0xf00, "Reading image file: %s\n", name);
+            MESS_print(MESS_MESS, "Reading image file: %s\n", name);
             status = SAT_read_AWIP(name, image);
             if (status == -1) return 0;
             params.imager_source = SAT_AWIP;
             params.imager_type = image->type;
             break;
         case SAT_UNISYS:
-            MESS_print(0xf00, "Reading image file: %s\n", name);
+            MESS_print(MESS_MESS, "Reading image file: %s\n", name);
             status = SAT_read_Unisys(name, image);
             if (status == -1) return 0;
             params.imager_source = SAT_UNISYS;
@@ -248,34 +248,34 @@ int SAT_read_file(const char* name, Image* image) {
             }
             break;
         case SAT_NATIVE:
-            MESS_print(0xf00, "Reading image file: %s\n", name);
+            MESS_print(MESS_MESS, "Reading image file: %s\n", name);
             status = IMG_read_zmt(name, image);
             if (status == -1) return 0;
-            if (image->date.year != -9999) DATE_make_label(&image->date, image->date_label);
+            if (image->date.year != ZMT_MISSING) DATE_make_label(&image->date, image->date_label);
             break;
         case SAT_TIFF:
         case SAT_LRIT:
             status = type == SAT_TIFF ? SAT_read_TIFF(name, image) : SAT_read_LRIT(name, image);
             if (status == -1) return 0;
-            MESS_print(0xf00, "Processing image file: %s\n", name);
-            if (image->date.year != -9999) DATE_make_label(&image->date, image->date_label);
+            MESS_print(MESS_MESS, "Processing image file: %s\n", name);
+            if (image->date.year != ZMT_MISSING) DATE_make_label(&image->date, image->date_label);
             break;
         default:
             return 0;
     }
 
-    MESS_print(0xf0000, "Date: %s\n", image->date_label);
-    MESS_print(0xf0000, "Info: %s\n", image->info);
+    MESS_print(MESS_OUT2, "Date: %s\n", image->date_label);
+    MESS_print(MESS_OUT2, "Info: %s\n", image->info);
     image->byte_order = 1;
     PLT_label_up_left(image->info);
     PLT_label_up_right(image->date_label);
-    MESS_print(0xf0000, "Image domain: ");
+    MESS_print(MESS_OUT2, "Image domain: ");
     DOM_print(0xf0000, &image->domain);
     return 1;
 }
 
 int SAT_domain_image(Domain* domain) {
-    if (domain->proj == -9999) return 0;
+    if (domain->proj == ZMT_MISSING) return 0;
     int width = 640, height = 427;
     if (gchk_graphics()) {
         int vp[4];
@@ -352,7 +352,7 @@ int SAT_image_setup(Image* image, Domain* domain) {
         if (ext) domain->ext = img.ext;
         domain->nx = w;
         domain->ny = h;
-        MESS_print(0xf0000, "Plot domain: ");
+        MESS_print(MESS_OUT2, "Plot domain: ");
         DOM_print(0xf000, domain);
     }
 

@@ -5,17 +5,17 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "app/sat.h"
 #include "app/sat_params.h"
 #include "env/domains.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "formats/image.h"
 #include "graphics/graphics.h"
 #include "maps/projections.h"
 #include "navigation/area_nav.h"
 
 namespace {
-
-constexpr float MISSING = -9999.0f;
 
 // The source pixels as the resampling sees them: rows of `width` bytes. The
 // neighbours of the last column and the last line are fetched without a test of
@@ -81,9 +81,9 @@ struct Remap {
 // The longitude clip: a point beyond min_lon or max_lon, on the near side of the
 // target's centre, loses its latitude so that it is sent down the exact path.
 void clip_lon(const Remap& r, float& lat, float lon) {
-    if ((r.min_lon != MISSING && lon < r.min_lon && r.target->clon - lon < 180.0f) ||
-        (r.max_lon != MISSING && lon > r.max_lon && lon - r.target->clon < 180.0f))
-        lat = MISSING;
+    if ((r.min_lon != ZMT_FMISSING && lon < r.min_lon && r.target->clon - lon < 180.0f) ||
+        (r.max_lon != ZMT_FMISSING && lon > r.max_lon && lon - r.target->clon < 180.0f))
+        lat = ZMT_FMISSING;
 }
 
 // Earth point to source element (e) and line (l). Leaves the target domain
@@ -92,7 +92,7 @@ void to_source(const Remap& r, float lat, float lon, float& e, float& l) {
     if (r.tran_sat != 0) {
         // Missing unless the navigation writes them: without a navigated image
         // it leaves them alone.
-        float line = MISSING, elem = MISSING;
+        float line = ZMT_FMISSING, elem = ZMT_FMISSING;
         AREA_tran(2, &lat, &lon, &line, &elem);
         AREA_line_elem(2, line, elem, &l, &e);
     } else {
@@ -189,9 +189,9 @@ int SAT_zoom_image_to(Image* image, float lat, float lon, float zoom, int vw, in
     tmp.bytes_per_line = line_bytes(tmp.depth, nw);
 
     float x0 = 0.0f, y0 = 0.0f;
-    if (image->source == 51 && image->domain.proj == 9 && params.tran_sat != 0) {
-        if (lat != MISSING) {
-            float line = MISSING, elem = MISSING, l = 0.0f, e = 0.0f;
+    if (image->source == SAT_AREA && image->domain.proj == 9 && params.tran_sat != 0) {
+        if (lat != ZMT_FMISSING) {
+            float line = ZMT_FMISSING, elem = ZMT_FMISSING, l = 0.0f, e = 0.0f;
             float la = lat, lo = lon;
             AREA_tran(2, &la, &lo, &line, &elem);
             AREA_line_elem(2, line, elem, &l, &e);
@@ -209,7 +209,7 @@ int SAT_zoom_image_to(Image* image, float lat, float lon, float zoom, int vw, in
                      image->yres / zoom, image->xres / zoom);
     } else {
         MAP_domain(&image->domain);
-        if (lat != MISSING) {
+        if (lat != ZMT_FMISSING) {
             float x = 0.0f, y = 0.0f, e = 0.0f, l = 0.0f;
             MAP_tran(lat, lon, &x, &y);
             MAP_grid_untran(x, y, &e, &l);
@@ -274,7 +274,7 @@ int SAT_zoom_image_to(Image* image, float lat, float lon, float zoom, int vw, in
 }
 
 int SAT_remap_image(Image* image, const Domain* domain) {
-    if (domain == nullptr || domain->proj == DOM_MISSING) return 0;
+    if (domain == nullptr || domain->proj == ZMT_MISSING) return 0;
 
     MESS_print(MESS_MESS, "Remapping image...\n");
     MESS_print(MESS_OUT2, "New domain: ");
@@ -308,7 +308,7 @@ int SAT_remap_image(Image* image, const Domain* domain) {
     r.numcut = params.numcut < 3 ? params.numcut : 3;
     r.cutoff = params.cutoff;
     const int remap_inc = params.remap_inc;
-    const bool no_source_grid = r.source.dx == 0.0f || r.source.clat == MISSING;
+    const bool no_source_grid = r.source.dx == 0.0f || r.source.clat == ZMT_FMISSING;
 
     unsigned char* o = out;
     float y = ymax;
@@ -323,7 +323,7 @@ int SAT_remap_image(Image* image, const Domain* domain) {
         float x = xmin;
         for (int col = 0; col < nx; ++col, x = x + dx, ++o) {
             MAP_domain(domain);
-            float ix = MISSING, iy = MISSING;
+            float ix = ZMT_FMISSING, iy = ZMT_FMISSING;
             if (remap_inc == 0) {
                 float la = 0.0f, lo = 0.0f, px = 0.0f, py = 0.0f;
                 MAP_untran(x, y, &la, &lo);
@@ -354,12 +354,12 @@ int SAT_remap_image(Image* image, const Domain* domain) {
                     clip_lon(r, lat, lon);
                     to_source(r, lat, lon, vx, vy);
                     // The segment's end has fallen off the source.
-                    if (vx < 0.0f || vy < 0.0f) lat = MISSING;
+                    if (vx < 0.0f || vy < 0.0f) lat = ZMT_FMISSING;
                     vx = vx - ax;
                     vy = vy - ay;
                     k = 0;
                 }
-                if (lat == MISSING || alat == MISSING) {
+                if (lat == ZMT_FMISSING || alat == ZMT_FMISSING) {
                     // Near the limb or the clip, interpolation would smear: exact.
                     float la = 0.0f, lo = 0.0f;
                     MAP_untran(x, y, &la, &lo);
@@ -378,13 +378,13 @@ int SAT_remap_image(Image* image, const Domain* domain) {
 
     std::free(image->data);
     image->data = out;
-    image->source = 50;
+    image->source = SAT_NATIVE;
     image->width = nx;
     image->height = ny;
     image->bytes_per_line = line_bytes(image->depth, nx);
     image->domain = *domain;
     image->domain.nx = nx;
     image->domain.ny = ny;
-    if (image->domain.plon == DOM_FMISSING) image->domain.plon = domain->clon;
+    if (image->domain.plon == ZMT_FMISSING) image->domain.plon = domain->clon;
     return 1;
 }

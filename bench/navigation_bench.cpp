@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "env/messages.h"
+#include "env/missing.h"
 #include "formats/area.h"
 #include "navigation/area_nav.h"
 
@@ -102,7 +103,7 @@ std::vector<Point> earth_grid(const std::vector<Point>& pixels) {
     std::vector<Point> pts;
     for (Point p : pixels) {
         float lat = 0, lon = 0, line = p.a, elem = p.b;
-        if (AREA_tran(1, &lat, &lon, &line, &elem) == 0 && lat != -9999.0f)
+        if (AREA_tran(1, &lat, &lon, &line, &elem) == 0 && lat != ZMT_FMISSING)
             pts.push_back({lat, lon});
     }
     return pts;

@@ -12,6 +12,7 @@
 
 #include "env/files.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "graphics/graphics.h"
 
@@ -196,7 +197,7 @@ void parse_piece(const char* piece, Attrib* attrib) {
                 break;
             case 'f':
                 if (rest[0] == 'M')
-                    attrib->fill = -9999;
+                    attrib->fill = ZMT_MISSING;
                 else
                     scan_int(rest, &attrib->fill);
                 break;
@@ -298,25 +299,25 @@ int CLR_get_ind(const char* text) {
 
 int ATTRIB_init(Attrib* attrib) {
     if (!attrib) return -1;
-    attrib->color = -9999;
-    attrib->width = -9999.0f;
-    attrib->height = -9999.0f;
-    attrib->expansion = -9999.0f;
-    attrib->style = -9999;
-    attrib->fill = -9999;
-    attrib->font = -9999;
+    attrib->color = ZMT_MISSING;
+    attrib->width = ZMT_FMISSING;
+    attrib->height = ZMT_FMISSING;
+    attrib->expansion = ZMT_FMISSING;
+    attrib->style = ZMT_MISSING;
+    attrib->fill = ZMT_MISSING;
+    attrib->font = ZMT_MISSING;
     return 0;
 }
 
 int ATTRIB_update(Attrib* target, const Attrib* source) {
     if (!target || !source) return -1;
-    if (source->color != -9999) target->color = source->color;
-    if (source->width != -9999.0f) target->width = source->width;
-    if (source->height != -9999.0f) target->height = source->height;
-    if (source->expansion != -9999.0f) target->expansion = source->expansion;
-    if (source->style != -9999) target->style = source->style;
-    if (source->fill != -9999) target->fill = source->fill;
-    if (source->font != -9999) target->font = source->font;
+    if (source->color != ZMT_MISSING) target->color = source->color;
+    if (source->width != ZMT_FMISSING) target->width = source->width;
+    if (source->height != ZMT_FMISSING) target->height = source->height;
+    if (source->expansion != ZMT_FMISSING) target->expansion = source->expansion;
+    if (source->style != ZMT_MISSING) target->style = source->style;
+    if (source->fill != ZMT_MISSING) target->fill = source->fill;
+    if (source->font != ZMT_MISSING) target->font = source->font;
     return 0;
 }
 

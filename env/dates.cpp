@@ -1,6 +1,7 @@
 // Date arithmetic of the suite: seconds since 1970 (UTC) in 32 bits, day-of-year
 // conversion, sequence strings and the display labels with an optional local zone.
 #include "env/dates.h"
+#include "env/missing.h"
 
 #include <algorithm>
 #include <array>
@@ -14,8 +15,6 @@
 #include "env/messages.h"
 
 namespace {
-
-constexpr int MISSING = -9999;
 
 constexpr std::array<const char*, 12> months = {"JAN", "FEB", "MAR", "APR", "MAY", "JUN",
                                                 "JUL", "AUG", "SEP", "OCT", "NOV", "DEC"};
@@ -94,14 +93,14 @@ bool unsigned_above(int value, unsigned limit) {
 
 int DATE_init(Date* date) {
     if (!date) return -1;
-    date->year = MISSING;
-    date->month = MISSING;
-    date->day = MISSING;
-    date->julian = MISSING;
-    date->weekday = MISSING;
-    date->hour = MISSING;
-    date->minute = MISSING;
-    date->second = MISSING;
+    date->year = ZMT_MISSING;
+    date->month = ZMT_MISSING;
+    date->day = ZMT_MISSING;
+    date->julian = ZMT_MISSING;
+    date->weekday = ZMT_MISSING;
+    date->hour = ZMT_MISSING;
+    date->minute = ZMT_MISSING;
+    date->second = ZMT_MISSING;
     return 0;
 }
 
@@ -359,14 +358,14 @@ int DATE_make_label(const Date* date, char* out) {
     int day = unsigned_above(d.day, 31) ? 1 : d.day;
 
     std::string label;
-    if (date->month == MISSING) {
+    if (date->month == ZMT_MISSING) {
         label = format("%2.2d", yy);
-    } else if (date->day == MISSING) {
+    } else if (date->day == ZMT_MISSING) {
         label = format("%3s %2.2d", mon, yy);
-    } else if (date->hour == MISSING) {
+    } else if (date->hour == ZMT_MISSING) {
         label = format("%2d %3s %2.2d", day, mon, yy);
     } else {
-        bool with_minute = date->minute != MISSING;
+        bool with_minute = date->minute != ZMT_MISSING;
         std::string time;
         if (tz_pm == 0) {
             time = with_minute ? format("%2.2d%2.2d%s", d.hour, d.minute, tz_str)
@@ -389,8 +388,8 @@ int DATE_make_label_valid_time(int forecast_hour, const Date* date, char* out) {
         out[0] = '\0';
         return -1;
     }
-    int offset = MISSING;
-    if (forecast_hour != MISSING) {
+    int offset = ZMT_MISSING;
+    if (forecast_hour != ZMT_MISSING) {
         offset = forecast_hour % 1000;
         if (offset == 900 || offset == 800) offset = 0;
     }
@@ -399,8 +398,8 @@ int DATE_make_label_valid_time(int forecast_hour, const Date* date, char* out) {
     if (d.day < 1 || d.day > 31) d.day = 1;
     if (d.month < 1 || d.month > 12) d.month = 1;
     if (d.year < 0) d.year = 1980;
-    if (d.minute == MISSING) d.minute = 0;
-    if (d.hour == MISSING) d.hour = 0;
+    if (d.minute == ZMT_MISSING) d.minute = 0;
+    if (d.hour == ZMT_MISSING) d.hour = 0;
 
     int secs = wrap32(static_cast<long long>(DATE_num_sec(&d)) + offset * 3600LL);
     Date utc;
@@ -419,7 +418,7 @@ int DATE_make_label_valid_time(int forecast_hour, const Date* date, char* out) {
         (local.weekday >= 0 && local.weekday < 7) ? day_of_week[local.weekday] : "";
     int yy = local.year % 100;
     std::string label;
-    if (date->hour == MISSING)
+    if (date->hour == ZMT_MISSING)
         label = format("%3s %2d %3s %2.2d", weekday, local.day, DATE_month(local.month), yy);
     else
         label = format("%s %3s %2d %3s %2.2d", time.c_str(), weekday, local.day,
@@ -449,7 +448,7 @@ char* DATE_fhour_label(char* out, int hour, int use_days) {
         text = format("%d day", hour / 24);
     } else if (hour > 60 && hour % 24 == 12) {
         text = format("%d.5 day", hour / 24);
-    } else if (hour != 0 && hour != MISSING) {
+    } else if (hour != 0 && hour != ZMT_MISSING) {
         text = format("%d hour", hour);
     }
     std::memcpy(out, text.c_str(), text.size() + 1);

@@ -116,7 +116,7 @@ bool conditional(const char* word, const char* arg, int words) {
     if (std::strcmp(word, "ELIF") == 0) {
         if (words == 2) {
             if (num_match == 0)
-                MESS_print(0xC0, "DEF_get: elif without an if\n");
+                MESS_print(MESS_WARN, "DEF_get: elif without an if\n");
             else if (deep_levels == 0) {
                 char& top = match[num_match - 1];
                 if (top == 0)
@@ -130,7 +130,7 @@ bool conditional(const char* word, const char* arg, int words) {
     }
     if (std::strcmp(word, "ELSE") == 0) {
         if (num_match == 0)
-            MESS_print(0xC0, "DEF_get: else without an if\n");
+            MESS_print(MESS_WARN, "DEF_get: else without an if\n");
         else if (deep_levels == 0) {
             char& top = match[num_match - 1];
             top = top == 0 ? 1 : 99;
@@ -144,7 +144,7 @@ bool conditional(const char* word, const char* arg, int words) {
         else if (num_match > 0)
             --num_match;
         else
-            MESS_print(0xC0, "DEF_get: end without an if\n");
+            MESS_print(MESS_WARN, "DEF_get: end without an if\n");
         update_matches();
         return true;
     }
@@ -216,7 +216,7 @@ int DEF_get(char* key, char* value) {
         if (fgetstring(def_file, line, kLineSize) < 0) return -1;
         def_bytes += static_cast<long>(std::strlen(line)) + 1;
         if (++def_lines > FILE_TEXT_MAX_LINES || def_bytes > FILE_TEXT_MAX_BYTES) {
-            MESS_print(0xC0, "Table too large, read up to line %ld: %s\n", def_lines - 1,
+            MESS_print(MESS_WARN, "Table too large, read up to line %ld: %s\n", def_lines - 1,
                        def_path.c_str());
             close_file();
             return -1;

@@ -28,7 +28,7 @@ constexpr int MENU_SIZE = 20;  // entries 1..19 and the closing empty one
 constexpr int MAX_NESTING = 8;
 
 int priority = 1;
-int loc_prior = -9999;
+int loc_prior = ZMT_MISSING;
 int nesting = 0;
 // Whether the text being decoded was typed by the user: only then may its "fi:" file
 // be a "|command". Texts read from files are decoded with it off.
@@ -56,12 +56,35 @@ struct ProjWord {
 
 // Tested in this order: earlier words shadow later ones on purpose.
 constexpr std::array<ProjWord, 29> proj_words = {{
-    {"ll", 2, 2},     {"lat", 3, 2},    {"polar", 5, 1},  {"ps", 2, 1},       {"sat", 3, 9},
-    {"lamb", 4, 4},   {"lc", 2, 4},     {"la", 2, 8},     {"gn", 2, 6},       {"or", 2, 5},
-    {"mo", 2, 7},     {"me", 2, 3},     {"pix", 3, 99},   {"xy", 2, 20},      {"xlogy", 5, 22},
-    {"xlogp", 5, 22}, {"cat", 3, 24},   {"skewt", 5, 40}, {"therm", 5, 40},   {"ema", 3, 42},
-    {"teph", 4, 43},  {"rteph", 5, 44}, {"stuve", 5, 41}, {"hodo", 4, 23},    {"vert", 4, 22},
-    {"xp", 4, 25},    {"zoom", 4, 50},  {"size", 4, 51},  {"miss", 0, -9999},
+    {"ll", 2, 2},
+    {"lat", 3, 2},
+    {"polar", 5, 1},
+    {"ps", 2, 1},
+    {"sat", 3, 9},
+    {"lamb", 4, 4},
+    {"lc", 2, 4},
+    {"la", 2, 8},
+    {"gn", 2, 6},
+    {"or", 2, 5},
+    {"mo", 2, 7},
+    {"me", 2, 3},
+    {"pix", 3, 99},
+    {"xy", 2, 20},
+    {"xlogy", 5, 22},
+    {"xlogp", 5, 22},
+    {"cat", 3, 24},
+    {"skewt", 5, 40},
+    {"therm", 5, 40},
+    {"ema", 3, 42},
+    {"teph", 4, 43},
+    {"rteph", 5, 44},
+    {"stuve", 5, 41},
+    {"hodo", 4, 23},
+    {"vert", 4, 22},
+    {"xp", 4, 25},
+    {"zoom", 4, 50},
+    {"size", 4, 51},
+    {"miss", 0, ZMT_MISSING},
 }};
 
 const char* print_word(int proj) {
@@ -128,7 +151,7 @@ constexpr std::array<DefRegion, 8> def_regions = {{
 }};
 
 bool unset(float v) {
-    return v == DOM_FMISSING;
+    return v == ZMT_FMISSING;
 }
 
 bool begins_with_nocase(const char* text, const char* prefix) {
@@ -159,7 +182,7 @@ bool scan_int(const char* text, int* out) {
 
 // Nearest integer of a size read as a float; nonsense gives the unset value.
 int32_t round_size(float v) {
-    if (!(std::fabs(v) < 2.0e9f)) return DOM_MISSING;
+    if (!(std::fabs(v) < 2.0e9f)) return ZMT_MISSING;
     return static_cast<int32_t>(std::lround(v));
 }
 
@@ -225,7 +248,7 @@ bool read_id(const char* item, Domain* domain) {
     }
     if (ident.empty()) return false;
 #ifdef DOM_HAVE_CITIES
-    float lat = DOM_FMISSING, lon = DOM_FMISSING;
+    float lat = ZMT_FMISSING, lon = ZMT_FMISSING;
     if (CTY_get_loc(file.c_str(), ident.c_str(), &lat, &lon) != 1) return false;
     domain->clat = lat;
     domain->clon = lon;
@@ -309,7 +332,7 @@ struct Form {
 };
 
 void fill_int(int32_t* field, int value) {
-    if (*field == DOM_MISSING) *field = value;
+    if (*field == ZMT_MISSING) *field = value;
 }
 
 void fill_float(float* field, float value) {
@@ -356,8 +379,8 @@ void fill_defaults(int order, Domain* d) {
             if (d->proj == 51) {
                 d->nx = round_size(d->clat);
                 d->ny = round_size(d->clon);
-                d->clat = DOM_FMISSING;
-                d->clon = DOM_FMISSING;
+                d->clat = ZMT_FMISSING;
+                d->clon = ZMT_FMISSING;
             } else if (d->proj == 50) {
                 fill_float(&d->dx, 1.0f);
                 fill_float(&d->dy, 1.0f);
@@ -480,16 +503,16 @@ int set_params_list(int count, char** items, Domain* domain, const int* slots, i
 
 int DOM_init(Domain* domain) {
     if (!domain) return 0;
-    domain->proj = DOM_MISSING;
-    domain->plat = DOM_FMISSING;
-    domain->plon = DOM_FMISSING;
-    for (float& p : domain->param) p = DOM_FMISSING;
-    domain->clat = DOM_FMISSING;
-    domain->clon = DOM_FMISSING;
-    domain->dx = DOM_FMISSING;
-    domain->dy = DOM_FMISSING;
-    domain->nx = DOM_MISSING;
-    domain->ny = DOM_MISSING;
+    domain->proj = ZMT_MISSING;
+    domain->plat = ZMT_FMISSING;
+    domain->plon = ZMT_FMISSING;
+    for (float& p : domain->param) p = ZMT_FMISSING;
+    domain->clat = ZMT_FMISSING;
+    domain->clon = ZMT_FMISSING;
+    domain->dx = ZMT_FMISSING;
+    domain->dy = ZMT_FMISSING;
+    domain->nx = ZMT_MISSING;
+    domain->ny = ZMT_MISSING;
     domain->ext = 0;
     return 0;
 }
@@ -537,14 +560,14 @@ int decode_text(const char* text, Domain* domain) {
     Domain scratch;
     if (!domain) domain = &scratch;
     DOM_init(domain);
-    if (!text || text[0] == '\0' || stricmp(text, "miss") == 0) return -9999;
+    if (!text || text[0] == '\0' || stricmp(text, "miss") == 0) return ZMT_MISSING;
 
     Pieces items(text, ',');
     MESS_print(LOG_LEVEL, "******** PARSING DOMAIN: %d %s\n", items.count, text);
 
     int result = -1;
     if (nesting >= MAX_NESTING) {
-        MESS_print(0xC0, "DOM_decode: Invalid plot domain\n");
+        MESS_print(MESS_WARN, "DOM_decode: Invalid plot domain\n");
         domain->proj = -1;
         return -1;
     }
@@ -562,7 +585,7 @@ int decode_text(const char* text, Domain* domain) {
     }
     --nesting;
     // A failed text leaves the domain as the last form tried left it.
-    if (result == -1) MESS_print(0xC0, "DOM_decode: Invalid plot domain\n");
+    if (result == -1) MESS_print(MESS_WARN, "DOM_decode: Invalid plot domain\n");
 
     FLAG_set(5, result);
     FILE_set_key('r', text);
@@ -584,7 +607,7 @@ int search_file(const char* file, const char* key, char* out, Lookup lookup) {
     FILE* fp = open_on_path(file, &tried, lookup);
     if (!fp) {
         if (lookup != Lookup::installed_only)
-            MESS_print(0x80000000, "Unable to open region file: %s\n", tried.c_str());
+            MESS_print(MESS_DEBUG_D, "Unable to open region file: %s\n", tried.c_str());
         return 0;
     }
     int found = 0;
@@ -620,7 +643,7 @@ int DOM_read_menu(const char* file) {
     std::string tried;
     FILE* fp = open_on_path(file, &tried, Lookup::named);
     if (!fp) {
-        MESS_print(0x80000000, "Unable to open region file: %s\n", tried.c_str());
+        MESS_print(MESS_DEBUG_D, "Unable to open region file: %s\n", tried.c_str());
         return 0;
     }
     std::string line;

@@ -3,8 +3,7 @@
 
 #include <cstdint>
 
-constexpr int DOM_MISSING = -9999;
-constexpr float DOM_FMISSING = -9999.0f;
+#include "env/missing.h"
 
 struct Domain {
     int32_t proj;

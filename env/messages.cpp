@@ -20,6 +20,7 @@
 
 #include "env/dates.h"
 #include "env/files.h"
+#include "env/missing.h"
 #include "env/resources.h"
 
 namespace {
@@ -40,7 +41,7 @@ constexpr int kNumFlags = 30;
 constexpr int kNumPlot = 13;
 std::array<int, kNumFlags> flags = [] {
     std::array<int, kNumFlags> a{};
-    a.fill(-9999);
+    a.fill(ZMT_MISSING);
     return a;
 }();
 std::array<int, kNumPlot> plot_it = [] {
@@ -233,7 +234,7 @@ int MESS_get_max_lines() {
 
 int MESS_hold(uint32_t level, const char* text) {
     if (!MESS_check(level) || mess_out == 0 || FLAG_batch() || page == 0) return 0;
-    FILE* out = ((level & 0x30) && (level & 0xC0)) ? stderr : stdout;
+    FILE* out = ((level & MESS_ERROR) && (level & MESS_WARN)) ? stderr : stdout;
     if (text) std::fputs(text, out);
     std::fflush(out);
     std::getchar();
@@ -283,7 +284,7 @@ int MESS_print(uint32_t level, const char* format, ...) {
         va_end(args);
         return 0;
     }
-    std::vfprintf((level & 0xF0) ? stderr : stdout, format, args);
+    std::vfprintf((level & (MESS_ERROR | MESS_WARN)) ? stderr : stdout, format, args);
     va_end(args);
 
     if (page == 2) {
@@ -296,7 +297,7 @@ int MESS_print(uint32_t level, const char* format, ...) {
 }
 
 int MESS_print_prog(const char* title) {
-    return MESS_print(0xF00, "      %s (Ver %s)\n\n", title ? title : "", ZMT_version());
+    return MESS_print(MESS_MESS, "      %s (Ver %s)\n\n", title ? title : "", ZMT_version());
 }
 
 int MESS_set_str(const char* text) {
@@ -472,9 +473,9 @@ int ZMT_set_command(const char* line) {
         if (got >= 1 && name[0]) {
             RES_put(name, pos >= 0 ? line + pos : "");
         } else {
-            MESS_print(0x800, "Set resources\n");
+            MESS_print(MESS_MESS_D, "Set resources\n");
             RES_list();
-            MESS_print(0x800, "\n");
+            MESS_print(MESS_MESS_D, "\n");
         }
         return 1;
     }

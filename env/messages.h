@@ -15,6 +15,14 @@ constexpr uint32_t MESS_OUT2 = 0x000F0000;
 constexpr uint32_t MESS_OUT3 = 0x00F00000;
 constexpr uint32_t MESS_OUT4 = 0x0F000000;
 constexpr uint32_t MESS_DEBUG = 0xF0000000;
+// Single sub-levels of a class (the letters a to d of "-me", counted from the class's
+// lowest bit), for reports that only the one sub-level turns on.
+constexpr uint32_t MESS_WARN_A = 0x00000040;
+constexpr uint32_t MESS_MESS_D = 0x00000800;
+constexpr uint32_t MESS_DEBUG_A = 0x10000000;
+constexpr uint32_t MESS_DEBUG_B = 0x20000000;
+constexpr uint32_t MESS_DEBUG_C = 0x40000000;
+constexpr uint32_t MESS_DEBUG_D = 0x80000000;
 
 // Exit codes of the program.
 constexpr int ZMT_EXIT_OK = 0;         // normal end, and after help

@@ -218,7 +218,7 @@ struct Node {
     bool typed = true;  // the value came from the user (see RES_typed)
 };
 
-Resource root_res{-9999, nullptr, nullptr, 0, nullptr};
+Resource root_res{ZMT_MISSING, nullptr, nullptr, 0, nullptr};
 Resource* last = &root_res;
 std::vector<std::unique_ptr<Node>> nodes;
 
@@ -318,7 +318,8 @@ int negated(int value) {
 }
 
 int hour_to_date(const char* t, Date* out) {
-    int v[5] = {-9999, -9999, -9999, -9999, -9999};  // year, month, day, hour, minute
+    int v[5] = {ZMT_MISSING, ZMT_MISSING, ZMT_MISSING, ZMT_MISSING,
+                ZMT_MISSING};  // year, month, day, hour, minute
     int& month = v[1];
     int& day = v[2];
     int& hour = v[3];
@@ -358,7 +359,7 @@ int hour_to_date(const char* t, Date* out) {
         if (t[0] == '-' && hour == 0) {
             // "-0:30" is thirty minutes back, not hour zero; a bare "-0" negates the
             // missing minute as well.
-            hour = -9999;
+            hour = ZMT_MISSING;
             minute = negated(minute);
         }
     }
@@ -470,12 +471,13 @@ void queue_source(const char* number, const ResObj* table, int rows) {
     int queue = MQ_open(std::atoi(number));
     if (queue < 0) {
         if (errno == ENOENT)
-            MESS_print(0xc0, "ZMTloop window: %s not running or no message queue exists\n", number);
+            MESS_print(MESS_WARN, "ZMTloop window: %s not running or no message queue exists\n",
+                       number);
         return;
     }
     int channel = MQ_connect(queue);
     if (channel == -1) {
-        MESS_print(0xc0, "ZMTloop window: %s unable to connect\n", number);
+        MESS_print(MESS_WARN, "ZMTloop window: %s unable to connect\n", number);
         return;
     }
     queue_open = true;
@@ -506,7 +508,7 @@ void queue_source(const char* number, const ResObj* table, int rows) {
             MQ_put(queue, channel, "set res %s %s", table[i].name, here);
             ++pending;
         }
-        if (status == -3) MESS_print(0xc0, "ZMTloop not running!\n");
+        if (status == -3) MESS_print(MESS_WARN, "ZMTloop not running!\n");
     }
     std::signal(SIGALRM, SIG_IGN);
     typed_source = was_typed;
@@ -552,14 +554,14 @@ void defaults_source(const ResObj* table, int rows) {
             bool matched = false;
             for (int i = 0; i < rows; ++i) {
                 if (!live(table[i]) || !DEF_cmp(table[i].name, key)) continue;
-                MESS_print(0x80000000, "RESRC: %s=%s\n", key, value);
+                MESS_print(MESS_DEBUG_D, "RESRC: %s=%s\n", key, value);
                 RES_new(i, table[i].name, value, table[i].type);
                 matched = true;
             }
             if (!matched && DEF_valid(key)) {
                 char bare[DEF_KEY_SIZE];
                 DEF_parse_name(key, bare);
-                RES_new(-9999, bare, value, RES_STRING);
+                RES_new(ZMT_MISSING, bare, value, RES_STRING);
             }
         }
         DEF_close();
@@ -622,7 +624,7 @@ void command_line_source(int argc, char** argv, const ResObj* table, int rows) {
         }
         const char* sent_name = name;
         if (row < 0) {
-            RES_new(-9999, name, value, RES_STRING);
+            RES_new(ZMT_MISSING, name, value, RES_STRING);
         } else {
             int type = table[row].type;
             if (from_next && (type == RES_BOOLEAN || type == RES_BATCH || type == RES_HELP)) {
@@ -650,11 +652,11 @@ void early_scan(int argc, char** argv) {
         size_t len = std::strlen(name);
         if (std::strncmp(name, "name", len < 5 ? len : 5) == 0) {
             if (value) {
-                RES_new(-9999, "name", value, RES_STRING);
+                RES_new(ZMT_MISSING, "name", value, RES_STRING);
                 DEF_name(value);
             }
         } else if (std::strncmp(name, "default", 7) == 0 || std::strncmp(name, "df", 2) == 0) {
-            if (value) RES_new(-9999, "default", value, RES_STRING);
+            if (value) RES_new(ZMT_MISSING, "default", value, RES_STRING);
         }
     }
 }
@@ -670,7 +672,7 @@ void print_domain_block() {
 }  // namespace
 
 int RES_init(int argc, char** argv, const int* keyed_ids, const int* positional_ids) {
-    FLAG_reset(-9999);
+    FLAG_reset(ZMT_MISSING);
     ResObj table[kTableRows];
     int n = 0;
     for (const int* ids : {keyed_ids, positional_ids}) {
@@ -689,7 +691,8 @@ int RES_decode(const char*, const char*, int argc, char** argv, ResObj* table) {
     DEF_prog();
     int rows = count_rows(table);
 
-    if (const char* def = std::getenv("zmtdefault")) RES_new(-9999, "default", def, RES_STRING);
+    if (const char* def = std::getenv("zmtdefault"))
+        RES_new(ZMT_MISSING, "default", def, RES_STRING);
     early_scan(argc, argv);
     defaults_source(table, rows);
 
@@ -708,7 +711,7 @@ int RES_decode(const char*, const char*, int argc, char** argv, ResObj* table) {
 
     for (auto& node : nodes) {
         const Resource& r = node->res;
-        if (r.index == -9999 || r.index < 0 || r.index >= rows) continue;
+        if (r.index == ZMT_MISSING || r.index < 0 || r.index >= rows) continue;
         const ResObj& row = table[r.index];
         if (r.type == RES_LIST && row.count_ptr) {
             parse_string(r.value, '\n', row.count_ptr, static_cast<char***>(row.value_ptr));
@@ -935,7 +938,7 @@ int RES_new(int index, const char* name, const char* value, int type) {
 }
 
 int RES_put(const char* name, const char* value) {
-    return RES_new(-9999, name, value, RES_STRING);
+    return RES_new(ZMT_MISSING, name, value, RES_STRING);
 }
 
 int RES_append(int index, const char* name, const char* value, int type) {

@@ -1,5 +1,6 @@
 // The pattern scanner. One pass over format and text, no allocation: number
 // fields are gathered in a fixed buffer before they are converted.
+#include "env/missing.h"
 #include "env/scan.h"
 
 #include <cstdarg>
@@ -13,8 +14,6 @@ namespace {
 constexpr uint32_t TRACE_LEVEL = 0x80000000u;
 constexpr int NO_WIDTH = 999;
 constexpr int FIELD_BUFFER = 80;  // number and %s fields, terminator included
-constexpr int MISSING = -9999;
-constexpr float FMISSING = -9999.0f;
 // Widths beyond this are as good as none; keeps the width parse from overflowing.
 constexpr int WIDTH_CAP = 1000000;
 
@@ -78,9 +77,9 @@ Result missing_value(const Conversion& conv, Cursor at, void* dest, bool is_floa
         return {Outcome::pass, 0, false};
     if (dest) {
         if (is_float)
-            *static_cast<float*>(dest) = FMISSING;
+            *static_cast<float*>(dest) = ZMT_FMISSING;
         else
-            *static_cast<int*>(dest) = MISSING;
+            *static_cast<int*>(dest) = ZMT_MISSING;
     }
     return {Outcome::success, conv.marker_len, dest != nullptr};
 }

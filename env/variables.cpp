@@ -3,11 +3,13 @@
 #include <array>
 #include <cstddef>
 
+#include "env/missing.h"
+
 namespace {
 // Types of the variables the point query consults; -9999 until set.
 std::array<int, 16> types = [] {
     std::array<int, 16> t{};
-    t.fill(-9999);
+    t.fill(ZMT_MISSING);
     return t;
 }();
 }  // namespace
@@ -19,6 +21,6 @@ int VAR_set_type(int variable, int type) {
 }
 
 int VAR_get_type(int variable) {
-    if (variable < 0 || variable >= static_cast<int>(types.size())) return -9999;
+    if (variable < 0 || variable >= static_cast<int>(types.size())) return ZMT_MISSING;
     return types[static_cast<size_t>(variable)];
 }

@@ -187,8 +187,8 @@ class ColorIndex {
             red_ = channel_of(image->red_mask, image->depth);
             grn_ = channel_of(image->green_mask, image->depth);
             blu_ = channel_of(image->blue_mask, image->depth);
-            MESS_print(0x40000000, "mask: %d-%d %d-%d %d-%d\n", red_.shift, red_.width, grn_.shift,
-                       grn_.width, blu_.shift, blu_.width);
+            MESS_print(MESS_DEBUG_C, "mask: %d-%d %d-%d %d-%d\n", red_.shift, red_.width,
+                       grn_.shift, grn_.width, blu_.shift, blu_.width);
         }
     }
 
@@ -692,15 +692,15 @@ int GIF_write(const char* name, Image* image) {
     GifPalette pal;
     GIF_quantise(image, GIF_IN_PLACE, nullptr, &pal);
 
-    MESS_print(0x40000000, "num_color: %d\n", pal.num_color);
+    MESS_print(MESS_DEBUG_C, "num_color: %d\n", pal.num_color);
     int num_color = 1, e = 0, code_size = 2;
     if (pal.num_color >= 2) {
         while ((1 << e) < pal.num_color) e++;
         num_color = 1 << e;
         code_size = e < 2 ? 2 : e;
     }
-    MESS_print(0x40000000, "num_color+: %d\n", num_color);
-    MESS_print(0x40000000, "code_size: %d\n", code_size);
+    MESS_print(MESS_DEBUG_C, "num_color+: %d\n", num_color);
+    MESS_print(MESS_DEBUG_C, "code_size: %d\n", code_size);
 
     std::fputs("GIF89a", f);
     put16(f, image->width);

@@ -13,8 +13,10 @@
 #include <new>
 #include <vector>
 
+#include "app/sat.h"
 #include "env/files.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "formats/gif.h"
 #include "formats/png.h"
 #include "formats/xwd.h"
@@ -24,7 +26,6 @@
 
 namespace {
 
-constexpr float MISSING = -9999.0f;
 constexpr int PIECE = 10000;    // bytes of image per compressed stream, and input buffer
 constexpr int OUT_BUF = 12000;  // output buffer; a piece of PIECE always deflates into it
 constexpr int LINE = 161;       // fgetline reads at most 160 characters
@@ -108,8 +109,8 @@ void read_compressed(FILE* f, size_t expected, unsigned char* data, size_t neede
         int ret = inflate(&zs, Z_PARTIAL_FLUSH);
         size_t produced = OUT_BUF - zs.avail_out;
         size_t consumed = avail - zs.avail_in;
-        if (MESS_check(0x40000000))
-            MESS_print(0x40000000, "Inflate+ %d = %d %d = %d %d - %d %d\n", ret,
+        if (MESS_check(MESS_DEBUG_C))
+            MESS_print(MESS_DEBUG_C, "Inflate+ %d = %d %d = %d %d - %d %d\n", ret,
                        static_cast<int>(avail), static_cast<int>(zs.avail_in), OUT_BUF,
                        static_cast<int>(zs.avail_out), static_cast<int>(total),
                        static_cast<int>(expected));
@@ -171,22 +172,22 @@ void encode_token(const Domain& d, char* out, size_t size) {
             std::snprintf(out, size, "ME ");
             break;
         case 1:
-            if (d.plon == MISSING || d.plon == d.clon)
+            if (d.plon == ZMT_FMISSING || d.plon == d.clon)
                 std::snprintf(out, size, "PS ");
             else
                 std::snprintf(out, size, "PS:%f ", d.plon);
             break;
         case 4:
-            if (d.param[0] != MISSING)
+            if (d.param[0] != ZMT_FMISSING)
                 std::snprintf(out, size, "LC:%f:%f:%f:%f:%f ", d.plat, d.plon, d.param[0],
                               d.param[1], d.param[2]);
-            else if (d.plon != MISSING)
+            else if (d.plon != ZMT_FMISSING)
                 std::snprintf(out, size, "LC:%f ", d.plon);
             else
                 std::snprintf(out, size, "LC ");
             break;
         case 9:
-            if (d.param[0] != MISSING)
+            if (d.param[0] != ZMT_FMISSING)
                 std::snprintf(out, size, "SAT:%f:%f:%f ", d.plat, d.plon, d.param[0]);
             else
                 std::snprintf(out, size, "SAT:%f:%f ", d.plat, d.plon);
@@ -273,8 +274,8 @@ bool write_compressed(FILE* f, const unsigned char* data, size_t size) {
         zs.next_out = out;
         zs.avail_out = OUT_BUF;
         int ret = deflate(&zs, Z_FINISH);
-        if (MESS_check(0x40000000))
-            MESS_print(0x40000000, "Deflate+ %d = %d %d = %d %d\n", ret, static_cast<int>(n),
+        if (MESS_check(MESS_DEBUG_C))
+            MESS_print(MESS_DEBUG_C, "Deflate+ %d = %d %d = %d %d\n", ret, static_cast<int>(n),
                        static_cast<int>(zs.avail_in), OUT_BUF, static_cast<int>(zs.avail_out));
         size_t len = OUT_BUF - zs.avail_out;
         ok = std::fwrite(out, 1, len, f) == len;
@@ -323,13 +324,13 @@ int IMG_free(Image* image) {
 int IMG_read_zmt(const char* name, Image* image) {
     FilePtr file(FILE_open(name, "r"));
     if (!file) {
-        MESS_print(0xc0, "Unable to open: %s\n", name);
+        MESS_print(MESS_WARN, "Unable to open: %s\n", name);
         return -1;
     }
     FILE* f = file.get();
     char line[LINE] = "";
     if (fgetline(f, line) < 6 || std::strncmp(line, "ZMTIMG", 6) != 0) {
-        MESS_print(0xc0, "IMG_read_zmt: Invalid image type\n");
+        MESS_print(MESS_WARN, "IMG_read_zmt: Invalid image type\n");
         return -1;
     }
     bool version4 = false, second_file = false, compressed = false, vblock = false, cblock = false;
@@ -342,7 +343,7 @@ int IMG_read_zmt(const char* name, Image* image) {
     }
 
     IMG_init(image);
-    image->source = 50;
+    image->source = SAT_NATIVE;
     line[0] = '\0';
     fgetline(f, line);
     copy_text(image->date_label, sizeof image->date_label, line);
@@ -383,13 +384,13 @@ int IMG_read_zmt(const char* name, Image* image) {
     if (second_file) {
         char path[1024] = "";
         if (std::fscanf(f, "%1023s", path) != 1) {
-            MESS_print(0xc0, "IMG_read_zmt: No pixel file named: %s\n", name);
+            MESS_print(MESS_WARN, "IMG_read_zmt: No pixel file named: %s\n", name);
             return -1;
         }
         // A name out of a file: a plain file only, never a command or a device.
         data_file.reset(FILE_is_stdio(path) ? nullptr : FILE_open(path, "r"));
         if (!data_file) {
-            MESS_print(0xc0, "IMG_read_zmt: Unable to open pixel file: %s\n", path);
+            MESS_print(MESS_WARN, "IMG_read_zmt: Unable to open pixel file: %s\n", path);
             return -1;
         }
         body = data_file.get();
@@ -406,7 +407,7 @@ int IMG_read_zmt(const char* name, Image* image) {
 
     if (image->width <= 0 || image->height <= 0 ||
         static_cast<size_t>(image->width) > MAX_PIXELS / static_cast<size_t>(image->height)) {
-        MESS_print(0xc0, "IMG_read_zmt: Invalid image size %dx%d: %s\n", image->width,
+        MESS_print(MESS_WARN, "IMG_read_zmt: Invalid image size %dx%d: %s\n", image->width,
                    image->height, name);
         return -1;
     }
@@ -415,7 +416,7 @@ int IMG_read_zmt(const char* name, Image* image) {
     // A fresh zeroed buffer: a short file leaves zeros, never another image's pixels.
     auto* data = static_cast<unsigned char*>(std::calloc(needed ? needed : 1, 1));
     if (!data) {
-        MESS_print(0xc0, "IMG_read_zmt: No memory for an image of %dx%d: %s\n", image->width,
+        MESS_print(MESS_WARN, "IMG_read_zmt: No memory for an image of %dx%d: %s\n", image->width,
                    image->height, name);
         return -1;
     }
@@ -445,7 +446,7 @@ int IMG_write_user(const char* name, const Image* image, int compress, int user_
     std::fprintf(f, "%.*s\n", static_cast<int>(strnlen(image->info, sizeof image->info)),
                  image->info);
     const Domain& d = image->domain;
-    if (d.proj == -9999) {
+    if (d.proj == ZMT_MISSING) {
         std::fprintf(f, "%d %d\n", image->width, image->height);
     } else {
         char tok[200];
@@ -471,7 +472,7 @@ int IMG_write_user(const char* name, const Image* image, int compress, int user_
     }
     if (!ok) {
         FILE_discard(f);
-        MESS_print(0xc0, "IMG_write: Unable to write: %s\n", name);
+        MESS_print(MESS_WARN, "IMG_write: Unable to write: %s\n", name);
         FILE_set_output_failed();
         return 0;
     }
@@ -510,7 +511,7 @@ int IMG_read(const char* name, Image* image, int truecolor) {
     {
         FilePtr file(FILE_open(name, "r"));
         if (!file) {
-            MESS_print(0xc0, "IMG_read: Unable to open image file: %s\n", name);
+            MESS_print(MESS_WARN, "IMG_read: Unable to open image file: %s\n", name);
             return 0;
         }
         size_t got = std::fread(head, 1, 6, file.get());

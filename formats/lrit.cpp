@@ -294,7 +294,7 @@ int LRIT_read_header(Image* image) {
     image->bytes_per_line = st.ncol;
     std::memcpy(image->info, st.info, sizeof image->info);
     image->date = st.date;
-    if (image->date.year != DOM_MISSING) DATE_make_label(&image->date, image->date_label);
+    if (image->date.year != ZMT_MISSING) DATE_make_label(&image->date, image->date_label);
     st.xdir = st.ydir = 1;
     if (std::strncmp(st.pname, "GEOS", 4) != 0) {
         MESS_print(MESS_WARN, "SAT_read_LRIT: Projection \"%s\" is not geostationary\n", st.pname);

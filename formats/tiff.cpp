@@ -65,7 +65,7 @@ struct Tags {
     std::array<float, kTransform> a{};
     int proj = 0;
     std::array<int, kGeoKeyTable> key_at{};  // key id noted at a parameter index
-    float plon = DOM_FMISSING;
+    float plon = ZMT_FMISSING;
 };
 
 // The file in memory with its byte order.

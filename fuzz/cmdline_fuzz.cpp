@@ -43,7 +43,7 @@ void reset_all() {
     DEF_reset();
     FILE_reset();
     DATE_reset();
-    FLAG_reset(-9999);
+    FLAG_reset(ZMT_MISSING);
     FLAG_resetplot(1);
     fuzz_messages_to_null();
 }

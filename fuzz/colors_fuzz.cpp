@@ -24,9 +24,10 @@
 #include "app/sat_params.h"
 #include "env/colors.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
-#include "fuzz/fuzz_support.h"
 #include "formats/image.h"
+#include "fuzz/fuzz_support.h"
 
 namespace {
 
@@ -95,14 +96,14 @@ void enhancement() {
     if (std::strlen(SAT_color_get_enhance()) >= 10) std::abort();
     // An enhancement file that does not open leaves the tables of the frame before,
     // with no break-off set; otherwise every count falls in one of the bins.
-    const bool rebuilt = SAT_color_get_cut(0) != -9999;
+    const bool rebuilt = SAT_color_get_cut(0) != ZMT_MISSING;
     for (int v = 0; v < 256; ++v) {
         const int bin = SAT_color_get_bin(v);
         if (bin < 0 || bin > 255 || (rebuilt && bin > (max < 0 ? 0 : max))) std::abort();
         (void)SAT_ind_ir(v);
     }
     for (float t = -120.0f; t <= 60.0f; t += 7.5f) (void)SAT_ir_ind(t);
-    (void)SAT_ir_ind(-9999.0f);
+    (void)SAT_ir_ind(ZMT_FMISSING);
     (void)SAT_ir_ind(NAN);
 
     Image image{};

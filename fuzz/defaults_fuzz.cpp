@@ -17,6 +17,7 @@
 #include "env/defaults.h"
 #include "env/files.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "fuzz/fuzz_support.h"
 
@@ -42,7 +43,7 @@ void reset_all() {
     DEF_reset();
     FILE_reset();
     DATE_reset();
-    FLAG_reset(-9999);
+    FLAG_reset(ZMT_MISSING);
     FLAG_resetplot(1);
     fuzz_messages_to_null();
 }

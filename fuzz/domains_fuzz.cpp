@@ -47,7 +47,7 @@ bool has_nan(const Domain& d) {
 }
 
 void check_decoded(const Domain& d, int result) {
-    if (result != 1 && result != 2 && result != -1 && result != -9999) std::abort();
+    if (result != 1 && result != 2 && result != -1 && result != ZMT_MISSING) std::abort();
     // A domain equals itself unless a field is not a number.
     if (!has_nan(d) && DOM_comp(&d, &d) != 1) std::abort();
     DOM_print(0x10000000, &d);
@@ -83,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
 
     RES_reset();
     fuzz_messages_to_null();
-    FLAG_reset(-9999);
+    FLAG_reset(ZMT_MISSING);
     RES_put("file_path", dir.c_str());
     if (!prior.empty()) RES_put("stat_prior", prior.c_str());
 

@@ -21,6 +21,7 @@
 #include "env/dates.h"
 #include "env/files.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "fuzz/fuzz_support.h"
 
@@ -178,7 +179,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
 
     std::string files;
     for (const std::string& n : name_lines) files += (files.empty() ? "" : "\n") + n;
-    if (!files.empty()) RES_new(-9999, "filename", files.c_str(), RES_LIST);
+    if (!files.empty()) RES_new(ZMT_MISSING, "filename", files.c_str(), RES_LIST);
     FILE_first(&date);
     for (int k = 0; k < 64 && FILE_get_next(out); ++k) check_name(out);
     (void)FILE_get_num_file();

@@ -9,12 +9,11 @@
 #include "env/colors.h"
 #include "env/files.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "graphics/graphics.h"
 
 namespace {
-
-constexpr int UNSET = -9999;
 
 struct GphState {
     int ws_open = 0;        // workstation open
@@ -32,10 +31,10 @@ struct GphState {
 GphState gs;
 
 bool set(int value) {
-    return value != UNSET;
+    return value != ZMT_MISSING;
 }
 bool set(float value) {
-    return value != static_cast<float>(UNSET);
+    return value != static_cast<float>(ZMT_MISSING);
 }
 
 }  // namespace
@@ -53,11 +52,11 @@ int GPH_begin(int* id, const char* connection, int* type) {
     gs.wk_type = *type;
     if (gs.ws_open) return 0;
     if (gopen_gks(nullptr) != 0) {
-        MESS_print(0x30, "GPH_begin: Error opening Kernel System\n");
+        MESS_print(MESS_ERROR, "GPH_begin: Error opening Kernel System\n");
         ZMT_exit(4);
     }
     if (gopen_ws(*id, connection, *type) != 0) {
-        MESS_print(0x30, "GPH_begin: Error opening workstation\n");
+        MESS_print(MESS_ERROR, "GPH_begin: Error opening workstation\n");
         ZMT_exit(4);
     }
     gs.ws_open = 1;

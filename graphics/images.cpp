@@ -198,7 +198,7 @@ void convert_for_24(Image* image, XImage* xim) {
 }
 
 void debug_ximage(const XImage* x) {
-    if (!MESS_check(0xF0000000u)) return;
+    if (!MESS_check(MESS_DEBUG)) return;
     MESS_print(MESS_DEBUG, "width: %d\n", x->width);
     MESS_print(MESS_DEBUG, "height: %d\n", x->height);
     MESS_print(MESS_DEBUG, "depth: %d\n", x->depth);

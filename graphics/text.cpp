@@ -167,7 +167,7 @@ int load_server_font(const char* name) {
     Display* d = display();
     XFontStruct* info = d && st.gc ? XLoadQueryFont(d, name + 1) : nullptr;
     if (!info) {
-        MESS_print(0xC0, "read_font: unable to load font: %s\n", name);
+        MESS_print(MESS_WARN, "read_font: unable to load font: %s\n", name);
         return -1;
     }
     if (st.font_info) XFreeFont(d, st.font_info);
@@ -193,7 +193,7 @@ int load_stroke_font(const char* name) {
     }
     st.font_type = FONT_TYPE_STROKE;
     if (!ok || gparse_font(text.data(), text.size(), &st.font) != 0) {
-        MESS_print(0xC0, "read_font: unable to load font file: %s\n", path.c_str());
+        MESS_print(MESS_WARN, "read_font: unable to load font file: %s\n", path.c_str());
         return -1;
     }
     return 0;
@@ -533,7 +533,8 @@ int gsetup_fonts() {
             read_list_file(file, LIST_FILE_MAX, false);
             std::fclose(file);
         } else {
-            MESS_print(0xC0, "gsetup_fonts: unable to load font list file: %s\n", path.c_str());
+            MESS_print(MESS_WARN, "gsetup_fonts: unable to load font list file: %s\n",
+                       path.c_str());
         }
     } else {
         int count = 0;
@@ -570,7 +571,7 @@ int gset_fontprec(const int rec[2]) {
     gnew_obj(59, 0, 2 * static_cast<int>(sizeof(int)), rec);
     if (st.fonts.empty()) return 0;
     if (n < 1 || static_cast<size_t>(n) > st.fonts.size()) {
-        MESS_print(0xC0, "gset_fontprec: invalid font id: %d\n", n);
+        MESS_print(MESS_WARN, "gset_fontprec: invalid font id: %d\n", n);
         return -1;
     }
     return read_font(st.fonts[static_cast<size_t>(n - 1)].file.c_str());

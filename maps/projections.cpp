@@ -5,6 +5,7 @@
 // computed at its first transform and kept until the projection changes; the
 // remap switches between two domains at every pixel, so MAP_domain also keeps the
 // finished state of the last few domains and restores it when one comes back.
+#include "env/missing.h"
 #include "maps/projections.h"
 
 #include <array>
@@ -22,7 +23,6 @@ constexpr float DEF_SAT_RAD4 = 31596834816.0f;
 constexpr double DEG2RAD = 0.017453292519943334;
 constexpr double RAD2DEG = 57.295779513082195;
 constexpr double MOLL_PI = 3.1415926535898;
-constexpr float UNSET = -9999.0f;
 
 Domain make_unset_domain() {
     Domain d;
@@ -35,15 +35,15 @@ Domain domain = make_unset_domain();
 float limits[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // xmin, xmax, ymin, ymax
 float tlat1 = 60.0f;
 float tlat2 = 60.0f;
-float xfactor = UNSET;
-float yfactor = UNSET;
-float mult = UNSET;
+float xfactor = ZMT_FMISSING;
+float yfactor = ZMT_FMISSING;
+float mult = ZMT_FMISSING;
 float sat_rad = DEF_SAT_RAD;
 float sat_rad2 = DEF_SAT_RAD2;
 float sat_rad4 = DEF_SAT_RAD4;
 float sat2_earth2 = static_cast<float>(DEF_SAT_RAD2 - EQ_RADIUS * EQ_RADIUS);
-float sat_ratio = UNSET;
-float earth_ratio = UNSET;
+float sat_ratio = ZMT_FMISSING;
+float earth_ratio = ZMT_FMISSING;
 float earth_ratio2 = static_cast<float>(POLAR_RADIUS * POLAR_RADIUS / (EQ_RADIUS * EQ_RADIUS));
 float sign = 1.0f;
 int grid_limit = 0;
@@ -92,29 +92,29 @@ void restore_snapshot(const Snapshot& s) {
     xfactor = s.xfactor;
     sat_ratio = s.sat_ratio;
     switch (domain.proj) {
-        case 1:
+        case MAP_PSTEREO:
             tlat1 = s.tlat1;
             sign = s.sign;
             break;
-        case 4:
+        case MAP_LAMB:
             tlat1 = s.tlat1;
             tlat2 = s.tlat2;
             sign = s.sign;
             mult = s.mult;
             break;
-        case 5:
-        case 20:
-        case 24:
-        case 25:
-        case 40:
-        case 43:
-        case 44:
+        case MAP_ORTHO:
+        case MAP_XY:
+        case MAP_CAT:
+        case MAP_XP:
+        case MAP_SKEWT:
+        case MAP_TEPH:
+        case MAP_RTEPH:
             yfactor = s.yfactor;
             break;
-        case 8:
+        case MAP_LAMBAZ:
             mult = s.mult;
             break;
-        case 9:
+        case MAP_SAT:
             tlat2 = s.tlat2;
             sat_rad = s.sat_rad;
             sat_rad2 = s.sat_rad2;
@@ -128,8 +128,8 @@ void restore_snapshot(const Snapshot& s) {
 }
 
 void no_image(float* a, float* b) {
-    *a = UNSET;
-    *b = UNSET;
+    *a = ZMT_FMISSING;
+    *b = ZMT_FMISSING;
 }
 
 // Brings a longitude into -180..180 by whole turns; 180 and -180 stay as given.
@@ -165,7 +165,7 @@ void lambert_constants() {
 }
 
 void ortho_constants() {
-    float plat = domain.plat == UNSET ? 0.0f : domain.plat;
+    float plat = domain.plat == ZMT_FMISSING ? 0.0f : domain.plat;
     xfactor = static_cast<float>(std::cos(plat * DEG2RAD));
     yfactor = static_cast<float>(std::sin(plat * DEG2RAD));
 }
@@ -177,12 +177,12 @@ void sat_constants() {
 
 // Potential temperature of a temperature in kelvin at a pressure in hPa.
 float potential_temperature(float t, float p) {
-    if (t == UNSET || p == UNSET || p <= 0.0f || t <= 0.0f) return UNSET;
+    if (t == ZMT_FMISSING || p == ZMT_FMISSING || p <= 0.0f || t <= 0.0f) return ZMT_FMISSING;
     return static_cast<float>(t * std::pow(1000.0 / p, 0.285714));
 }
 
-int sat_tran(float lat, float d, float* x, float* y) {
-    if (sat_ratio == UNSET) sat_constants();
+int sat_forward(float lat, float d, float* x, float* y) {
+    if (sat_ratio == ZMT_FMISSING) sat_constants();
     double cl, sl;
     if (domain.ext) {
         double g = std::atan(std::tan(lat * DEG2RAD) * earth_ratio2);
@@ -213,8 +213,8 @@ int sat_tran(float lat, float d, float* x, float* y) {
     return 1;
 }
 
-int sat_untran(float x, float y, float* lat, float* lon) {
-    if (sat_ratio == UNSET) sat_constants();
+int sat_inverse(float x, float y, float* lat, float* lon) {
+    if (sat_ratio == ZMT_FMISSING) sat_constants();
     if (!domain.ext) {
         double xv = x, yv = y;
         if (tlat2 == 1.0f) {
@@ -256,7 +256,7 @@ int sat_untran(float x, float y, float* lat, float* lon) {
     return 1;
 }
 
-int moll_tran(float lat, float d, float* x, float* y) {
+int moll_forward(float lat, float d, float* x, float* y) {
     double t = lat * DEG2RAD;
     double k = MOLL_PI * std::sin(lat * DEG2RAD);
     for (int i = 0; i < 15; ++i) {
@@ -275,7 +275,24 @@ int moll_tran(float lat, float d, float* x, float* y) {
     return 1;
 }
 
-int lambaz_tran(float lat, float d, float* x, float* y) {
+int moll_inverse(float x, float y, float* lat, float* lon) {
+    double v = y / R;
+    if (v < -1.0 || v > 1.0 || !std::isfinite(v)) {
+        no_image(lat, lon);
+        return 0;
+    }
+    double t = std::asin(v);
+    double w = (std::sin(2.0 * t) + 2.0 * t) / MOLL_PI;
+    if (w < -1.0 || w > 1.0) {
+        no_image(lat, lon);
+        return 0;
+    }
+    *lon = static_cast<float>(x * 90.0 / (std::cos(t) * R) + domain.plon);
+    *lat = static_cast<float>(std::asin(w) * RAD2DEG);
+    return 1;
+}
+
+int lambaz_forward(float lat, float d, float* x, float* y) {
     double sp = std::sin(domain.plat * DEG2RAD), cp = std::cos(domain.plat * DEG2RAD);
     double sl = std::sin(lat * DEG2RAD), cl = std::cos(lat * DEG2RAD);
     double cd = std::cos(d * DEG2RAD);
@@ -290,7 +307,7 @@ int lambaz_tran(float lat, float d, float* x, float* y) {
     return 1;
 }
 
-int lambaz_untran(float x, float y, float* lat, float* lon) {
+int lambaz_inverse(float x, float y, float* lat, float* lon) {
     double rho = std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
     double z = rho / (2.0 * R);
     if (z > 1.0) {
@@ -317,11 +334,220 @@ int lambaz_untran(float x, float y, float* lat, float* lon) {
     return 1;
 }
 
+// Forward (earth to projection) and inverse of each projection, side by side. A
+// forward takes the latitude and the longitude's distance `d` east of the domain's
+// longitude; both return 1, or 0 with both outputs missing where there is no image.
+
+int pstereo_forward(float lat, float d, float* x, float* y) {
+    if (xfactor == ZMT_FMISSING) stereo_constants();
+    if (sign * lat > 75.0f) lat = 75.0f * sign;
+    double rho = xfactor * std::tan((sign * lat + 90.0) / 2.0 * DEG2RAD);
+    *x = static_cast<float>(std::sin(d * DEG2RAD) * rho);
+    *y = static_cast<float>(sign * std::cos(d * DEG2RAD) * rho);
+    return 1;
+}
+
+int pstereo_inverse(float x, float y, float* lat, float* lon) {
+    if (xfactor == ZMT_FMISSING) stereo_constants();
+    double lo = (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(x, y * sign) * RAD2DEG;
+    *lon = static_cast<float>(lo + domain.plon);
+    double rho = std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
+    *lat = static_cast<float>((2.0 * std::atan(rho / xfactor) * RAD2DEG - 90.0) * sign);
+    return 1;
+}
+
+int latlon_forward(float lat, float d, float* x, float* y) {
+    if (d > 180.0f) d -= 360.0f;
+    if (d < -180.0f) d += 360.0f;
+    *x = d;
+    *y = lat;
+    return 1;
+}
+
+int latlon_inverse(float x, float y, float* lat, float* lon) {
+    float lo = x + domain.plon;
+    if (!wrap_lon(&lo)) {
+        no_image(lat, lon);
+        return 0;
+    }
+    *lon = lo;
+    *lat = y;
+    return 1;
+}
+
+int merc_forward(float lat, float d, float* x, float* y) {
+    double xv = R * (d * DEG2RAD);
+    if (xv > R * 180.0 * DEG2RAD) xv -= R * 360.0 * DEG2RAD;
+    if (xv < -R * 180.0 * DEG2RAD) xv += R * 360.0 * DEG2RAD;
+    if (lat > 89.9f) lat = 89.9f;
+    if (lat < -89.9f) lat = -89.9f;
+    *x = static_cast<float>(xv);
+    *y = static_cast<float>(-R * std::log(std::tan((45.0 - lat / 2.0) * DEG2RAD)));
+    return 1;
+}
+
+int merc_inverse(float x, float y, float* lat, float* lon) {
+    float lo = static_cast<float>(x / (R * DEG2RAD) + domain.plon);
+    if (!wrap_lon(&lo)) {
+        no_image(lat, lon);
+        return 0;
+    }
+    *lon = lo;
+    *lat = static_cast<float>(90.0 - 114.59155902616439 * std::atan(1.0 / std::exp(y / R)));
+    return 1;
+}
+
+// The longitude itself too: a distance past half a turn is taken again from the
+// longitude moved by a turn, in float, as the cone's angle needs.
+int lamb_forward(float lat, float lon, float d, float* x, float* y) {
+    if (xfactor == ZMT_FMISSING) lambert_constants();
+    if (domain.plat >= 0.0f && lat < -89.0f) lat = -89.0f;
+    if (domain.plat < 0.0f && lat > 89.0f) lat = 89.0f;
+    double rho = R * mult * std::pow(std::tan((45.0 - sign * lat / 2.0) * DEG2RAD), xfactor);
+    if (d > 180.0f) {
+        lon += -360.0f;
+        d = lon - domain.plon;
+    } else if (d < -180.0f) {
+        lon += 360.0f;
+        d = lon - domain.plon;
+    }
+    double a = xfactor * d * DEG2RAD;
+    *x = static_cast<float>(std::sin(a) * rho);
+    *y = static_cast<float>(-sign * std::cos(a) * rho);
+    return 1;
+}
+
+int lamb_inverse(float x, float y, float* lat, float* lon) {
+    if (xfactor == ZMT_FMISSING) lambert_constants();
+    // A southern cone through two different true latitudes comes out with a
+    // negative cone constant and multiplier, which makes the forward's rho
+    // negative. The plain inverse then takes a fractional power of a negative
+    // ratio and gives no number at all, so the radius and the angle are taken
+    // with that sign. For every other cone this is the plain inverse.
+    double flip = mult < 0.0f ? -1.0 : 1.0;
+    double a = (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(flip * x, -sign * flip * y) * RAD2DEG;
+    double rho = flip * std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
+    *lat = static_cast<float>(std::atan(std::pow(rho / (mult * 63.7122), 1.0 / xfactor)) *
+                                  (sign + sign) * -57.295779513082195 +
+                              sign * 90.0);
+    *lon = static_cast<float>(a / xfactor + domain.plon);
+    return 1;
+}
+
+int ortho_forward(float lat, float d, float* x, float* y) {
+    if (xfactor == ZMT_FMISSING) ortho_constants();
+    double cl = std::cos(lat * DEG2RAD), sl = std::sin(lat * DEG2RAD);
+    double cd = std::cos(d * DEG2RAD);
+    double c = cl * xfactor * cd + sl * yfactor;
+    if (c < 0.0) {
+        no_image(x, y);
+        return 0;
+    }
+    *x = static_cast<float>(R * std::sin(d * DEG2RAD) * cl);
+    *y = static_cast<float>(R * (-yfactor * cl * cd + xfactor * sl));
+    return 1;
+}
+
+int ortho_inverse(float x, float y, float* lat, float* lon) {
+    if (xfactor == ZMT_FMISSING) ortho_constants();
+    double m = R * R - static_cast<double>(x) * x - static_cast<double>(y) * y;
+    if (m < 0.0) {
+        no_image(lat, lon);
+        return 0;
+    }
+    double k = std::sqrt(m);
+    *lat = static_cast<float>(std::asin((k * yfactor + y * xfactor) / R) * RAD2DEG);
+    *lon = static_cast<float>(std::atan2(x, k * xfactor - y * yfactor) * RAD2DEG + domain.plon);
+    return 1;
+}
+
+// Graphs: the "latitude" is the abscissa and the "longitude" the ordinate's value;
+// "xp" turns the ordinate upside down.
+int graph_forward(float a, float b, float* x, float* y) {
+    *x = limits[0] + (a - limits[0]) * xfactor;
+    if (domain.proj == MAP_XP)
+        *y = limits[2] + (limits[2] - b) * yfactor;
+    else
+        *y = limits[2] + (b - limits[2]) * yfactor;
+    return 1;
+}
+
+int graph_inverse(float x, float y, float* a, float* b) {
+    *a = limits[0] + (x - limits[0]) / xfactor;
+    if (domain.proj == MAP_XP)
+        *b = limits[2] + (limits[2] - y) / yfactor;
+    else
+        *b = limits[2] + (y - limits[2]) / yfactor;
+    return 1;
+}
+
+// Angle in degrees clockwise from up, and radius.
+int polar_forward(float angle, float r, float* x, float* y) {
+    *x = static_cast<float>(std::sin(angle * DEG2RAD) * r);
+    *y = static_cast<float>(std::cos(angle * DEG2RAD) * r);
+    return 1;
+}
+
+int polar_inverse(float x, float y, float* angle, float* r) {
+    if (x == 0.0f && y == 0.0f) {
+        *angle = 0.0f;
+    } else {
+        double a = std::atan2(x, y) * RAD2DEG;
+        if (a < 0.0) a += 360.0;
+        *angle = static_cast<float>(a);
+    }
+    *r = static_cast<float>(std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y));
+    return 1;
+}
+
+// Charts whose abscissa passes as it is (a temperature, or a plain value): the
+// ordinate of value `b` at abscissa `a`. No domain, the skew-T and the tephigram
+// pass the ordinate too; screen pixels count it downwards.
+float chart_ordinate(float a, float b) {
+    switch (domain.proj) {
+        case MAP_XLOGP:
+        case MAP_EMA:
+            return static_cast<float>(-std::log(b));
+        case MAP_STUVE:
+            return static_cast<float>(-std::pow(b, 0.285714));
+        case MAP_RTEPH: {
+            // The log of the potential temperature of `a` in Celsius at pressure `b`.
+            float t = a == ZMT_FMISSING ? a : a + 273.15f;
+            float theta = potential_temperature(t, b);
+            return theta == ZMT_FMISSING ? ZMT_FMISSING : static_cast<float>(std::log(theta));
+        }
+        case MAP_PIXEL:
+            return -b;
+        default:
+            return b;
+    }
+}
+
+// The value back from ordinate `y` at abscissa `x`.
+float chart_value(float x, float y) {
+    switch (domain.proj) {
+        case MAP_XLOGP:
+        case MAP_EMA:
+            return static_cast<float>(std::exp(-y));
+        case MAP_STUVE:
+            return static_cast<float>(std::pow(-y, 3.5));
+        case MAP_RTEPH: {
+            if (x == ZMT_FMISSING) return ZMT_FMISSING;
+            double theta = std::exp(y);
+            return static_cast<float>(1000.0 * std::pow((x + 273.15) / theta, 3.5));
+        }
+        case MAP_PIXEL:
+            return -y;
+        default:
+            return y;
+    }
+}
+
 }  // namespace
 
 int MAP_domain(const Domain* in) {
     if (!in) {
-        domain.proj = DOM_MISSING;
+        domain.proj = ZMT_MISSING;
         return -1;
     }
     for (const Snapshot& s : snapshots) {
@@ -331,23 +557,23 @@ int MAP_domain(const Domain* in) {
         }
     }
     domain = *in;
-    if (domain.plat == UNSET) domain.plat = domain.clat;
-    if (domain.plon == UNSET) domain.plon = domain.clon;
+    if (domain.plat == ZMT_FMISSING) domain.plat = domain.clat;
+    if (domain.plon == ZMT_FMISSING) domain.plon = domain.clon;
     switch (domain.proj) {
-        case 1:
+        case MAP_PSTEREO:
             tlat1 = domain.plat < 0.0f ? -60.0f : 60.0f;
-            if (domain.param[0] != UNSET) tlat1 = domain.param[0];
+            if (domain.param[0] != ZMT_FMISSING) tlat1 = domain.param[0];
             break;
-        case 4:
+        case MAP_LAMB:
             tlat1 = 30.0f;
             tlat2 = 60.0f;
-            if (domain.param[0] != UNSET) {
+            if (domain.param[0] != ZMT_FMISSING) {
                 tlat1 = domain.param[0];
                 tlat2 = domain.param[1];
             }
             break;
-        case 9:
-            if (domain.param[0] == UNSET) {
+        case MAP_SAT:
+            if (domain.param[0] == ZMT_FMISSING) {
                 sat_rad = DEF_SAT_RAD;
                 sat_rad2 = DEF_SAT_RAD2;
                 sat_rad4 = DEF_SAT_RAD4;
@@ -363,8 +589,8 @@ int MAP_domain(const Domain* in) {
         default:
             break;
     }
-    xfactor = UNSET;
-    sat_ratio = UNSET;
+    xfactor = ZMT_FMISSING;
+    sat_ratio = ZMT_FMISSING;
     earth_ratio2 = static_cast<float>(POLAR_RADIUS * POLAR_RADIUS / (EQ_RADIUS * EQ_RADIUS));
     MAP_set_limits();
     take_snapshot(*in);
@@ -378,16 +604,16 @@ const Domain* MAP_get_domain(Domain* out) {
 
 int MAP_proj(int proj) {
     domain.proj = proj;
-    xfactor = UNSET;
-    sat_ratio = UNSET;
+    xfactor = ZMT_FMISSING;
+    sat_ratio = ZMT_FMISSING;
     return 0;
 }
 
 int MAP_coord(float plat, float plon) {
     domain.plat = plat;
     domain.plon = plon;
-    xfactor = UNSET;
-    sat_ratio = UNSET;
+    xfactor = ZMT_FMISSING;
+    sat_ratio = ZMT_FMISSING;
     return 0;
 }
 
@@ -411,15 +637,15 @@ int MAP_set_limits() {
     const Domain& d = domain;
     float x0 = 0.0f, y0 = 0.0f, x1 = 0.0f, y1 = 0.0f;
     switch (d.proj) {
-        case 1:
-        case 2:
-        case 3:
-        case 4:
-        case 5:
-        case 6:
-        case 7:
-        case 8:
-        case 9: {
+        case MAP_PSTEREO:
+        case MAP_LATLON:
+        case MAP_MERC:
+        case MAP_LAMB:
+        case MAP_ORTHO:
+        case MAP_GNOM:
+        case MAP_MOLL:
+        case MAP_LAMBAZ:
+        case MAP_SAT: {
             float cx = 0.0f, cy = 0.0f;
             MAP_tran_center(&cx, &cy);
             // In double from the start: nx - 1 of the lowest int has no int result,
@@ -432,9 +658,9 @@ int MAP_set_limits() {
             limits[3] = static_cast<float>(cy + half_h * d.dy);
             return 0;
         }
-        case 40:
-        case 43:
-        case 44: {
+        case MAP_SKEWT:
+        case MAP_TEPH:
+        case MAP_RTEPH: {
             xfactor = 0.0f;
             yfactor = 0.0f;
             float ya = 0.0f, xb = 0.0f;
@@ -442,21 +668,21 @@ int MAP_set_limits() {
             MAP_tran(d.clat + d.dx, d.clon + d.dy, &xb, &y1);
             x1 = xb;
             y0 = ya;
-            xfactor = UNSET;
+            xfactor = ZMT_FMISSING;
             break;
         }
-        case 23:
+        case MAP_POLAR:
             x0 = d.clat;
             y0 = d.clon;
             x1 = d.clat + d.dx;
             y1 = d.clon + d.dy;
             break;
-        case 20:
-        case 24:
-        case 25:
+        case MAP_XY:
+        case MAP_CAT:
+        case MAP_XP:
             x0 = d.clat;
             x1 = d.clat + static_cast<float>(d.nx);
-            y0 = d.proj == 25 ? -d.clon : d.clon;
+            y0 = d.proj == MAP_XP ? -d.clon : d.clon;
             y1 = y0 + static_cast<float>(d.ny);
             xfactor = static_cast<float>(d.nx) / d.dx;
             yfactor = static_cast<float>(d.ny) / d.dy;
@@ -476,116 +702,49 @@ int MAP_set_limits() {
 int MAP_tran(float lat, float lon, float* x, float* y) {
     if (!x || !y) return 0;
     const int proj = domain.proj;
-    if (proj >= 1 && proj <= 9) {
+    if (proj >= MAP_PSTEREO && proj <= MAP_SAT) {
         if (!std::isfinite(lat) || !wrap_lon(&lon)) {
             no_image(x, y);
             return 0;
         }
     }
-    float d = lon - domain.plon;
+    const float d = lon - domain.plon;
     switch (proj) {
-        case DOM_MISSING:
-        case 40:
-        case 43:
+        case ZMT_MISSING:
+        case MAP_SKEWT:
+        case MAP_TEPH:
+        case MAP_XLOGP:
+        case MAP_EMA:
+        case MAP_STUVE:
+        case MAP_RTEPH:
+        case MAP_PIXEL:
             *x = lat;
-            *y = lon;
+            *y = chart_ordinate(lat, lon);
             return 1;
-        case 1: {
-            if (xfactor == UNSET) stereo_constants();
-            if (sign * lat > 75.0f) lat = 75.0f * sign;
-            double rho = xfactor * std::tan((sign * lat + 90.0) / 2.0 * DEG2RAD);
-            *x = static_cast<float>(std::sin(d * DEG2RAD) * rho);
-            *y = static_cast<float>(sign * std::cos(d * DEG2RAD) * rho);
+        case MAP_PSTEREO:
+            return pstereo_forward(lat, d, x, y);
+        case MAP_LATLON:
+            return latlon_forward(lat, d, x, y);
+        case MAP_MERC:
+            return merc_forward(lat, d, x, y);
+        case MAP_LAMB:
+            return lamb_forward(lat, lon, d, x, y);
+        case MAP_ORTHO:
+            return ortho_forward(lat, d, x, y);
+        case MAP_GNOM:
             return 1;
-        }
-        case 2:
-            if (d > 180.0f) d -= 360.0f;
-            if (d < -180.0f) d += 360.0f;
-            *x = d;
-            *y = lat;
-            return 1;
-        case 3: {
-            double xv = R * (d * DEG2RAD);
-            if (xv > R * 180.0 * DEG2RAD) xv -= R * 360.0 * DEG2RAD;
-            if (xv < -R * 180.0 * DEG2RAD) xv += R * 360.0 * DEG2RAD;
-            if (lat > 89.9f) lat = 89.9f;
-            if (lat < -89.9f) lat = -89.9f;
-            *x = static_cast<float>(xv);
-            *y = static_cast<float>(-R * std::log(std::tan((45.0 - lat / 2.0) * DEG2RAD)));
-            return 1;
-        }
-        case 4: {
-            if (xfactor == UNSET) lambert_constants();
-            if (domain.plat >= 0.0f && lat < -89.0f) lat = -89.0f;
-            if (domain.plat < 0.0f && lat > 89.0f) lat = 89.0f;
-            double rho =
-                R * mult * std::pow(std::tan((45.0 - sign * lat / 2.0) * DEG2RAD), xfactor);
-            if (d > 180.0f) {
-                lon += -360.0f;
-                d = lon - domain.plon;
-            } else if (d < -180.0f) {
-                lon += 360.0f;
-                d = lon - domain.plon;
-            }
-            double a = xfactor * d * DEG2RAD;
-            *x = static_cast<float>(std::sin(a) * rho);
-            *y = static_cast<float>(-sign * std::cos(a) * rho);
-            return 1;
-        }
-        case 5: {
-            if (xfactor == UNSET) ortho_constants();
-            double cl = std::cos(lat * DEG2RAD), sl = std::sin(lat * DEG2RAD);
-            double cd = std::cos(d * DEG2RAD);
-            double c = cl * xfactor * cd + sl * yfactor;
-            if (c < 0.0) {
-                no_image(x, y);
-                return 0;
-            }
-            *x = static_cast<float>(R * std::sin(d * DEG2RAD) * cl);
-            *y = static_cast<float>(R * (-yfactor * cl * cd + xfactor * sl));
-            return 1;
-        }
-        case 6:
-            return 1;
-        case 7:
-            return moll_tran(lat, d, x, y);
-        case 8:
-            return lambaz_tran(lat, d, x, y);
-        case 9:
-            return sat_tran(lat, d, x, y);
-        case 20:
-        case 24:
-            *x = limits[0] + (lat - limits[0]) * xfactor;
-            *y = limits[2] + (lon - limits[2]) * yfactor;
-            return 1;
-        case 25:
-            *x = limits[0] + (lat - limits[0]) * xfactor;
-            *y = limits[2] + (limits[2] - lon) * yfactor;
-            return 1;
-        case 22:
-        case 42:
-            *x = lat;
-            *y = static_cast<float>(-std::log(lon));
-            return 1;
-        case 23:
-            *x = static_cast<float>(std::sin(lat * DEG2RAD) * lon);
-            *y = static_cast<float>(std::cos(lat * DEG2RAD) * lon);
-            return 1;
-        case 41:
-            *x = lat;
-            *y = static_cast<float>(-std::pow(lon, 0.285714));
-            return 1;
-        case 44: {
-            *x = lat;
-            float t = lat == UNSET ? lat : lat + 273.15f;
-            float theta = potential_temperature(t, lon);
-            *y = theta == UNSET ? UNSET : static_cast<float>(std::log(theta));
-            return 1;
-        }
-        case 99:
-            *x = lat;
-            *y = -lon;
-            return 1;
+        case MAP_MOLL:
+            return moll_forward(lat, d, x, y);
+        case MAP_LAMBAZ:
+            return lambaz_forward(lat, d, x, y);
+        case MAP_SAT:
+            return sat_forward(lat, d, x, y);
+        case MAP_XY:
+        case MAP_CAT:
+        case MAP_XP:
+            return graph_forward(lat, lon, x, y);
+        case MAP_POLAR:
+            return polar_forward(lat, lon, x, y);
         default:
             return 1;
     }
@@ -594,133 +753,39 @@ int MAP_tran(float lat, float lon, float* x, float* y) {
 int MAP_untran(float x, float y, float* lat, float* lon) {
     if (!lat || !lon) return 0;
     switch (domain.proj) {
-        case DOM_MISSING:
-        case 40:
-        case 43:
+        case ZMT_MISSING:
+        case MAP_SKEWT:
+        case MAP_TEPH:
+        case MAP_XLOGP:
+        case MAP_EMA:
+        case MAP_STUVE:
+        case MAP_RTEPH:
+        case MAP_PIXEL:
             *lat = x;
-            *lon = y;
+            *lon = chart_value(x, y);
             return 1;
-        case 1: {
-            if (xfactor == UNSET) stereo_constants();
-            double lo = (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(x, y * sign) * RAD2DEG;
-            *lon = static_cast<float>(lo + domain.plon);
-            double rho = std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
-            *lat = static_cast<float>((2.0 * std::atan(rho / xfactor) * RAD2DEG - 90.0) * sign);
-            return 1;
-        }
-        case 2: {
-            float lo = x + domain.plon;
-            if (!wrap_lon(&lo)) {
-                no_image(lat, lon);
-                return 0;
-            }
-            *lon = lo;
-            *lat = y;
-            return 1;
-        }
-        case 3: {
-            float lo = static_cast<float>(x / (R * DEG2RAD) + domain.plon);
-            if (!wrap_lon(&lo)) {
-                no_image(lat, lon);
-                return 0;
-            }
-            *lon = lo;
-            *lat = static_cast<float>(90.0 - 114.59155902616439 * std::atan(1.0 / std::exp(y / R)));
-            return 1;
-        }
-        case 4: {
-            if (xfactor == UNSET) lambert_constants();
-            // A southern cone through two different true latitudes comes out with a
-            // negative cone constant and multiplier, which makes the forward's rho
-            // negative. The plain inverse then takes a fractional power of a negative
-            // ratio and gives no number at all, so the radius and the angle are taken
-            // with that sign. For every other cone this is the plain inverse.
-            double flip = mult < 0.0f ? -1.0 : 1.0;
-            double a =
-                (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(flip * x, -sign * flip * y) * RAD2DEG;
-            double rho = flip * std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
-            *lat = static_cast<float>(std::atan(std::pow(rho / (mult * 63.7122), 1.0 / xfactor)) *
-                                          (sign + sign) * -57.295779513082195 +
-                                      sign * 90.0);
-            *lon = static_cast<float>(a / xfactor + domain.plon);
-            return 1;
-        }
-        case 5: {
-            if (xfactor == UNSET) ortho_constants();
-            double m = R * R - static_cast<double>(x) * x - static_cast<double>(y) * y;
-            if (m < 0.0) {
-                no_image(lat, lon);
-                return 0;
-            }
-            double k = std::sqrt(m);
-            *lat = static_cast<float>(std::asin((k * yfactor + y * xfactor) / R) * RAD2DEG);
-            *lon = static_cast<float>(std::atan2(x, k * xfactor - y * yfactor) * RAD2DEG +
-                                      domain.plon);
-            return 1;
-        }
-        case 7: {
-            double v = y / R;
-            if (v < -1.0 || v > 1.0 || !std::isfinite(v)) {
-                no_image(lat, lon);
-                return 0;
-            }
-            double t = std::asin(v);
-            double w = (std::sin(2.0 * t) + 2.0 * t) / MOLL_PI;
-            if (w < -1.0 || w > 1.0) {
-                no_image(lat, lon);
-                return 0;
-            }
-            *lon = static_cast<float>(x * 90.0 / (std::cos(t) * R) + domain.plon);
-            *lat = static_cast<float>(std::asin(w) * RAD2DEG);
-            return 1;
-        }
-        case 8:
-            return lambaz_untran(x, y, lat, lon);
-        case 9:
-            return sat_untran(x, y, lat, lon);
-        case 20:
-        case 24:
-            *lat = limits[0] + (x - limits[0]) / xfactor;
-            *lon = limits[2] + (y - limits[2]) / yfactor;
-            return 1;
-        case 25:
-            *lat = limits[0] + (x - limits[0]) / xfactor;
-            *lon = limits[2] + (limits[2] - y) / yfactor;
-            return 1;
-        case 22:
-        case 42:
-            *lat = x;
-            *lon = static_cast<float>(std::exp(-y));
-            return 1;
-        case 23:
-            if (x == 0.0f && y == 0.0f) {
-                *lat = 0.0f;
-            } else {
-                double a = std::atan2(x, y) * RAD2DEG;
-                if (a < 0.0) a += 360.0;
-                *lat = static_cast<float>(a);
-            }
-            *lon = static_cast<float>(
-                std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y));
-            return 1;
-        case 41:
-            *lat = x;
-            *lon = static_cast<float>(std::pow(-y, 3.5));
-            return 1;
-        case 44: {
-            *lat = x;
-            if (x == UNSET) {
-                *lon = UNSET;
-                return 1;
-            }
-            double p = std::exp(y);
-            *lon = static_cast<float>(1000.0 * std::pow((x + 273.15) / p, 3.5));
-            return 1;
-        }
-        case 99:
-            *lat = x;
-            *lon = -y;
-            return 1;
+        case MAP_PSTEREO:
+            return pstereo_inverse(x, y, lat, lon);
+        case MAP_LATLON:
+            return latlon_inverse(x, y, lat, lon);
+        case MAP_MERC:
+            return merc_inverse(x, y, lat, lon);
+        case MAP_LAMB:
+            return lamb_inverse(x, y, lat, lon);
+        case MAP_ORTHO:
+            return ortho_inverse(x, y, lat, lon);
+        case MAP_MOLL:
+            return moll_inverse(x, y, lat, lon);
+        case MAP_LAMBAZ:
+            return lambaz_inverse(x, y, lat, lon);
+        case MAP_SAT:
+            return sat_inverse(x, y, lat, lon);
+        case MAP_XY:
+        case MAP_CAT:
+        case MAP_XP:
+            return graph_inverse(x, y, lat, lon);
+        case MAP_POLAR:
+            return polar_inverse(x, y, lat, lon);
         default:
             return 1;
     }
@@ -732,7 +797,7 @@ int MAP_tran_center(float* x, float* y) {
 
 int MAP_grid_tran(float i, float j, float* x, float* y) {
     if (!x || !y) return 0;
-    if (i == UNSET) {
+    if (i == ZMT_FMISSING) {
         no_image(x, y);
         return -1;
     }
@@ -743,7 +808,7 @@ int MAP_grid_tran(float i, float j, float* x, float* y) {
 
 int MAP_grid_untran(float x, float y, float* i, float* j) {
     if (!i || !j) return 0;
-    if (x == UNSET) {
+    if (x == ZMT_FMISSING) {
         no_image(i, j);
         return -1;
     }
@@ -753,7 +818,7 @@ int MAP_grid_untran(float x, float y, float* i, float* j) {
 }
 
 int MAP_in_grid_domain(float x, float y) {
-    if (domain.proj == DOM_MISSING) return 1;
+    if (domain.proj == ZMT_MISSING) return 1;
     float mx = 3.0f * domain.dx, my = 3.0f * domain.dy;
     return x >= limits[0] - mx && x <= limits[1] + mx && y >= limits[2] - my && y <= limits[3] + my;
 }
@@ -767,7 +832,7 @@ int MAP_domain_tran(const Domain* from, const Domain* to, float x, float y, floa
         return 1;
     }
     Domain saved = domain;
-    float lat = UNSET, lon = UNSET;
+    float lat = ZMT_FMISSING, lon = ZMT_FMISSING;
     MAP_domain(from);
     int ok = MAP_untran(x, y, &lat, &lon);
     MAP_domain(to);
@@ -791,9 +856,9 @@ int MAP_get_plot_limit() {
 
 float MAP_factor(float lat) {
     switch (domain.proj) {
-        case 1:
+        case MAP_PSTEREO:
             return static_cast<float>(1.866 / (std::sin(lat * DEG2RAD) + 1.0));
-        case 4:
+        case MAP_LAMB:
             return domain.param[2];
         default:
             return 1.0f;
@@ -802,7 +867,7 @@ float MAP_factor(float lat) {
 
 float MAP_dir_adj(float direction, float x, float y) {
     switch (domain.proj) {
-        case 1: {
+        case MAP_PSTEREO: {
             float s = domain.plat < 0.0f ? 1.0f : -1.0f;
             if (x == 0.0f && y == 0.0f)
                 return s > 0.0f ? direction + domain.plon : direction - domain.plon;
@@ -810,17 +875,18 @@ float MAP_dir_adj(float direction, float x, float y) {
                 return static_cast<float>(direction + std::atan2(x, -y) * -57.295779513082195);
             return static_cast<float>(direction + std::atan2(x, y) * 57.295779513082195);
         }
-        case 4:
-            if (xfactor == UNSET) lambert_constants();
+        case MAP_LAMB:
+            if (xfactor == ZMT_FMISSING) lambert_constants();
             return static_cast<float>(direction + std::atan2(x, -sign * y) * -57.295779513082195);
-        case 9: {
+        case MAP_SAT: {
             float lat, lon;
-            if (MAP_untran(x, y, &lat, &lon) != 1) return UNSET;
+            if (MAP_untran(x, y, &lat, &lon) != 1) return ZMT_FMISSING;
             float lat2 = static_cast<float>(lat + std::cos(direction * DEG2RAD) / 111.195);
             float lon2 = static_cast<float>(lon + std::sin(direction * DEG2RAD) /
                                                       (std::cos(lat * DEG2RAD) * 111.195));
             float x2, y2;
-            if (MAP_tran(lat2, lon2, &x2, &y2) != 1 || x2 == UNSET || y2 == UNSET) return UNSET;
+            if (MAP_tran(lat2, lon2, &x2, &y2) != 1 || x2 == ZMT_FMISSING || y2 == ZMT_FMISSING)
+                return ZMT_FMISSING;
             return static_cast<float>(std::atan2(x2 - x, y2 - y) * RAD2DEG);
         }
         default:

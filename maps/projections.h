@@ -6,6 +6,32 @@
 
 #include "env/domains.h"
 
+// Projection codes of Domain.proj, with the word a domain text names each by.
+constexpr int MAP_PSTEREO = 1;  // "pstereo": polar stereographic
+constexpr int MAP_LATLON = 2;   // "latlon": cylindrical equidistant
+constexpr int MAP_MERC = 3;     // "merc": Mercator
+constexpr int MAP_LAMB = 4;     // "lamb": Lambert conformal
+constexpr int MAP_ORTHO = 5;    // "ortho": orthographic
+constexpr int MAP_GNOM = 6;     // "gnom": gnomonic, no transform
+constexpr int MAP_MOLL = 7;     // "moll": Mollweide
+constexpr int MAP_LAMBAZ = 8;   // "lambaz": Lambert azimuthal equal area
+constexpr int MAP_SAT = 9;      // "sat": geostationary view
+constexpr int MAP_XY = 20;      // "xy": plain graph
+constexpr int MAP_XZ = 21;      // "xz": no transform
+constexpr int MAP_XLOGP = 22;   // "xlogp": log ordinate
+constexpr int MAP_POLAR = 23;   // "polar": polar graph
+constexpr int MAP_CAT = 24;     // "cat": plain graph
+constexpr int MAP_XP = 25;      // "xp": graph with inverted ordinate
+constexpr int MAP_SKEWT = 40;   // "skewt"
+constexpr int MAP_STUVE = 41;   // "stuve"
+constexpr int MAP_EMA = 42;     // "ema": emagram, log ordinate
+constexpr int MAP_TEPH = 43;    // "teph": tephigram
+constexpr int MAP_RTEPH = 44;   // "rteph": rotated tephigram
+constexpr int MAP_ZOOM = 50;    // "zoom": no projection, handled by the caller
+constexpr int MAP_SIZE = 51;    // "size": no projection, handled by the caller
+constexpr int MAP_PIXEL = 99;   // "pixel": screen pixels
+// ZMT_MISSING ("miss") is no domain: the identity.
+
 // Makes a copy of `domain` current; an absent domain sets the identity and gives -1.
 int MAP_domain(const Domain* domain);
 // Copies the current domain to `domain` if given; returns the current domain.

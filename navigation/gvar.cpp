@@ -11,6 +11,7 @@
 #include "app/sat_params.h"
 #include "env/domains.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "env/tables.h"
 #include "formats/image.h"
@@ -26,8 +27,6 @@ constexpr double kAeBe2 = 1.0067391845079678;
 constexpr double kEcc2 = 0.006739184507967844;
 constexpr double kRe = 6378.388;
 constexpr double kOrbit = 42164.365;
-constexpr double kMissing = -9999.0;
-constexpr float kFMissing = -9999.0f;
 
 // Instrument constants, imager then sounder.
 constexpr std::array<float, 2> kIncMax = {6136.0f, 2805.0f};
@@ -329,7 +328,7 @@ int gpoint(double lat, double lon, double* elev, double* scan) {
     double f[3] = {rr * std::cos(lon), rr * std::sin(lon), sl * k};
     double ft[3] = {f[0] - xs[0], f[1] - xs[1], f[2] - xs[2]};
     if (f[0] * ft[0] + f[1] * ft[1] + kAeBe2 * f[2] * ft[2] > 0.0) {
-        *elev = *scan = kMissing;
+        *elev = *scan = ZMT_DMISSING;
         return 1;
     }
     double u1 = ft[0] * bt[0] + ft[1] * bt[3] + ft[2] * bt[6];
@@ -359,7 +358,7 @@ int lpoint(double elev, double scan, double* lat, double* lon) {
     if (d < -1e-09) {
         d = 0.0;
     } else if (d < 0.0) {
-        *lat = *lon = kMissing;
+        *lat = *lon = ZMT_DMISSING;
         return 1;
     }
     double h = -(std::sqrt(d) + q2) / q1;
@@ -400,7 +399,7 @@ float scan_delta() {
 int earth2sat(float lat, float lon, float* line, float* elem) {
     double elev = 0.0, scan = 0.0;
     if (!(lat >= -90.0f && lat <= 90.0f) || gpoint(lat * kRad, lon * kRad, &elev, &scan) != 0) {
-        *line = *elem = kFMissing;
+        *line = *elem = ZMT_FMISSING;
         return -1;
     }
     elev_scan2line_pix(elev, scan, line, elem);
@@ -415,7 +414,7 @@ int sat2earth(float line, float elem, float* lat, float* lon) {
     if (instr == 1) line = (9.0f + (line + 9.0f) / 10.0f) / 10.0f;
     double rlat = 0.0, rlon = 0.0;
     if (lpoint(elev_line(instr, line), scan_angle(instr, elem), &rlat, &rlon) != 0) {
-        *lat = *lon = kFMissing;
+        *lat = *lon = ZMT_FMISSING;
         return -1;
     }
     *lat = static_cast<float>(rlat * kDeg);
@@ -435,7 +434,7 @@ int GVAR_calc_domain(Image* image) {
     dom.proj = 9;
     MAP_proj(9);
     if (SAT_params().tran_sat) {
-        float lat = kFMissing, lon = kFMissing, line = 0.0f, elem = 0.0f;
+        float lat = ZMT_FMISSING, lon = ZMT_FMISSING, line = 0.0f, elem = 0.0f;
         AREA_tran(3, &lat, &lon, &line, &elem);
         dom.plat = lat;
         dom.plon = lon;
@@ -449,17 +448,17 @@ int GVAR_calc_domain(Image* image) {
     float elem = image->width * 0.5f;
     float sat_line = 0.0f, sat_elem = 0.0f;
     AREA_line_elem(1, line, elem, &sat_line, &sat_elem);
-    MESS_print(0x80000000, "%f %f %f %f\n", line, elem, sat_line, sat_elem);
-    float lat = kFMissing, lon = kFMissing;
+    MESS_print(MESS_DEBUG_D, "%f %f %f %f\n", line, elem, sat_line, sat_elem);
+    float lat = ZMT_FMISSING, lon = ZMT_FMISSING;
     AREA_tran(1, &lat, &lon, &sat_line, &sat_elem);
-    MESS_print(0x80000000, "1: %f %f %f %f\n", sat_line, sat_elem, lat, lon);
+    MESS_print(MESS_DEBUG_D, "1: %f %f %f %f\n", sat_line, sat_elem, lat, lon);
     dom.clat = lat;
     dom.clon = lon;
     dom.nx = image->width;
     dom.ny = image->height;
     dom.dx = static_cast<float>(scan_delta() * image->xres * 421.643);
     dom.dy = static_cast<float>(elev_delta() * image->yres * 421.643);
-    MESS_print(0xF0000, "Image domain: ");
+    MESS_print(MESS_OUT2, "Image domain: ");
     DOM_print(0xF0000, &dom);
     return 0;
 }

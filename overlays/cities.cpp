@@ -16,14 +16,13 @@
 #include "env/domains.h"
 #include "env/files.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "env/tables.h"
 #include "maps/projections.h"
 
 namespace {
 
-constexpr int MISSING = -9999;
-constexpr float FMISSING = -9999.0f;
 constexpr const char* DEFAULT_FILE = "sao.cty";
 constexpr int BYTES_PER_BUCKET = 59;
 constexpr int MAX_BUCKETS = 4000;
@@ -435,7 +434,7 @@ int CTY_read(FILE* file, CityRec* rec) {
     if (!file || !rec) return -1;
     char prior[32] = "";
     *rec = CityRec{};
-    rec->lat = rec->lon = rec->elev = FMISSING;
+    rec->lat = rec->lon = rec->elev = ZMT_FMISSING;
     rec->wmo = NO_NUMBER;
     // "%20s %2s %2s %9s %31s %f %f %f %d %d\n", read by hand: a line runs on into
     // the next when it is short, as it does for fscanf, at a tenth of the cost.
@@ -452,7 +451,7 @@ int CTY_read(FILE* file, CityRec* rec) {
     if (ok) ok = in.integer(&rec->data_flag) && ++n;
     if (ok) in.skip_white();
     decode_priority(prior, rec);
-    if (rec->elev >= NO_ELEVATION) rec->elev = FMISSING;
+    if (rec->elev >= NO_ELEVATION) rec->elev = ZMT_FMISSING;
     return n;
 }
 
@@ -504,7 +503,7 @@ int CTY_store(const char* name, int mode, const Domain* domain, int priority) {
     if (domain) MAP_domain(domain);
     MESS_print(MESS_MESS, "Reading the city database file...\n");
     IdList list;
-    if (priority == MISSING) priority = CTY_get_prior();
+    if (priority == ZMT_MISSING) priority = CTY_get_prior();
     if (mode < CTY_STORE_FULL || mode > CTY_STORE_LOC) mode = CTY_STORE_LOC;
 
     CTY_free();
@@ -521,7 +520,7 @@ int CTY_store(const char* name, int mode, const Domain* domain, int priority) {
     while (CTY_read(file, &rec) >= 0) {
         if (rec.prior > priority) continue;
         if (list.count > 0 && CTY_data_cmp(list.count, list.items, &rec) < 0) continue;
-        float x = FMISSING, y = FMISSING;
+        float x = ZMT_FMISSING, y = ZMT_FMISSING;
         if (MAP_tran(rec.lat, rec.lon, &x, &y) != 1 || !MAP_in_grid_domain(x, y)) continue;
         if (!enter_station(&rec, mode, x, y)) break;
     }

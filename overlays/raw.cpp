@@ -11,14 +11,13 @@
 
 #include "env/files.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "env/scan.h"
 #include "env/tables.h"
 
 namespace {
 
-constexpr float FMISSING = -9999.0f;
-constexpr int MISSING = -9999;
 constexpr int TYPE_HEAD = 1;
 constexpr int TYPE_NO_HEAD = 99;
 constexpr int MODE_READ = 0;
@@ -52,9 +51,9 @@ struct RawFile {
     ScanCtx ctx{};
     // Identifier and position of the current line, for the values that follow.
     char id[RAW_TEXT_SIZE] = "";
-    int num_id = MISSING;
-    float lat = FMISSING;
-    float lon = FMISSING;
+    int num_id = ZMT_MISSING;
+    float lat = ZMT_FMISSING;
+    float lon = ZMT_FMISSING;
 };
 
 std::array<std::unique_ptr<RawFile>, RAW_MAX_FILES> files;
@@ -196,13 +195,13 @@ void read_line_start(RawFile* f, RawData* data) {
     char id[RAW_TEXT_SIZE] = "";
     advance(c, scanp(c, "%<79s ", id));
     copy_text(f->id, sizeof f->id, id);
-    f->num_id = MISSING;
+    f->num_id = ZMT_MISSING;
     int number = 99999;
     if (std::strlen(id) > 4) {
         id_to_wmo(id, &number);
         if (number != 99999) f->num_id = number;
     }
-    f->lat = f->lon = FMISSING;
+    f->lat = f->lon = ZMT_FMISSING;
     if (f->num_fields == 0 || f->pos_type == POS_TWO) {
         int at = 0;
         int result = scanp(c, "%!-!f %n%!-!f ", &f->lat, &at, &f->lon);
@@ -210,7 +209,7 @@ void read_line_start(RawFile* f, RawData* data) {
             advance(c, result);
         } else {
             if (f->pos_type == POS_TWO) advance(c, scanp(c, "%*s %*s "));
-            f->lat = f->lon = FMISSING;
+            f->lat = f->lon = ZMT_FMISSING;
         }
     } else if (f->pos_type == POS_ONE) {
         int result = scanp(c, "%f ", &f->lat);
@@ -218,7 +217,7 @@ void read_line_start(RawFile* f, RawData* data) {
             advance(c, result);
         } else {
             advance(c, scanp(c, "%*s "));
-            f->lat = FMISSING;
+            f->lat = ZMT_FMISSING;
         }
     }
     f->field = f->num_fields == 0 ? POS_TWO : f->pos_type;
@@ -303,8 +302,8 @@ int count_open() {
 int RAW_data_init(RawData* data) {
     if (!data) return -1;
     data->id[0] = '\0';
-    data->num_id = MISSING;
-    data->lat = data->lon = data->value = data->value2 = FMISSING;
+    data->num_id = ZMT_MISSING;
+    data->lat = data->lon = data->value = data->value2 = ZMT_FMISSING;
     data->text[0] = '\0';
     data->format[0] = '\0';
     ATTRIB_init(&data->attrib);
@@ -496,7 +495,7 @@ int RAW_dec_line(int handle, int field, RawData* data, const char* text) {
     copy_text(data->format, sizeof data->format, format.c_str());
     size_t equals = token.find('=');
     if (equals != std::string::npos) token.erase(0, equals + 1);
-    data->value = data->value2 = FMISSING;
+    data->value = data->value2 = ZMT_FMISSING;
     data->text[0] = '\0';
     if (token == "-") return 0;
     copy_text(data->text, sizeof data->text, token.c_str());

@@ -7,6 +7,7 @@
 
 #include "env/colors.h"
 #include "env/dates.h"
+#include "env/missing.h"
 
 constexpr int RAW_MAX_FILES = 5;
 constexpr int RAW_MAX_FIELDS = 75;
@@ -19,7 +20,7 @@ constexpr int RAW_FIELD_FORMAT_SIZE = 40;
 
 // Variable numbers of a read: every value of a line in turn, or none.
 constexpr int RAW_VAR_ALL = 1;
-constexpr int RAW_VAR_NONE = -9999;
+constexpr int RAW_VAR_NONE = ZMT_MISSING;
 // A value chosen by number n is variable n + RAW_VAR_BASE (values counted from 0).
 constexpr int RAW_VAR_BASE = 10;
 // Variable numbers below this are numbers; others select a field by name.

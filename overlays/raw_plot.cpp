@@ -10,6 +10,7 @@
 
 #include "env/domains.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "graphics/graphics.h"
 #include "maps/map_draw.h"
@@ -20,21 +21,20 @@
 
 namespace {
 
-constexpr float FMISSING = -9999.0f;
 constexpr int NO_PLOT = 99;
 constexpr float KNOT_KM = 1.852f;
 
 struct PlotState {
     RawAttrib base{};        // attributes of the plot, before each point's own format
     bool have_last = false;  // line mode: the point before
-    float last_x = FMISSING, last_y = FMISSING;
+    float last_x = ZMT_FMISSING, last_y = ZMT_FMISSING;
     bool draw_after = false;  // line type "post"
     int count = 0;            // points drawn by the last file
 };
 PlotState ps;
 
 bool set(float v) {
-    return v != FMISSING;
+    return v != ZMT_FMISSING;
 }
 
 void copy_text(char* out, size_t size, const char* text) {
@@ -299,11 +299,11 @@ int RAW_init_attrib(RawAttrib* a) {
     a->xoff = a->yoff = 0.0f;
     a->halign = 2;
     a->valign = 3;
-    a->min = a->max = FMISSING;
+    a->min = a->max = ZMT_FMISSING;
     a->scale = 1.0f;
     a->skip = 1;
-    a->ybar = FMISSING;
-    a->base = a->interval = FMISSING;
+    a->ybar = ZMT_FMISSING;
+    a->base = a->interval = ZMT_FMISSING;
     return 0;
 }
 
@@ -411,7 +411,7 @@ int RAW_plot_data(const RawData* d, float x, float y) {
     RAW_set_attribs(&a);
     const float v = MAP_get_vert();
     const float px = x + v * a.xoff * a.scale, py = y + v * a.yoff * a.scale;
-    MESS_print(0x20000000, "PLOT: %8.3f %8.3f %-5s %-10s %-10s %8.3f\n", static_cast<double>(px),
+    MESS_print(MESS_DEBUG_B, "PLOT: %8.3f %8.3f %-5s %-10s %-10s %8.3f\n", static_cast<double>(px),
                static_cast<double>(py), d->id, d->text, d->format, static_cast<double>(d->value));
     ps.count++;
     if (a.text[0]) {
@@ -508,7 +508,7 @@ int RAW_plot_file(const char* spec, const char* label) {
             data.lon = data.lat;
             data.lat = data.value;
         }
-        float x = FMISSING, y = FMISSING;
+        float x = ZMT_FMISSING, y = ZMT_FMISSING;
         const bool has_position = set(data.lat) && set(data.lon);
         if (!table && !has_position && !tried) {
             tried = true;  // once a file: a missing database is told once

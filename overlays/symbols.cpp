@@ -9,13 +9,13 @@
 
 #include "env/files.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "graphics/graphics.h"
 #include "maps/projections.h"
 
 namespace {
 
-constexpr float FMISSING = -9999.0f;
 constexpr double DEG2RAD = 0.017453292519943334;
 constexpr float MAX_SPEED = 300.0f;
 constexpr int SOLID = 1;
@@ -43,7 +43,7 @@ struct SymbolState {
 SymbolState sym;
 
 bool missing(float v) {
-    return v == FMISSING;
+    return v == ZMT_FMISSING;
 }
 
 void line2(float x1, float y1, float x2, float y2) {
@@ -318,7 +318,7 @@ int WX_symb_file(const char* name) {
     std::string tried;
     sym.ifile = open_on_path(name, &tried);
     if (!sym.ifile) {
-        MESS_print(0x40, "WX_symb_file: Unable to open file: %s\n", tried.c_str());
+        MESS_print(MESS_WARN_A, "WX_symb_file: Unable to open file: %s\n", tried.c_str());
         return -1;
     }
     return 0;

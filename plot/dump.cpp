@@ -9,6 +9,7 @@
 #include "env/dates.h"
 #include "env/files.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "formats/gif.h"
 #include "formats/image.h"
@@ -115,7 +116,7 @@ int PLT_dump(int frame) {
 
 int PLT_print_location(const char* event, float x, float y) {
     if (!event || std::strcmp(event, "v-Alt") != 0) return 0;
-    float lat = DOM_FMISSING, lon = DOM_FMISSING;
+    float lat = ZMT_FMISSING, lon = ZMT_FMISSING;
     MAP_untran(x, y, &lat, &lon);
     MESS_print(QUERY_LEVEL, "Lat: %6.2f Lon: %7.2f XY: %6.2f %6.2f Pixel: %6.2f %6.2f\n", lat, lon,
                x, y, xW_p(x), yW_p(y));
@@ -125,11 +126,11 @@ int PLT_print_location(const char* event, float x, float y) {
 int PLT_print_values(const char* event, float x, float y) {
     if (!event || std::strcmp(event, "v-Alt") != 0) return 0;
     PLT_print_location(event, x, y);
-    float lat = DOM_FMISSING, lon = DOM_FMISSING;
+    float lat = ZMT_FMISSING, lon = ZMT_FMISSING;
     MAP_untran(x, y, &lat, &lon);
     CityXY station{};
     if (CTY_search_loc(lat, lon, &station)) {
-        float slat = DOM_FMISSING, slon = DOM_FMISSING;
+        float slat = ZMT_FMISSING, slon = ZMT_FMISSING;
         MAP_untran(station.x, station.y, &slat, &slon);
         MESS_print(QUERY_LEVEL, "Id: %.*s Lat: %6.2f Lon: %7.2f ",
                    static_cast<int>(strnlen(station.key, sizeof station.key)), station.key, slat,

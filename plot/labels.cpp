@@ -10,6 +10,7 @@
 #include "env/colors.h"
 #include "env/dates.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "graphics/graphics.h"
 #include "plot/plot.h"
@@ -64,7 +65,7 @@ std::string date_item(char item) {
             DATE_make_label(&date, buffer);
             return buffer;
         case 'W':
-            date.hour = -9999;
+            date.hour = ZMT_MISSING;
             [[fallthrough]];
         case 'V':
             DATE_make_label_valid_time(ls.fhour, &date, buffer);

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr float M = DOM_FMISSING;
+constexpr float M = ZMT_FMISSING;
 
 class DomainTest : public ::testing::Test {
    protected:
@@ -130,7 +130,7 @@ TEST_F(DomainTest, AbsentBadAndHostileTexts) {
     for (const char* text : {"", "MiSs", static_cast<const char*>(nullptr)}) {
         Domain d;
         EXPECT_EQ(DOM_decode(text, &d), -9999);
-        EXPECT_EQ(d.proj, DOM_MISSING);
+        EXPECT_EQ(d.proj, ZMT_MISSING);
     }
     EXPECT_EQ(FLAG_get(5), 77);  // untouched by an absent text
     Domain d;
@@ -203,11 +203,11 @@ TEST_F(DomainTest, FileAndKeyFormsAndSearchRules) {
     EXPECT_FLOAT_EQ(decode("fi:mine.reg").clat, 50.0f);  // the first domain line
     EXPECT_EQ(decode(("fi:" + dir.file("mine.reg")).c_str()).proj, 1);
     int result;
-    EXPECT_EQ(decode("mine.reg:", &result).proj, DOM_MISSING);  // only loads the menu
+    EXPECT_EQ(decode("mine.reg:", &result).proj, ZMT_MISSING);  // only loads the menu
     EXPECT_EQ(result, 2);
     EXPECT_EQ(DOM_get_num_regs(), 2);
     EXPECT_STREQ(DOM_get_menu()[1].abbrev, "a1");
-    EXPECT_EQ(decode("no_such.reg:b2", &result).proj, DOM_MISSING);
+    EXPECT_EQ(decode("no_such.reg:b2", &result).proj, ZMT_MISSING);
     MESS_set(1, 0x80000000);
     testing::internal::CaptureStdout();
     char out[501];

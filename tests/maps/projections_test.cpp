@@ -306,7 +306,7 @@ TEST(Projections, GraphDomains) {
     float x, y;
 
     EXPECT_EQ(MAP_domain(nullptr), -1);  // no domain: the identity
-    EXPECT_EQ(MAP_get_proj(), DOM_MISSING);
+    EXPECT_EQ(MAP_get_proj(), ZMT_MISSING);
     EXPECT_EQ(MAP_tran(12.5f, -33.0f, &x, &y), 1);
     EXPECT_TRUE(x == 12.5f && y == -33.0f);
     EXPECT_EQ(MAP_in_grid_domain(1e9f, -1e9f), 1);
