@@ -6,11 +6,14 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
+#include <utility>
 
 #include "app/sat_params.h"
 #include "env/domains.h"
 #include "env/messages.h"
+#include "env/missing.h"
 #include "env/resources.h"
 #include "formats/area.h"
 #include "formats/image.h"
@@ -24,7 +27,6 @@ constexpr double kDeg = 57.295779513082195;
 constexpr double kTwoPi = 6.2831853071796;
 constexpr double kRe = 6378.388;
 constexpr double kRp = 6356.912;
-constexpr float kFMissing = -9999.0f;
 
 struct Orbit {
     int32_t sat_type = 0;
@@ -147,6 +149,124 @@ bool finite_pair(float a, float b) {
     return std::isfinite(a) && std::isfinite(b);
 }
 
+// The satellite's frame at the time a pixel was scanned: the unit vector to the
+// satellite, and the scan's axes (R and T across, S along the spin axis). Moves the
+// spin axis by its precession and leaves the satellite's position in `sat` and
+// `sp_sat`, as the transforms that follow expect.
+struct SpinFrame {
+    std::array<double, 3> u_sat, R, T, S;
+    double radius;
+};
+
+SpinFrame spin_frame(float line, float elem) {
+    ScanDerived& s = scan;
+    std::array<double, 3>& A = s.spin_ax;
+    int scan_no = scan_of(line);
+    float f =
+        static_cast<float>((g_nav.deg_elem / 360.0) * ((elem - 1.0) / (g_nav.num_elem - 1.0)));
+    float hrs =
+        static_cast<float>((f + static_cast<float>(scan_no)) * g_nav.spin_rate + sat_time.hours);
+    double ptot = hrs * g_nav.prec_rate;
+    double gamma = (hrs * gamma_dot + gamma_init) * s.rad_per_elem;
+    double earth = hrs * 0.26251617076855077;
+    double sg = std::sin(gamma), cg = std::cos(gamma);
+    double sea = std::sin(earth), cea = std::cos(earth);
+
+    AreaTime now{sat_time.date, hrs};
+    AREA_pos(&now, 0, sat.data());
+    sphere_cvt(1, sat.data(), sp_sat.data());
+    SpinFrame fr;
+    fr.radius = sp_sat[2];
+    fr.u_sat = {sat[0] / fr.radius, sat[1] / fr.radius, sat[2] / fr.radius};
+    const std::array<double, 3>& u_sat = fr.u_sat;
+
+    // Precession of the spin axis; nothing moves while the rate is zero.
+    double p = std::sqrt(1.0 / ((A[0] / A[2]) * (A[0] / A[2]) + 1.0));
+    double a2 = -A[0] * p / A[2];
+    double bv[3] = {a2 * A[1], A[2] * p - A[0] * a2, -A[1] * p};
+    double sp = std::sin(s.prec), cp = std::cos(s.prec);
+    double c[3] = {sp * bv[0] + cp * p, sp * bv[1], sp * bv[2] + cp * a2};
+    double st = std::sin(ptot), ctt = std::cos(ptot);
+    for (int k = 0; k < 3; ++k) A[k] = st * c[k] + ctt * A[k];
+
+    std::array<double, 3>& S = fr.S;
+    std::array<double, 3>& R = fr.R;
+    std::array<double, 3>& T = fr.T;
+    S = {A[1] * sea + A[0] * cea, A[1] * cea - A[0] * sea, A[2]};
+    double su = S[0] * u_sat[0] + S[1] * u_sat[1] + S[2] * u_sat[2];
+    double v[3] = {u_sat[0] - S[0] * su, u_sat[1] - S[1] * su, u_sat[2] - S[2] * su};
+    double vn = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+    R = {-v[0] / vn, -v[1] / vn, -v[2] / vn};
+    T = {R[2] * S[1] - S[2] * R[1], S[2] * R[0] - S[0] * R[2], S[0] * R[1] - S[1] * R[0]};
+    // The second line uses the value the first just stored, as the model has it.
+    for (int k = 0; k < 3; ++k) {
+        R[k] = cg * R[k] - sg * T[k];
+        T[k] = cg * T[k] + sg * R[k];
+    }
+    return fr;
+}
+
+// Mode 1: the earth point seen along the pixel's direction (line angle sines and
+// cosines sl, cl; element angle se, ce), where the ray meets the ellipsoid raised
+// by the atmosphere's height. 0, or -1 with both outputs missing.
+int spin_pixel_to_earth(const SpinFrame& fr, double sl, double cl, double se, double ce, float* lat,
+                        float* lon) {
+    std::array<double, 3>& pt = scan.pt_vec;
+    const std::array<double, 6>& ra = scan.rot_ax;
+    double d[3] = {cl * ra[0] - sl * ra[1], cl * ra[2] - sl * ra[3], cl * ra[4] - sl * ra[5]};
+    double tv[3] = {se * d[1] + ce * d[0], ce * d[1] - se * d[0], d[2]};
+    for (int k = 0; k < 3; ++k) pt[k] = tv[0] * fr.R[k] + tv[1] * fr.T[k] + tv[2] * fr.S[k];
+    double a = atms_hght + kRe;
+    double b2 = (atms_hght + kRp) * (atms_hght + kRp);
+    double kk = b2 / (a * a);
+    double q = (1.0 - kk) * pt[2] * pt[2] + kk;
+    double m = 2.0 * (pt[2] * sat[2] + (pt[1] * sat[1] + pt[0] * sat[0]) * kk);
+    double D = -4.0 * q * (sat[2] * sat[2] + (sat[1] * sat[1] + sat[0] * sat[0]) * kk - b2) + m * m;
+    if (!(D >= 1.0)) {
+        *lat = *lon = ZMT_FMISSING;
+        return -1;
+    }
+    double h = (m + std::sqrt(D)) / (-2.0 * q);
+    for (int k = 0; k < 3; ++k) sat[k] += h * pt[k];
+    float la = static_cast<float>(
+        geolat(2, std::atan2(sat[2], std::sqrt(sat[1] * sat[1] + sat[0] * sat[0])) * kDeg));
+    float lo = static_cast<float>(std::atan2(sat[1], sat[0]) * kDeg);
+    if (!finite_pair(la, lo)) {
+        *lat = *lon = ZMT_FMISSING;
+        return -1;
+    }
+    *lat = la;
+    *lon = lo;
+    return 0;
+}
+
+// Modes 2 and 3: the line and element at which the scan sees `pt_vec`. Returns
+// whether the line moved to another scan, which asks for another round.
+bool spin_point_to_pixel(const SpinFrame& fr, float* line, float* elem) {
+    ScanDerived& s = scan;
+    const std::array<double, 3>& pt = s.pt_vec;
+    const std::array<double, 6>& ra = s.rot_ax;
+    const std::array<double, 3>& R = fr.R;
+    const std::array<double, 3>& T = fr.T;
+    const std::array<double, 3>& S = fr.S;
+    double dv[3] = {pt[0] - sat[0], pt[1] - sat[1], pt[2] - sat[2]};
+    double dn = std::sqrt(dv[0] * dv[0] + dv[1] * dv[1] + dv[2] * dv[2]);
+    for (double& x : dv) x /= dn;
+    double X = dv[0] * R[0] + dv[1] * R[1] + dv[2] * R[2];
+    double Y = dv[0] * T[0] + dv[1] * T[1] + dv[2] * T[2];
+    double Z = dv[0] * S[0] + dv[1] * S[1] + dv[2] * S[2];
+    double angx =
+        std::atan2(Z, std::sqrt(ra[4] * ra[4] + ra[5] * ra[5] - Z * Z)) - std::atan2(ra[4], ra[5]);
+    double x = std::sin(angx) * ra[1] + std::cos(angx) * ra[0];
+    double y = std::sin(angx) * ra[3] + std::cos(angx) * ra[2];
+    double angy = std::atan2(Y, X) - std::atan2(y, x);
+
+    int prev_scan = scan_of(*line);
+    *line = static_cast<float>(g_nav.center_line - angx / s.rad_per_line);
+    *elem = static_cast<float>(s.center_elem - angy / s.rad_per_elem);
+    return scan_of(*line) != prev_scan;
+}
+
 // The spin-scan transform. `ground` forms the ground point in the first round of
 // mode 2, which AREA_tran itself never does.
 int spin_scan_tran(int mode, float* lat, float* lon, float* line, float* elem, bool ground) {
@@ -176,86 +296,18 @@ int spin_scan_tran(int mode, float* lat, float* lon, float* line, float* elem, b
         iter = 20;
     }
 
-    std::array<double, 3>& A = s.spin_ax;
     std::array<double, 3>& pt = s.pt_vec;
-    const std::array<double, 6>& ra = s.rot_ax;
     bool changed = false;
     do {
-        int scan_no = scan_of(*line);
-        float f =
-            static_cast<float>((g_nav.deg_elem / 360.0) * ((*elem - 1.0) / (g_nav.num_elem - 1.0)));
-        float hrs = static_cast<float>((f + static_cast<float>(scan_no)) * g_nav.spin_rate +
-                                       sat_time.hours);
-        double ptot = hrs * g_nav.prec_rate;
-        double gamma = (hrs * gamma_dot + gamma_init) * s.rad_per_elem;
-        double earth = hrs * 0.26251617076855077;
-        double sg = std::sin(gamma), cg = std::cos(gamma);
-        double sea = std::sin(earth), cea = std::cos(earth);
-
-        AreaTime now{sat_time.date, hrs};
-        AREA_pos(&now, 0, sat.data());
-        sphere_cvt(1, sat.data(), sp_sat.data());
-        double radius = sp_sat[2];
-        double u_sat[3] = {sat[0] / radius, sat[1] / radius, sat[2] / radius};
-
-        // Precession of the spin axis; nothing moves while the rate is zero.
-        double p = std::sqrt(1.0 / ((A[0] / A[2]) * (A[0] / A[2]) + 1.0));
-        double a2 = -A[0] * p / A[2];
-        double bv[3] = {a2 * A[1], A[2] * p - A[0] * a2, -A[1] * p};
-        double sp = std::sin(s.prec), cp = std::cos(s.prec);
-        double c[3] = {sp * bv[0] + cp * p, sp * bv[1], sp * bv[2] + cp * a2};
-        double st = std::sin(ptot), ctt = std::cos(ptot);
-        for (int k = 0; k < 3; ++k) A[k] = st * c[k] + ctt * A[k];
-
-        double S[3] = {A[1] * sea + A[0] * cea, A[1] * cea - A[0] * sea, A[2]};
-        double su = S[0] * u_sat[0] + S[1] * u_sat[1] + S[2] * u_sat[2];
-        double v[3] = {u_sat[0] - S[0] * su, u_sat[1] - S[1] * su, u_sat[2] - S[2] * su};
-        double vn = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-        double R[3] = {-v[0] / vn, -v[1] / vn, -v[2] / vn};
-        double T[3] = {R[2] * S[1] - S[2] * R[1], S[2] * R[0] - S[0] * R[2],
-                       S[0] * R[1] - S[1] * R[0]};
-        // The second line uses the value the first just stored, as the model has it.
-        for (int k = 0; k < 3; ++k) {
-            R[k] = cg * R[k] - sg * T[k];
-            T[k] = cg * T[k] + sg * R[k];
-        }
-
-        if (mode == 1) {
-            double d[3] = {cl * ra[0] - sl * ra[1], cl * ra[2] - sl * ra[3],
-                           cl * ra[4] - sl * ra[5]};
-            double tv[3] = {se * d[1] + ce * d[0], ce * d[1] - se * d[0], d[2]};
-            for (int k = 0; k < 3; ++k) pt[k] = tv[0] * R[k] + tv[1] * T[k] + tv[2] * S[k];
-            double a = atms_hght + kRe;
-            double b2 = (atms_hght + kRp) * (atms_hght + kRp);
-            double kk = b2 / (a * a);
-            double q = (1.0 - kk) * pt[2] * pt[2] + kk;
-            double m = 2.0 * (pt[2] * sat[2] + (pt[1] * sat[1] + pt[0] * sat[0]) * kk);
-            double D =
-                -4.0 * q * (sat[2] * sat[2] + (sat[1] * sat[1] + sat[0] * sat[0]) * kk - b2) +
-                m * m;
-            if (!(D >= 1.0)) {
-                *lat = *lon = kFMissing;
-                return -1;
-            }
-            double h = (m + std::sqrt(D)) / (-2.0 * q);
-            for (int k = 0; k < 3; ++k) sat[k] += h * pt[k];
-            float la = static_cast<float>(
-                geolat(2, std::atan2(sat[2], std::sqrt(sat[1] * sat[1] + sat[0] * sat[0])) * kDeg));
-            float lo = static_cast<float>(std::atan2(sat[1], sat[0]) * kDeg);
-            if (!finite_pair(la, lo)) {
-                *lat = *lon = kFMissing;
-                return -1;
-            }
-            *lat = la;
-            *lon = lo;
-            return 0;
-        }
+        const SpinFrame fr = spin_frame(*line, *elem);
+        if (mode == 1) return spin_pixel_to_earth(fr, sl, cl, se, ce, lat, lon);
 
         ++iter;
         if (mode == 2 && ground && iter == 1) {
             pt = {clat * clon, clat * slon, slat};
-            if (pt[0] * u_sat[0] + pt[1] * u_sat[1] + pt[2] * u_sat[2] < 6371.221 / radius) {
-                *line = *elem = kFMissing;
+            const std::array<double, 3>& u_sat = fr.u_sat;
+            if (pt[0] * u_sat[0] + pt[1] * u_sat[1] + pt[2] * u_sat[2] < 6371.221 / fr.radius) {
+                *line = *elem = ZMT_FMISSING;
                 return -1;
             }
             double t = (slat / clat) * (slat / clat);
@@ -265,32 +317,16 @@ int spin_scan_tran(int mode, float* lat, float* lon, float* line, float* elem, b
             for (double& x : pt) x *= scale;
         }
         if (mode == 3 && iter == 1) pt = {0.0, 0.0, 0.0};
-
-        double dv[3] = {pt[0] - sat[0], pt[1] - sat[1], pt[2] - sat[2]};
-        double dn = std::sqrt(dv[0] * dv[0] + dv[1] * dv[1] + dv[2] * dv[2]);
-        for (double& x : dv) x /= dn;
-        double X = dv[0] * R[0] + dv[1] * R[1] + dv[2] * R[2];
-        double Y = dv[0] * T[0] + dv[1] * T[1] + dv[2] * T[2];
-        double Z = dv[0] * S[0] + dv[1] * S[1] + dv[2] * S[2];
-        double angx = std::atan2(Z, std::sqrt(ra[4] * ra[4] + ra[5] * ra[5] - Z * Z)) -
-                      std::atan2(ra[4], ra[5]);
-        double x = std::sin(angx) * ra[1] + std::cos(angx) * ra[0];
-        double y = std::sin(angx) * ra[3] + std::cos(angx) * ra[2];
-        double angy = std::atan2(Y, X) - std::atan2(y, x);
-
-        int prev_scan = scan_of(*line);
-        *line = static_cast<float>(g_nav.center_line - angx / s.rad_per_line);
-        *elem = static_cast<float>(s.center_elem - angy / s.rad_per_elem);
-        changed = scan_of(*line) != prev_scan;
+        changed = spin_point_to_pixel(fr, line, elem);
     } while (iter < 20 && changed);
 
     if (mode == 2) {
         if (!finite_pair(*line, *elem)) {
-            *line = *elem = kFMissing;
+            *line = *elem = ZMT_FMISSING;
             return -1;
         }
         if (*line < 1.0f || *line > g_nav.num_lines || *elem < 1.0f || *elem > g_nav.num_elem)
-            *line = *elem = kFMissing;
+            *line = *elem = ZMT_FMISSING;
     } else {
         *lat = static_cast<float>(sp_sat[0]);
         *lon = static_cast<float>(sp_sat[1]);
@@ -421,7 +457,7 @@ double pow10_exp(int32_t e) {
 }
 
 void print_domain(const Domain& dom) {
-    MESS_print(0xF0000, "Image domain: ");
+    MESS_print(MESS_OUT2, "Image domain: ");
     DOM_print(0xF0000, &dom);
 }
 
@@ -621,12 +657,246 @@ int AREA_pos(const AreaTime* time, int flag, double* xyz) {
     return 0;
 }
 
+namespace {
+
+// Geostationary views of a navigation block are drawn at this orbit radius, in
+// units of 100 km.
+constexpr float kMsatOrbitRadius = 421.64f;
+// An MSAT image is cut from the 2500-pixel full disk; the directory places it in
+// half-resolution pixels of that disk. The sub-satellite point lies at this column:
+constexpr double kMsatDiskCentre = 1250.5;
+// and a full-disk pixel spans this much of the view's projection plane, an image
+// pixel half as much.
+constexpr double kMsatDiskPixel = 0.0529848;
+constexpr double kMsatImagePixel = 0.0264924;
+// The earth's radius in 100 km that turns a spacing in km per pixel into projection
+// units. Polar stereographic blocks were written against the rounded 63.71, the
+// Mercator and Lambert blocks against 63.713; each keeps its own so that images
+// land on the same pixels as the files' makers put them.
+constexpr double kEarthRadiusPs = 63.71;
+constexpr double kEarthRadius = 63.713;
+// Mollweide scale words: a block marked "PPMK" gives the radius and a scale whose
+// ratio, over this factor, is the spacing; an unmarked one gives km per pixel.
+constexpr double kMollMarkedScale = 380.344;
+constexpr double kMollSqrtHalf = 0.7071;
+constexpr double kMollUnmarkedScale = 0.62;
+
+// What every navigation type starts from: the directory's size and resolution, and
+// the image centre in the navigation's own line and element coordinates.
+struct NavFrame {
+    const int32_t* dir;
+    const int32_t* blk;
+    int32_t elements, lines;
+    float lc, ec;
+    float line_res, elem_res;
+};
+
+NavFrame nav_frame(const AreaFile& area, const int32_t* blk) {
+    NavFrame f{area.dir, blk, area.dir[9], area.dir[8], 0.0f, 0.0f, 0.0f, 0.0f};
+    AREA_line_elem(1, static_cast<float>(f.lines / 2), static_cast<float>(f.elements / 2), &f.lc,
+                   &f.ec);
+    f.line_res = static_cast<float>(area.dir[11]);
+    f.elem_res = static_cast<float>(area.dir[12]);
+    return f;
+}
+
+// A longitude word of the block, west positive in ten-thousandths.
+float east_lon(const int32_t* blk, int offset) {
+    return static_cast<float>(-static_cast<double>(word(blk, offset)) / 10000.0);
+}
+
+void print_block_words(const char* type, const char* nav_type, const int32_t* blk,
+                       const std::initializer_list<std::pair<const char*, int>>& words) {
+    MESS_print(MESS_DEBUG_A, "%s: %s\n", type, nav_type);
+    for (const auto& [name, offset] : words)
+        MESS_print(MESS_DEBUG_A, "%s: %d\n", name, word(blk, offset));
+}
+
+// The centre comes from the inverse of the domain's own projection (`untran_ok` its
+// result); a centre off the earth leaves no domain at all.
+void keep_if_sane(Domain& dom, int untran_ok) {
+    if (!projected_domain_sane(dom, untran_ok)) DOM_init(&dom);
+}
+
+void tanc_domain(Domain& dom, const AreaFile& area, const NavFrame& f) {
+    const int32_t* blk = f.blk;
+    SAT_params().tran_sat = 0;
+    dom.proj = MAP_LAMB;
+    dom.plat = static_cast<float>(word(blk, 16) / 10000.0);
+    dom.plon = east_lon(blk, 20);
+    dom.param[0] = dom.param[1] = dom.plat;
+    dom.nx = f.elements;
+    dom.ny = f.lines;
+    print_block_words(
+        "TANC", area.nav_type, blk,
+        {{"NPLINE", 4}, {"NPELEM", 8}, {"STDLAT", 16}, {"SPACE", 12}, {"NRMLON", 20}});
+    MAP_domain(&dom);
+    float s = static_cast<float>(word(blk, 12) / 1000000.0);
+    float x = static_cast<float>((word(blk, 8) / -10000.0 + f.ec) * s);
+    float y = static_cast<float>((word(blk, 4) / -10000.0 + f.lc) * s);
+    dom.dx = s * f.elem_res;
+    dom.dy = s * f.line_res;
+    keep_if_sane(dom, MAP_untran(x, -y, &dom.clat, &dom.clon));
+}
+
+void msat_domain(Image& image, const NavFrame& f) {
+    Domain& dom = image.domain;
+    const int32_t* blk = f.blk;
+    const int32_t* dir = f.dir;
+    SAT_params().tran_sat = 0;
+    dom.proj = MAP_SAT;
+    dom.plat = 0.0f;
+    dom.plon = static_cast<float>(word(blk, 24) / -10000.0);
+    dom.param[0] = kMsatOrbitRadius;
+    dom.param[1] = 1.0f;
+    dom.ext = 1;
+    dom.nx = image.width;
+    dom.ny = image.height;
+    MAP_domain(&dom);
+    double a = word(blk, 12), b = word(blk, 16), c = word(blk, 20);
+    double x =
+        ((dir[6] - 1.0 + f.elements * 0.5 * dir[12]) * -0.5 + kMsatDiskCentre) * kMsatDiskPixel;
+    double y = (c - (b + (dir[5] - 1.0 + f.lines * 0.5 * dir[11]) * 0.5 - a)) * kMsatDiskPixel;
+    int ok = MAP_untran(static_cast<float>(x), static_cast<float>(y), &dom.clat, &dom.clon);
+    dom.dx = static_cast<float>(dir[12] * kMsatImagePixel);
+    dom.dy = static_cast<float>(dir[11] * kMsatImagePixel);
+    keep_if_sane(dom, ok);
+}
+
+// Projection, centre and size shared by the remaining types. A geostationary view
+// under satellite navigation is centred on the sub-satellite point.
+void start_domain(Domain& dom, const NavFrame& f, int proj, float clat, float clon) {
+    dom.proj = proj;
+    MAP_proj(proj);
+    if (proj == MAP_SAT && SAT_params().tran_sat) {
+        float line = 0.0f, elem = 0.0f;
+        AREA_tran(3, &clat, &clon, &line, &elem);
+    }
+    dom.plat = clat;
+    dom.plon = clon;
+    MAP_coord(clat, clon);
+    dom.nx = f.elements;
+    dom.ny = f.lines;
+}
+
+// GOES: the centre by the satellite navigation, the spacing from the points ten
+// pixels to the left of it and ten lines below.
+void goes_domain(Domain& dom, const NavFrame& f) {
+    start_domain(dom, f, MAP_SAT, ZMT_FMISSING, ZMT_FMISSING);
+    float lat0 = ZMT_FMISSING, lon0 = ZMT_FMISSING, x0 = 0.0f, y0 = 0.0f;
+    float l = f.lc, e = f.ec;
+    AREA_tran(1, &lat0, &lon0, &l, &e);
+    dom.clat = lat0;
+    dom.clon = lon0;
+    MAP_tran(lat0, lon0, &x0, &y0);
+    float lat1 = ZMT_FMISSING, lon1 = ZMT_FMISSING, x1 = 0.0f, y1 = 0.0f;
+    AREA_line_elem(1, static_cast<float>(f.lines / 2), static_cast<float>(f.elements / 2 - 10), &l,
+                   &e);
+    AREA_tran(1, &lat1, &lon1, &l, &e);
+    MAP_tran(lat1, lon1, &x1, &y1);
+    dom.dx = (x0 - x1) / 10.0f;
+    float lat2 = ZMT_FMISSING, lon2 = ZMT_FMISSING, x2 = 0.0f, y2 = 0.0f;
+    AREA_line_elem(1, static_cast<float>(f.lines / 2 + 10), static_cast<float>(f.elements / 2), &l,
+                   &e);
+    AREA_tran(1, &lat2, &lon2, &l, &e);
+    MAP_tran(lat2, lon2, &x2, &y2);
+    dom.dy = (y0 - y2) / 10.0f;
+}
+
+// The scaled projections: `s` projection units per pixel, the block's pole or
+// origin at line word 4 and element word 8. Returns MAP_untran's result.
+int place_scaled(Domain& dom, const NavFrame& f, float s) {
+    float x = (f.ec - static_cast<float>(word(f.blk, 8))) * s;
+    float y = (f.lc - static_cast<float>(word(f.blk, 4))) * s;
+    MAP_domain(&dom);
+    dom.dx = s * f.elem_res;
+    dom.dy = s * f.line_res;
+    return MAP_untran(x, -y, &dom.clat, &dom.clon);
+}
+
+void ps_domain(Domain& dom, const AreaFile& area, const NavFrame& f) {
+    const int32_t* blk = f.blk;
+    start_domain(dom, f, MAP_PSTEREO, static_cast<float>(word(blk, 12) / 10000.0),
+                 east_lon(blk, 20));
+    SAT_params().tran_sat = 0;
+    dom.param[0] = dom.plat;
+    print_block_words("PS", area.nav_type, blk,
+                      {{"NPLINE", 4},
+                       {"NPELEM", 8},
+                       {"STDLAT", 12},
+                       {"SPACE", 16},
+                       {"NRMLON", 20},
+                       {"EQURAD", 24},
+                       {"ECCENT", 28}});
+    keep_if_sane(
+        dom,
+        place_scaled(dom, f, static_cast<float>(word(blk, 16) * kEarthRadiusPs / word(blk, 24))));
+}
+
+void merc_domain(Domain& dom, const NavFrame& f) {
+    start_domain(dom, f, MAP_MERC, 0.0f, east_lon(f.blk, 20));
+    SAT_params().tran_sat = 0;
+    keep_if_sane(
+        dom,
+        place_scaled(dom, f, static_cast<float>(word(f.blk, 16) * kEarthRadius / word(f.blk, 24))));
+}
+
+void lamb_domain(Domain& dom, const NavFrame& f) {
+    const int32_t* blk = f.blk;
+    start_domain(dom, f, MAP_LAMB, static_cast<float>(word(blk, 44) / 10000.0), east_lon(blk, 24));
+    SAT_params().tran_sat = 0;
+    dom.param[0] = static_cast<float>(word(blk, 12) / 10000.0);
+    dom.param[1] = static_cast<float>(word(blk, 16) / 10000.0);
+    keep_if_sane(
+        dom,
+        place_scaled(dom, f, static_cast<float>(word(blk, 20) * kEarthRadius / word(blk, 28))));
+}
+
+void moll_domain(Domain& dom, const NavFrame& f) {
+    const int32_t* blk = f.blk;
+    const float clon = east_lon(blk, 16);
+    start_domain(dom, f, MAP_MOLL, 0.0f, clon);
+    SAT_params().tran_sat = 0;
+    const unsigned char* marker = reinterpret_cast<const unsigned char*>(blk) + 56;
+    float s;
+    if (std::memcmp(marker, "PPMK", 4) == 0)
+        s = static_cast<float>((word(blk, 24) * kMollSqrtHalf / 1000.0) /
+                               (word(blk, 12) * kMollMarkedScale));
+    else
+        s = static_cast<float>(word(blk, 12) * kMollUnmarkedScale / 1000.0);
+    s *= f.elem_res;
+    int ok = place_scaled(dom, f, s);
+    // The domain keeps the block's longitude, whatever the inverse gave.
+    dom.plon = clon;
+    keep_if_sane(dom, ok);
+}
+
+// Rectilinear: spacings and origin as mantissa words with decimal exponent words.
+void rect_domain(Domain& dom, const NavFrame& f) {
+    const int32_t* blk = f.blk;
+    start_domain(dom, f, MAP_LATLON, 0.0f, 0.0f);
+    SAT_params().tran_sat = 0;
+    MAP_domain(&dom);
+    double dxr = word(blk, 20) / pow10_exp(word(blk, 52));
+    double dyr = word(blk, 24) / pow10_exp(word(blk, 56));
+    double lat0 = word(blk, 8) / pow10_exp(word(blk, 44));
+    double lon0 = -static_cast<double>(word(blk, 16)) / pow10_exp(word(blk, 48));
+    dom.dx = static_cast<float>(dxr * f.elem_res);
+    dom.dy = static_cast<float>(dyr * f.line_res);
+    float x = static_cast<float>((word(blk, 12) - f.ec) * dxr + lon0);
+    float y = static_cast<float>((word(blk, 4) - f.lc) * dyr + lat0);
+    int ok = MAP_untran(x, -y, &dom.clat, &dom.clon);
+    dom.plon = dom.clon;
+    keep_if_sane(dom, ok);
+}
+
+}  // namespace
+
 int AREA_calc_domain(Image* image, AreaFile* area) {
     Domain& dom = image->domain;
-    SatParams& params = SAT_params();
     const char* grid = RES_get("grid_domain");
     if (grid && *grid) {
-        params.tran_sat = 0;
+        SAT_params().tran_sat = 0;
         DOM_decode(grid, &dom);
         print_domain(dom);
         return 0;
@@ -636,8 +906,7 @@ int AREA_calc_domain(Image* image, AreaFile* area) {
         print_domain(dom);
         return 0;
     }
-    const int32_t* dir = area->dir;
-    NavKind kind = nav_kind(area->nav_type);
+    const NavKind kind = nav_kind(area->nav_type);
     const int32_t* blk = block_for(area, kind);
     // A type named without its block has nothing to build from.
     if (kind != NavKind::None && !blk) {
@@ -645,203 +914,40 @@ int AREA_calc_domain(Image* image, AreaFile* area) {
         return 0;
     }
     if (kind == NavKind::Gvar) {
-        dom.proj = 9;
+        dom.proj = MAP_SAT;
         GVAR_calc_domain(image);
         return 0;
     }
-    const int32_t elements = dir[9];
-    const int32_t lines = dir[8];
-    float lc = 0.0f, ec = 0.0f;
-    AREA_line_elem(1, static_cast<float>(lines / 2), static_cast<float>(elements / 2), &lc, &ec);
-    const float line_res = static_cast<float>(dir[11]);
-    const float elem_res = static_cast<float>(dir[12]);
-
-    if (kind == NavKind::Tanc) {
-        params.tran_sat = 0;
-        dom.proj = 4;
-        dom.plat = static_cast<float>(word(blk, 16) / 10000.0);
-        dom.plon = static_cast<float>(-static_cast<double>(word(blk, 20)) / 10000.0);
-        dom.param[0] = dom.param[1] = dom.plat;
-        dom.nx = elements;
-        dom.ny = lines;
-        MESS_print(0x10000000, "TANC: %s\n", area->nav_type);
-        MESS_print(0x10000000, "NPLINE: %d\n", word(blk, 4));
-        MESS_print(0x10000000, "NPELEM: %d\n", word(blk, 8));
-        MESS_print(0x10000000, "STDLAT: %d\n", word(blk, 16));
-        MESS_print(0x10000000, "SPACE: %d\n", word(blk, 12));
-        MESS_print(0x10000000, "NRMLON: %d\n", word(blk, 20));
-        MAP_domain(&dom);
-        float s = static_cast<float>(word(blk, 12) / 1000000.0);
-        float x = static_cast<float>((word(blk, 8) / -10000.0 + ec) * s);
-        float y = static_cast<float>((word(blk, 4) / -10000.0 + lc) * s);
-        dom.dx = s * elem_res;
-        dom.dy = s * line_res;
-        int ok = MAP_untran(x, -y, &dom.clat, &dom.clon);
-        if (!projected_domain_sane(dom, ok)) DOM_init(&dom);
-        print_domain(dom);
-        return 0;
-    }
-
-    if (kind == NavKind::Msat) {
-        params.tran_sat = 0;
-        dom.proj = 9;
-        dom.plat = 0.0f;
-        dom.plon = static_cast<float>(word(blk, 24) / -10000.0);
-        dom.param[0] = 421.64f;
-        dom.param[1] = 1.0f;
-        dom.ext = 1;
-        dom.nx = image->width;
-        dom.ny = image->height;
-        MAP_domain(&dom);
-        double a = word(blk, 12), b = word(blk, 16), c = word(blk, 20);
-        double x = ((dir[6] - 1.0 + elements * 0.5 * dir[12]) * -0.5 + 1250.5) * 0.0529848;
-        double y = (c - (b + (dir[5] - 1.0 + lines * 0.5 * dir[11]) * 0.5 - a)) * 0.0529848;
-        int ok = MAP_untran(static_cast<float>(x), static_cast<float>(y), &dom.clat, &dom.clon);
-        dom.dx = static_cast<float>(dir[12] * 0.0264924);
-        dom.dy = static_cast<float>(dir[11] * 0.0264924);
-        if (!projected_domain_sane(dom, ok)) DOM_init(&dom);
-        print_domain(dom);
-        return 0;
-    }
-
-    // Projection and centre of the remaining types.
-    int proj = 0;
-    float clat = kFMissing, clon = kFMissing;
+    const NavFrame f = nav_frame(*area, blk);
     switch (kind) {
+        case NavKind::Tanc:
+            tanc_domain(dom, *area, f);
+            break;
+        case NavKind::Msat:
+            msat_domain(*image, f);
+            break;
         case NavKind::Goes:
-            proj = 9;
+            goes_domain(dom, f);
             break;
         case NavKind::Ps:
-            proj = 1;
-            clat = static_cast<float>(word(blk, 12) / 10000.0);
-            clon = static_cast<float>(-static_cast<double>(word(blk, 20)) / 10000.0);
+            ps_domain(dom, *area, f);
             break;
         case NavKind::Merc:
-            proj = 3;
-            clat = 0.0f;
-            clon = static_cast<float>(-static_cast<double>(word(blk, 20)) / 10000.0);
+            merc_domain(dom, f);
             break;
         case NavKind::Lamb:
-            proj = 4;
-            clat = static_cast<float>(word(blk, 44) / 10000.0);
-            clon = static_cast<float>(-static_cast<double>(word(blk, 24)) / 10000.0);
+            lamb_domain(dom, f);
             break;
         case NavKind::Moll:
-            proj = 7;
-            clat = 0.0f;
-            clon = static_cast<float>(-static_cast<double>(word(blk, 16)) / 10000.0);
+            moll_domain(dom, f);
             break;
         case NavKind::Rect:
-            proj = 2;
-            clat = clon = 0.0f;
+            rect_domain(dom, f);
             break;
         default:
+            start_domain(dom, f, 0, ZMT_FMISSING, ZMT_FMISSING);
             break;
     }
-    dom.proj = proj;
-    MAP_proj(proj);
-    if (proj == 9 && params.tran_sat) {
-        float line = 0.0f, elem = 0.0f;
-        AREA_tran(3, &clat, &clon, &line, &elem);
-    }
-    dom.plat = clat;
-    dom.plon = clon;
-    MAP_coord(clat, clon);
-    dom.nx = elements;
-    dom.ny = lines;
-
-    if (kind == NavKind::Goes) {
-        float lat0 = kFMissing, lon0 = kFMissing, x0 = 0.0f, y0 = 0.0f;
-        float l = lc, e = ec;
-        AREA_tran(1, &lat0, &lon0, &l, &e);
-        dom.clat = lat0;
-        dom.clon = lon0;
-        MAP_tran(lat0, lon0, &x0, &y0);
-        float lat1 = kFMissing, lon1 = kFMissing, x1 = 0.0f, y1 = 0.0f;
-        AREA_line_elem(1, static_cast<float>(lines / 2), static_cast<float>(elements / 2 - 10), &l,
-                       &e);
-        AREA_tran(1, &lat1, &lon1, &l, &e);
-        MAP_tran(lat1, lon1, &x1, &y1);
-        dom.dx = (x0 - x1) / 10.0f;
-        float lat2 = kFMissing, lon2 = kFMissing, x2 = 0.0f, y2 = 0.0f;
-        AREA_line_elem(1, static_cast<float>(lines / 2 + 10), static_cast<float>(elements / 2), &l,
-                       &e);
-        AREA_tran(1, &lat2, &lon2, &l, &e);
-        MAP_tran(lat2, lon2, &x2, &y2);
-        dom.dy = (y0 - y2) / 10.0f;
-        print_domain(dom);
-        return 0;
-    }
-    if (kind == NavKind::None) {
-        print_domain(dom);
-        return 0;
-    }
-
-    params.tran_sat = 0;
-    float s = 0.0f, x = 0.0f, y = 0.0f;
-    switch (kind) {
-        case NavKind::Ps:
-            dom.param[0] = dom.plat;
-            MESS_print(0x10000000, "PS: %s\n", area->nav_type);
-            MESS_print(0x10000000, "NPLINE: %d\n", word(blk, 4));
-            MESS_print(0x10000000, "NPELEM: %d\n", word(blk, 8));
-            MESS_print(0x10000000, "STDLAT: %d\n", word(blk, 12));
-            MESS_print(0x10000000, "SPACE: %d\n", word(blk, 16));
-            MESS_print(0x10000000, "NRMLON: %d\n", word(blk, 20));
-            MESS_print(0x10000000, "EQURAD: %d\n", word(blk, 24));
-            MESS_print(0x10000000, "ECCENT: %d\n", word(blk, 28));
-            s = static_cast<float>(word(blk, 16) * 63.71 / word(blk, 24));
-            x = (ec - static_cast<float>(word(blk, 8))) * s;
-            y = (lc - static_cast<float>(word(blk, 4))) * s;
-            break;
-        case NavKind::Merc:
-            s = static_cast<float>(word(blk, 16) * 63.713 / word(blk, 24));
-            x = (ec - static_cast<float>(word(blk, 8))) * s;
-            y = (lc - static_cast<float>(word(blk, 4))) * s;
-            break;
-        case NavKind::Lamb:
-            dom.param[0] = static_cast<float>(word(blk, 12) / 10000.0);
-            dom.param[1] = static_cast<float>(word(blk, 16) / 10000.0);
-            s = static_cast<float>(word(blk, 20) * 63.713 / word(blk, 28));
-            x = (ec - static_cast<float>(word(blk, 8))) * s;
-            y = (lc - static_cast<float>(word(blk, 4))) * s;
-            break;
-        case NavKind::Moll: {
-            const unsigned char* marker = reinterpret_cast<const unsigned char*>(blk) + 56;
-            if (std::memcmp(marker, "PPMK", 4) == 0)
-                s = static_cast<float>((word(blk, 24) * 0.7071 / 1000.0) /
-                                       (word(blk, 12) * 380.344));
-            else
-                s = static_cast<float>(word(blk, 12) * 0.62 / 1000.0);
-            s *= elem_res;
-            x = (ec - static_cast<float>(word(blk, 8))) * s;
-            y = (lc - static_cast<float>(word(blk, 4))) * s;
-            break;
-        }
-        default:
-            break;
-    }
-
-    MAP_domain(&dom);
-    int ok = 0;
-    if (kind == NavKind::Rect) {
-        double dxr = word(blk, 20) / pow10_exp(word(blk, 52));
-        double dyr = word(blk, 24) / pow10_exp(word(blk, 56));
-        double lat0 = word(blk, 8) / pow10_exp(word(blk, 44));
-        double lon0 = -static_cast<double>(word(blk, 16)) / pow10_exp(word(blk, 48));
-        dom.dx = static_cast<float>(dxr * elem_res);
-        dom.dy = static_cast<float>(dyr * line_res);
-        x = static_cast<float>((word(blk, 12) - ec) * dxr + lon0);
-        y = static_cast<float>((word(blk, 4) - lc) * dyr + lat0);
-        ok = MAP_untran(x, -y, &dom.clat, &dom.clon);
-        dom.plon = dom.clon;
-    } else {
-        dom.dx = s * elem_res;
-        dom.dy = s * line_res;
-        ok = MAP_untran(x, -y, &dom.clat, &dom.clon);
-        if (kind == NavKind::Moll) dom.plon = clon;
-    }
-    if (!projected_domain_sane(dom, ok)) DOM_init(&dom);
     print_domain(dom);
     return 0;
 }
