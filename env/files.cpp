@@ -3,6 +3,7 @@
 // expanding the template for a time, by parsing a name the user typed against it,
 // or by walking back one template step at a time to the newest file on disk.
 #include "env/files.h"
+#include "env/missing.h"
 
 #include <fcntl.h>
 #include <glob.h>
@@ -22,6 +23,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "env/messages.h"
@@ -33,7 +35,6 @@
 
 namespace {
 
-constexpr int MISSING = -9999;
 constexpr size_t NAME_MAX_LEN = FILE_NAME_SIZE - 1;
 constexpr size_t KEY_SIZE = 30;
 constexpr size_t EXT_INFO_SIZE = 40;
@@ -46,55 +47,72 @@ constexpr int MAX_RUN_FILES = 10000;
 // An expansion never needs more than this; the rest is cut before it is stored.
 constexpr size_t BUILD_LIMIT = 4096;
 
-constexpr uint32_t LEVEL_KEY = 0x80000000;
-constexpr uint32_t LEVEL_DEBUG = 0xF0000000;
-constexpr uint32_t LEVEL_PATH = 0x40000000;
-constexpr uint32_t LEVEL_CONV = 0x10000000;
-
 Date missing_date() {
     Date d;
     DATE_init(&d);
     return d;
 }
 
-// Naming state.
-std::string conv;
-// The template was typed by the user (FILE_set_name_user), not read from a file: the
-// names it gives may open a pipe.
-bool conv_typed = false;
-bool sconv_typed = false;
-std::string hconv;
-std::string sconv;
-std::string shconv;
-int slate_off = MISSING;
-std::string sfilename;
-int sfilename_type = 0;
-std::string ext;
-std::array<std::array<char, KEY_SIZE>, 256> keys{};
-bool key_init = false;
-int min_size = 0;
-int rmin_size = 0;
-int late_off = MISSING;
-std::string filename;
-int filename_type = 0;
-Date file_date = missing_date();
-Date set = missing_date();
-std::string ext_info;
-int header = 0;
-int file_type = 0;
+// The naming convention in force and what the last name gave. FILE_reset clears it
+// all; FILE_restore_name_conv brings back the part FILE_save_name_conv kept.
+struct Naming {
+    // Template of data file names; loaded by FILE_set_name_user.
+    std::string conv;
+    // The template was typed by the user (FILE_set_name_user), not read from a file:
+    // the names it gives may open a pipe.
+    bool conv_typed = false;
+    // Template of header file names (FILE_hdr_set_date); FILE_set_name_user.
+    std::string hconv;
+    // Text of %e; FILE_set_name_user from the tag, parse_name from a typed name.
+    std::string ext;
+    // Texts of the key items, by key character; FILE_set_key.
+    std::array<std::array<char, KEY_SIZE>, 256> keys{};
+    bool key_init = false;  // keys cleared once; FILE_set_name_user
+    // Smallest size of an acceptable file: from the convention line
+    // (FILE_set_name_user) and as the run asks (FILE_set_min_size).
+    int min_size = 0;
+    int rmin_size = 0;
+    // Seconds between files the template's date items allow; expand and parse_name.
+    int late_off = ZMT_MISSING;
+    // The last name made or given; FILE_set_date, FILE_set_file, FILE_get_file.
+    std::string filename;
+    int filename_type = 0;  // 1: filename was given as it stands, 0: made from a date
+    // Date of filename, field by field as the template shows it; expand, parse_name.
+    Date file_date = missing_date();
+    // Fields pinned by FILE_set_time (negative: a step or cycle); read by expand.
+    Date set = missing_date();
+    std::string ext_info;  // text after a mark in a name; FILE_extract_extra_info
+    int header = 0;        // 1 while FILE_hdr_set_date names a header file
+    int file_type = 0;     // 1: names may carry extra info after a mark; FILE_set_type
+};
+Naming nm;
 
-// Selection state.
-int numfile = 0;
-char** files = nullptr;
-int file_ind = 0;
-Date first_date = missing_date();
-int num_hour = 0;
-int def_hours = 0;
-int skip = 0;
-int offset = 0;
-int secs = 0;
-int nsecs = 0;
-int run_files = 0;  // files handed out since FILE_first
+// The convention as FILE_save_name_conv kept it, for FILE_restore_name_conv.
+struct SavedNaming {
+    std::string conv;
+    bool conv_typed = false;
+    std::string hconv;
+    int late_off = ZMT_MISSING;
+    std::string filename;
+    int filename_type = 0;
+};
+SavedNaming saved;
+
+// The run of files: FILE_first sets it up, FILE_get_next steps through it.
+struct Selection {
+    int numfile = 0;                   // names of the filename resource; FILE_first, free_files
+    char** files = nullptr;            // those names, owned here; FILE_first, free_files
+    int file_ind = 0;                  // next of them; FILE_get_next
+    Date first_date = missing_date();  // date the run counts from; FILE_first
+    int num_hour = 0;                  // seconds the run spans (FILE_num_hour); FILE_first
+    int def_hours = 0;                 // default span; FILE_set_def_hours
+    int skip = 0;                      // seconds skipped between files (FILE_get_skip); FILE_first
+    int offset = 0;                    // seconds from one file to the next; FILE_first
+    int secs = 0;                      // first step of the run; FILE_first
+    int nsecs = 0;                     // step of the next file; FILE_first, FILE_get_next
+    int run_files = 0;                 // files handed out since FILE_first
+};
+Selection sel;
 
 std::string bounded(const std::string& text) {
     return text.size() > NAME_MAX_LEN ? text.substr(0, NAME_MAX_LEN) : text;
@@ -235,7 +253,7 @@ const char* path_resource(char item) {
 }
 
 std::string key_text(unsigned char key) {
-    return keys[key].data();
+    return nm.keys[key].data();
 }
 
 // The width of a %Nx item; i is on the first character after the percent sign.
@@ -266,13 +284,137 @@ std::string brace_name(const std::string& tmpl, size_t& i) {
     return name;
 }
 
-void keep_step(long long step) {
+// A field of width `step` seconds: the step between files is the least of them.
+void keep_step(int& late, long long step) {
     int s = clamp_int(step);
-    if (late_off == MISSING || s < late_off) late_off = s;
+    if (late == ZMT_MISSING || s < late) late = s;
 }
 
 bool pinned_step(int value) {
-    return value < 0 && value != MISSING;
+    return value < 0 && value != ZMT_MISSING;
+}
+
+// One date field of a name: a pinned value wins; a date without the field gives
+// `none` and leaves the kept field unknown; otherwise `pick` gives, from the date's
+// value, the value shown and the one kept in the file's date.
+template <class Show, class Pick>
+void date_field(std::string& out, int& kept, int pin, int value, const char* none, Show show,
+                Pick pick) {
+    if (pin != ZMT_MISSING) {
+        out += show(pin);
+        kept = pin;
+    } else if (value < 0) {
+        out += none;
+        kept = ZMT_MISSING;
+    } else {
+        const auto [shown, stored] = pick(value);
+        out += show(shown);
+        kept = stored;
+    }
+}
+
+std::string two_digits(int v) {
+    return format("%2.2d", v);
+}
+
+// %d: a pinned day, or the day rounded down to the width (or to the step of a
+// negative pin, which also sets the late offset).
+void expand_day(std::string& out, const Date& d, int w) {
+    bool step_form = pinned_step(nm.set.day);
+    if (nm.set.day >= 0) {
+        out += two_digits(nm.set.day);
+        nm.file_date.day = nm.set.day;
+    } else if (d.day < 0) {
+        out += "00";
+        nm.file_date.day = ZMT_MISSING;
+    } else {
+        int n = step_form ? clamp_int(std::min(-static_cast<long long>(nm.set.day), 100000LL)) : w;
+        int day = d.day / n * n;
+        out += two_digits(day);
+        nm.file_date.day = day;
+    }
+    if (step_form)
+        nm.late_off = clamp_int(-static_cast<long long>(nm.set.day) * 86400);
+    else
+        keep_step(nm.late_off, w * 86400LL);
+}
+
+// %j: the day of the year, which also fixes month and day.
+void expand_julian(std::string& out, const Date& d, int w) {
+    if (d.year < 0 || d.month < 0 || d.day < 0) {
+        out += "000";
+        nm.file_date.month = ZMT_MISSING;
+        nm.file_date.day = ZMT_MISSING;
+        nm.file_date.julian = ZMT_MISSING;
+    } else {
+        int julian = 0;
+        DATE_monday_julian(d.year, d.month, d.day, &julian);
+        out += format("%3.3d", julian);
+        nm.file_date.month = d.month;
+        nm.file_date.day = d.day;
+        nm.file_date.julian = julian;
+    }
+    keep_step(nm.late_off, w * 86400LL);
+}
+
+// %h and %n: the hour or minute, pinned, on a pinned cycle, or rounded to the width.
+void expand_clock(std::string& out, const Date& d, int w, bool hour) {
+    const int pin = hour ? nm.set.hour : nm.set.minute;
+    const int value = hour ? d.hour : d.minute;
+    int& field = hour ? nm.file_date.hour : nm.file_date.minute;
+    const long long unit = hour ? 3600 : 60;
+    if (pin >= 0) {
+        int v = pin / w * w;
+        out += two_digits(v);
+        field = v;
+        keep_step(nm.late_off, w * unit);
+    } else if (pinned_step(pin)) {
+        // -(100 B + N): a cycle of N starting at B.
+        long long code = -static_cast<long long>(pin);
+        int base = clamp_int(code / 100);
+        int n = static_cast<int>(code % 100);
+        if (n == 0) n = hour ? 24 : 60;
+        if (value < 0) {
+            out += "00";
+            field = ZMT_MISSING;
+        } else {
+            int v = clamp_int(static_cast<long long>(value) / n * n + base);
+            out += two_digits(v);
+            field = v;
+        }
+        if (hour)
+            nm.late_off = n * 3600;
+        else  // the minute step is taken from the hour pin as it stands
+            nm.late_off = clamp_int((-static_cast<long long>(nm.set.hour) % 100) * 60);
+    } else if (value < 0) {
+        out += "00";
+        field = ZMT_MISSING;
+        keep_step(nm.late_off, w * unit);
+    } else {
+        int v = value / w * w;
+        out += two_digits(v);
+        field = v;
+        keep_step(nm.late_off, w * unit);
+    }
+}
+
+// A path item (%d-like letters naming a path resource) or a key set with
+// FILE_set_key; `extracted` stands in for a path when the name is being parsed.
+void expand_named(std::string& out, const Item& item, const std::string* extracted) {
+    if (const char* res = path_resource(item.kind)) {
+        if (extracted) {
+            out += *extracted;
+        } else {
+            const char* value = RES_get(res);
+            out += value ? value : ".";
+        }
+        return;
+    }
+    std::string text = key_text(static_cast<unsigned char>(item.kind));
+    if (text.empty())
+        out += "0";
+    else
+        out += item.width_given ? text.substr(0, static_cast<size_t>(item.width)) : text;
 }
 
 // Expansion of a template for a date (see FILE_set_date).
@@ -299,138 +441,46 @@ std::string expand(const std::string& tmpl, const Date& d, const std::string* ex
                 out += '%';
                 break;
             case 'Y':
-                if (set.year != MISSING) {
-                    out += format("%4.4d", set.year);
-                    file_date.year = set.year;
-                } else if (d.year < 0) {
-                    out += "0000";
-                    file_date.year = MISSING;
-                } else {
-                    int y = d.year / w * w;
-                    out += format("%4.4d", y);
-                    file_date.year = y;
-                }
+                date_field(
+                    out, nm.file_date.year, nm.set.year, d.year, "0000",
+                    [](int v) { return format("%4.4d", v); },
+                    [w](int year) {
+                        return std::pair{year / w * w, year / w * w};
+                    });
                 break;
             case 'y':
-                if (set.year != MISSING) {
-                    out += format("%2.2d", set.year % 100);
-                    file_date.year = set.year;
-                } else if (d.year < 0) {
-                    out += "00";
-                    file_date.year = MISSING;
-                } else {
-                    int yy = d.year % 100 / w * w;
-                    out += format("%2.2d", yy);
-                    file_date.year = d.year - d.year % 100 + yy;
-                }
+                date_field(
+                    out, nm.file_date.year, nm.set.year, d.year, "00",
+                    [](int v) { return two_digits(v % 100); },
+                    [w](int year) {
+                        int yy = year % 100 / w * w;
+                        return std::pair{yy, year - year % 100 + yy};
+                    });
                 break;
             case 'm':
-                if (set.month != MISSING) {
-                    out += format("%2.2d", set.month);
-                    file_date.month = set.month;
-                } else if (d.month < 0) {
-                    out += "00";
-                    file_date.month = MISSING;
-                } else {
-                    int m = d.month / w * w;
-                    out += format("%2.2d", m);
-                    file_date.month = m;
-                }
+                date_field(out, nm.file_date.month, nm.set.month, d.month, "00", two_digits,
+                           [w](int month) {
+                               return std::pair{month / w * w, month / w * w};
+                           });
                 break;
             case 'b':
-                if (set.month != MISSING) {
-                    out += DATE_month_lower(set.month);
-                    file_date.month = set.month;
-                } else if (d.month < 0) {
-                    out += "xxx";
-                    file_date.month = MISSING;
-                } else {
-                    out += DATE_month_lower(d.month);
-                    file_date.month = d.month;
-                }
+                date_field(out, nm.file_date.month, nm.set.month, d.month, "xxx", DATE_month_lower,
+                           [](int month) {
+                               return std::pair{month, month};
+                           });
                 break;
-            case 'd': {
-                bool step_form = pinned_step(set.day);
-                if (set.day >= 0) {
-                    out += format("%2.2d", set.day);
-                    file_date.day = set.day;
-                } else if (d.day < 0) {
-                    out += "00";
-                    file_date.day = MISSING;
-                } else {
-                    int n = step_form
-                                ? clamp_int(std::min(-static_cast<long long>(set.day), 100000LL))
-                                : w;
-                    int day = d.day / n * n;
-                    out += format("%2.2d", day);
-                    file_date.day = day;
-                }
-                if (step_form)
-                    late_off = clamp_int(-static_cast<long long>(set.day) * 86400);
-                else
-                    keep_step(w * 86400LL);
+            case 'd':
+                expand_day(out, d, w);
                 break;
-            }
             case 'j':
-                if (d.year < 0 || d.month < 0 || d.day < 0) {
-                    out += "000";
-                    file_date.month = MISSING;
-                    file_date.day = MISSING;
-                    file_date.julian = MISSING;
-                } else {
-                    int julian = 0;
-                    DATE_monday_julian(d.year, d.month, d.day, &julian);
-                    out += format("%3.3d", julian);
-                    file_date.month = d.month;
-                    file_date.day = d.day;
-                    file_date.julian = julian;
-                }
-                keep_step(w * 86400LL);
+                expand_julian(out, d, w);
                 break;
             case 'h':
-            case 'n': {
-                const bool hour = item.kind == 'h';
-                const int pin = hour ? set.hour : set.minute;
-                const int value = hour ? d.hour : d.minute;
-                int& field = hour ? file_date.hour : file_date.minute;
-                const long long unit = hour ? 3600 : 60;
-                if (pin >= 0) {
-                    int v = pin / w * w;
-                    out += format("%2.2d", v);
-                    field = v;
-                    keep_step(w * unit);
-                } else if (pinned_step(pin)) {
-                    // -(100 B + N): a cycle of N starting at B.
-                    long long code = -static_cast<long long>(pin);
-                    int base = clamp_int(code / 100);
-                    int n = static_cast<int>(code % 100);
-                    if (n == 0) n = hour ? 24 : 60;
-                    if (value < 0) {
-                        out += "00";
-                        field = MISSING;
-                    } else {
-                        int v = clamp_int(static_cast<long long>(value) / n * n + base);
-                        out += format("%2.2d", v);
-                        field = v;
-                    }
-                    if (hour)
-                        late_off = n * 3600;
-                    else  // the minute step is taken from the hour pin as it stands
-                        late_off = clamp_int((-static_cast<long long>(set.hour) % 100) * 60);
-                } else if (value < 0) {
-                    out += "00";
-                    field = MISSING;
-                    keep_step(w * unit);
-                } else {
-                    int v = value / w * w;
-                    out += format("%2.2d", v);
-                    field = v;
-                    keep_step(w * unit);
-                }
+            case 'n':
+                expand_clock(out, d, w, item.kind == 'h');
                 break;
-            }
             case 'e':
-                out += ext;
+                out += nm.ext;
                 break;
             case '{': {
                 std::string name = brace_name(tmpl, i);
@@ -442,20 +492,7 @@ std::string expand(const std::string& tmpl, const Date& d, const std::string* ex
                 break;
             }
             default:
-                if (const char* res = path_resource(item.kind)) {
-                    if (extracted) {
-                        out += *extracted;
-                    } else {
-                        const char* value = RES_get(res);
-                        out += value ? value : ".";
-                    }
-                } else {
-                    std::string text = key_text(static_cast<unsigned char>(item.kind));
-                    if (text.empty())
-                        out += "0";
-                    else
-                        out += item.width_given ? text.substr(0, static_cast<size_t>(w)) : text;
-                }
+                expand_named(out, item, extracted);
                 break;
         }
     }
@@ -476,226 +513,271 @@ size_t nth_separator_from_end(const std::string& name, size_t from, size_t n) {
     return std::string::npos;
 }
 
-// Parsing of a user's name against the template (see FILE_set_file).
-std::string parse_name(const std::string& tmpl, const std::string& in) {
-    std::string out;
-    late_off = MISSING;
-    int state = 0;
-    const bool has_slash = in.find('/') != std::string::npos;
-    const bool full = FILE_fullpath(in.c_str()) != 0;
-    size_t t = 0, i = 0;
+// Where the parse of a name stands: nothing matched yet (a literal must match the
+// input or the rest is taken as it stands), after a path item or optional text
+// (literals are written out while the input is skipped), after a date field
+// (literals must match where there is input), or with the input used up.
+enum class ParseState { Start = 0, AfterPath = 1, AfterDate = 2, InputUsed = 3 };
+
+// A parse of a user's name against the template, and the module's state it fills.
+struct NameParse {
+    const std::string& tmpl;
+    const std::string& in;
+    Date& date;        // file_date: the fields read from the name
+    int& late;         // late_off: the step between files the name implies
+    std::string& ext;  // ext: taken from the name when none was set
+    bool has_slash;
+    bool full;
+    std::string out{};
+    size_t t = 0;  // position in the template
+    size_t i = 0;  // position in the input
+    ParseState state = ParseState::Start;
     bool in_brace = false;
     bool stop = false;
+};
 
-    auto rest = [&]() {
-        if (i < in.size()) out += in.substr(i);
-        i = in.size();
-        stop = true;
-    };
-    // Copies n characters of the input and reads them as a number.
-    auto take = [&](size_t n) {
-        std::string field = in.substr(std::min(i, in.size()), n);
-        out += field;
-        i += field.size();
-        return field;
-    };
-    auto time_step = [&](int pin, long long pinned_value, long long unit, int w) {
-        if (pinned_step(pin))
-            late_off = clamp_int(pinned_value);
-        else
-            keep_step(w * unit);
-    };
+// The input from here on is copied as it stands and the parse ends.
+void take_rest(NameParse& p) {
+    if (p.i < p.in.size()) p.out += p.in.substr(p.i);
+    p.i = p.in.size();
+    p.stop = true;
+}
 
-    while (t < tmpl.size() && !stop) {
-        MESS_print(LEVEL_KEY, "FILES:%s:%s:%s:%s:%s:%d\n", tmpl.c_str() + t,
-                   in.c_str() + std::min(i, in.size()), out.c_str(), ext.c_str(), in.c_str(),
-                   state);
-        char c = tmpl[t];
+// Copies n characters of the input, to be read as a field.
+std::string take(NameParse& p, size_t n) {
+    std::string field = p.in.substr(std::min(p.i, p.in.size()), n);
+    p.out += field;
+    p.i += field.size();
+    return field;
+}
+
+// The step a field implies: a negative pin's own step, else the field's width.
+void time_step(NameParse& p, int pin, long long pinned_value, long long unit, int w) {
+    if (pinned_step(pin))
+        p.late = clamp_int(pinned_value);
+    else
+        keep_step(p.late, w * unit);
+}
+
+bool is_date_item(char kind) {
+    switch (kind) {
+        case 'Y':
+        case 'y':
+        case 'b':
+        case 'm':
+        case 'd':
+        case 'h':
+        case 'n':
+        case 'j':
+            return true;
+        default:
+            return false;
+    }
+}
+
+// Characters a date item takes from the name.
+size_t date_item_size(char kind) {
+    switch (kind) {
+        case 'Y':
+            return 4;
+        case 'b':
+        case 'j':
+            return 3;
+        default:
+            return 2;
+    }
+}
+
+// Y, y, b, m, d, h, n and j: a field of the date; a field that does not read ends
+// the parse with the rest of the input.
+void parse_date_item(NameParse& p, char kind, int w) {
+    const std::string f = take(p, date_item_size(kind));
+    int v = 0;
+    if (kind == 'b') {
+        v = DATE_decode_month(f.c_str());
+        if (v == 0) return take_rest(p);
+    } else if (!field_int(f, v)) {
+        return take_rest(p);
+    }
+    Date& date = p.date;
+    switch (kind) {
+        case 'Y':
+            date.year = v;
+            break;
+        case 'y':
+            date.year = v < 50 ? v + 2000 : v + 1900;
+            break;
+        case 'b':
+        case 'm':
+            date.month = v;
+            break;
+        case 'd':
+            date.day = v;
+            time_step(p, nm.set.day, -static_cast<long long>(nm.set.day) * 86400, 86400, w);
+            break;
+        case 'h':
+            date.hour = v;
+            time_step(p, nm.set.hour, -static_cast<long long>(nm.set.hour) * 3600, 3600, w);
+            break;
+        case 'n':
+            // The day pin stands in for the minute step, as it always has.
+            date.minute = v;
+            time_step(p, nm.set.minute, -static_cast<long long>(nm.set.day) * 60, 60, w);
+            break;
+        case 'j':
+            date.julian = v;
+            DATE_julian_monday(date.year, v, &date.month, &date.day);
+            time_step(p, nm.set.day, -static_cast<long long>(nm.set.day) * 86400, 86400, w);
+            break;
+        default:
+            break;
+    }
+    p.state = ParseState::AfterDate;
+}
+
+// %e: the input up to the template's next literal is the extension, unless one is
+// set already.
+void parse_extension(NameParse& p) {
+    size_t end = p.t;
+    while (end < p.tmpl.size() && !std::strchr("%{}*", p.tmpl[end])) end++;
+    std::string literal = p.tmpl.substr(p.t, end - p.t);
+    size_t from = std::min(p.i, p.in.size());
+    size_t pos = literal.empty() ? p.in.size() : p.in.find(literal, from);
+    if (p.ext.empty()) {
+        if (pos == std::string::npos) return take_rest(p);
+        p.ext = p.in.substr(from, pos - from);
+        p.out += p.ext;
+        p.i = pos;
+    } else {
+        p.out += p.ext;
+        if (pos != std::string::npos) p.i = pos;
+    }
+}
+
+// A path item: a short name gets the resource's path; a full name keeps its own
+// directories, as many as the template has separators still to come.
+void parse_path_item(NameParse& p, const char* res, bool braced) {
+    if (!p.full) {
+        const char* value = RES_get(res);
+        p.out += value ? value : (braced ? "" : ".");
+        if (p.t < p.tmpl.size() && p.tmpl[p.t] == '/') {
+            p.out += '/';
+            p.t++;
+        }
+    } else {
+        size_t n = 0;
+        for (size_t k = p.t; k < p.tmpl.size(); k++)
+            if (p.tmpl[k] == '/' || p.tmpl[k] == '\\' || p.tmpl[k] == ':') n++;
+        size_t from = std::min(p.i, p.in.size());
+        size_t pos = nth_separator_from_end(p.in, from, n);
+        if (pos == std::string::npos) pos = from;
+        p.out += p.in.substr(from, pos - from);
+        p.i = pos;
+    }
+    p.state = ParseState::AfterPath;
+}
+
+// A key set with FILE_set_key stands for its text, skipped in the input.
+void parse_key_item(NameParse& p, const Item& item) {
+    std::string text = key_text(static_cast<unsigned char>(item.kind));
+    if (text.empty()) return take_rest(p);
+    if (item.width_given) text = text.substr(0, static_cast<size_t>(item.width));
+    p.out += text;
+    p.i = std::min(p.in.size(), p.i + text.size());
+}
+
+// A %-item; p.t is on the character after the percent sign. False at the
+// template's end.
+bool parse_item(NameParse& p) {
+    Item item;
+    if (!read_item(p.tmpl, p.t, item)) return false;
+    if (is_date_item(item.kind)) {
+        parse_date_item(p, item.kind, item.width);
+    } else if (item.kind == '%') {
+        p.out += '%';
+    } else if (item.kind == 'e') {
+        parse_extension(p);
+    } else if (item.kind == '{') {
+        const std::string brace = brace_name(p.tmpl, p.t);
+        parse_path_item(p, brace.c_str(), true);
+    } else if (const char* res = path_resource(item.kind)) {
+        parse_path_item(p, res, false);
+    } else {
+        parse_key_item(p, item);
+    }
+    return true;
+}
+
+// A literal character of the template against the input, by the parse's state.
+void parse_literal(NameParse& p, char c) {
+    const bool at_end = p.i >= p.in.size();
+    const bool equal = !at_end && p.in[p.i] == c;
+    if (p.state != ParseState::Start && equal) {
+        p.out += c;
+        p.t++;
+        p.i++;
+        if (p.i >= p.in.size()) p.state = ParseState::InputUsed;
+    } else if (p.state == ParseState::Start && !equal) {
+        take_rest(p);
+    } else if (p.state == ParseState::Start || p.state == ParseState::AfterPath) {
+        p.out += c;
+        p.t++;
+        if (!at_end && !p.has_slash) p.i++;
+    } else if (at_end) {
+        p.out += c;
+        p.t++;
+    } else {
+        take_rest(p);
+    }
+}
+
+// Parsing of a user's name against the template (see FILE_set_file): the name as
+// the template writes it, with the date read into `date`, the step between files
+// into `late` and, when none is set, the extension into `ext`.
+std::string parse_name(const std::string& tmpl, const std::string& in, Date& date, int& late,
+                       std::string& extension) {
+    NameParse p{.tmpl = tmpl,
+                .in = in,
+                .date = date,
+                .late = late,
+                .ext = extension,
+                .has_slash = in.find('/') != std::string::npos,
+                .full = FILE_fullpath(in.c_str()) != 0};
+    p.late = ZMT_MISSING;
+    while (p.t < tmpl.size() && !p.stop) {
+        MESS_print(MESS_DEBUG_D, "FILES:%s:%s:%s:%s:%s:%d\n", tmpl.c_str() + p.t,
+                   in.c_str() + std::min(p.i, in.size()), p.out.c_str(), p.ext.c_str(), in.c_str(),
+                   static_cast<int>(p.state));
+        char c = tmpl[p.t];
         if (c == '*') {
-            rest();
+            take_rest(p);
             break;
         }
         if (c == '%') {
-            t++;
-            Item item;
-            if (!read_item(tmpl, t, item)) break;
-            const int w = item.width;
-            int v = 0;
-            switch (item.kind) {
-                case '%':
-                    out += '%';
-                    break;
-                case 'Y': {
-                    std::string f = take(4);
-                    if (!field_int(f, v)) {
-                        rest();
-                        break;
-                    }
-                    file_date.year = v;
-                    state = 2;
-                    break;
-                }
-                case 'y': {
-                    std::string f = take(2);
-                    if (!field_int(f, v)) {
-                        rest();
-                        break;
-                    }
-                    file_date.year = v < 50 ? v + 2000 : v + 1900;
-                    state = 2;
-                    break;
-                }
-                case 'b': {
-                    std::string f = take(3);
-                    int month = DATE_decode_month(f.c_str());
-                    if (month == 0) {
-                        rest();
-                        break;
-                    }
-                    file_date.month = month;
-                    state = 2;
-                    break;
-                }
-                case 'm':
-                case 'd':
-                case 'h':
-                case 'n': {
-                    std::string f = take(2);
-                    if (!field_int(f, v)) {
-                        rest();
-                        break;
-                    }
-                    if (item.kind == 'm') {
-                        file_date.month = v;
-                    } else if (item.kind == 'd') {
-                        file_date.day = v;
-                        time_step(set.day, -static_cast<long long>(set.day) * 86400, 86400, w);
-                    } else if (item.kind == 'h') {
-                        file_date.hour = v;
-                        time_step(set.hour, -static_cast<long long>(set.hour) * 3600, 3600, w);
-                    } else {
-                        // The day pin stands in for the minute step, as it always has.
-                        file_date.minute = v;
-                        time_step(set.minute, -static_cast<long long>(set.day) * 60, 60, w);
-                    }
-                    state = 2;
-                    break;
-                }
-                case 'j': {
-                    std::string f = take(3);
-                    if (!field_int(f, v)) {
-                        rest();
-                        break;
-                    }
-                    file_date.julian = v;
-                    DATE_julian_monday(file_date.year, v, &file_date.month, &file_date.day);
-                    time_step(set.day, -static_cast<long long>(set.day) * 86400, 86400, w);
-                    state = 2;
-                    break;
-                }
-                case 'e': {
-                    size_t end = t;
-                    while (end < tmpl.size() && !std::strchr("%{}*", tmpl[end])) end++;
-                    std::string literal = tmpl.substr(t, end - t);
-                    size_t from = std::min(i, in.size());
-                    size_t pos = literal.empty() ? in.size() : in.find(literal, from);
-                    if (ext.empty()) {
-                        if (pos == std::string::npos) {
-                            rest();
-                            break;
-                        }
-                        ext = in.substr(from, pos - from);
-                        out += ext;
-                        i = pos;
-                    } else {
-                        out += ext;
-                        if (pos != std::string::npos) i = pos;
-                    }
-                    break;
-                }
-                default: {
-                    const char* res = path_resource(item.kind);
-                    std::string brace;
-                    if (item.kind == '{') {
-                        brace = brace_name(tmpl, t);
-                        res = brace.c_str();
-                    }
-                    if (res) {
-                        if (!full) {
-                            const char* value = RES_get(res);
-                            out += value ? value : (item.kind == '{' ? "" : ".");
-                            if (t < tmpl.size() && tmpl[t] == '/') {
-                                out += '/';
-                                t++;
-                            }
-                        } else {
-                            size_t n = 0;
-                            for (size_t k = t; k < tmpl.size(); k++)
-                                if (tmpl[k] == '/' || tmpl[k] == '\\' || tmpl[k] == ':') n++;
-                            size_t from = std::min(i, in.size());
-                            size_t pos = nth_separator_from_end(in, from, n);
-                            if (pos == std::string::npos) pos = from;
-                            out += in.substr(from, pos - from);
-                            i = pos;
-                        }
-                        state = 1;
-                    } else {
-                        std::string text = key_text(static_cast<unsigned char>(item.kind));
-                        if (text.empty()) {
-                            rest();
-                            break;
-                        }
-                        if (item.width_given) text = text.substr(0, static_cast<size_t>(w));
-                        out += text;
-                        i = std::min(in.size(), i + text.size());
-                    }
-                    break;
-                }
-            }
+            p.t++;
+            if (!parse_item(p)) break;
             continue;
         }
-        if (c == '{') {
-            in_brace = true;
-            t++;
-            continue;
-        }
-        if (c == '}') {
-            in_brace = false;
-            state = 1;
-            t++;
+        if (c == '{' || c == '}') {
+            p.in_brace = c == '{';
+            if (c == '}') p.state = ParseState::AfterPath;
+            p.t++;
             continue;
         }
         if (c == ' ') c = '_';
-        if (in_brace) {
+        if (p.in_brace) {
             // Optional text is written out whether the input has it or not.
-            out += c;
-            t++;
+            p.out += c;
+            p.t++;
             continue;
         }
-        const bool at_end = i >= in.size();
-        const bool equal = !at_end && in[i] == c;
-        if (state > 0 && equal) {
-            out += c;
-            t++;
-            i++;
-            if (i >= in.size()) state = 3;
-        } else if (state == 0 && !equal) {
-            rest();
-        } else if (state == 0 || state == 1) {
-            out += c;
-            t++;
-            if (!at_end && !has_slash) i++;
-        } else if (at_end) {
-            out += c;
-            t++;
-        } else {
-            rest();
-        }
-        if (out.size() > BUILD_LIMIT) break;
+        parse_literal(p, c);
+        if (p.out.size() > BUILD_LIMIT) break;
     }
-    MESS_print(LEVEL_KEY, "FILES:%s:%s:%d\n", in.c_str(), out.c_str(), state);
-    DATE_print(LEVEL_DEBUG, &file_date);
-    return out;
+    MESS_print(MESS_DEBUG_D, "FILES:%s:%s:%d\n", in.c_str(), p.out.c_str(),
+               static_cast<int>(p.state));
+    DATE_print(MESS_DEBUG, &date);
+    return p.out;
 }
 
 // Where the convention file is: file_path first, the installed tables last.
@@ -709,7 +791,7 @@ FILE* open_name_conv(std::string& path) {
         // Said once: the installed copy then serves every convention of the run.
         static bool warned = false;
         if (!warned)
-            MESS_print(0xC0, "FILE_set_name: No file name convention file: %s\n", own.c_str());
+            MESS_print(MESS_WARN, "FILE_set_name: No file name convention file: %s\n", own.c_str());
         warned = true;
     }
     return file;
@@ -773,7 +855,7 @@ int scan_offset(const char* text, int& days, int& hours, int& minutes) {
 int apply_offset(const char*& p, int seconds, int sign, const char* tag) {
     int days = 0, hours = 0, minutes = 0;
     int used = scan_offset(p, days, hours, minutes);
-    MESS_print(LEVEL_DEBUG, "%s:%d %d %d %d\n", tag, seconds, days, hours, minutes);
+    MESS_print(MESS_DEBUG, "%s:%d %d %d %d\n", tag, seconds, days, hours, minutes);
     long long shift = hours * 3600LL + days * 86400LL + minutes * 60LL;
     seconds = wrap32(seconds + sign * shift);
     p += used;
@@ -784,34 +866,34 @@ int apply_offset(const char*& p, int seconds, int sign, const char* tag) {
 int apply_pins(int seconds) {
     Date d;
     DATE_get_gmdate(&seconds, &d);
-    if (set.month >= 0) {
-        if (set.month > d.month) d.year--;
-        d.month = set.month;
+    if (nm.set.month >= 0) {
+        if (nm.set.month > d.month) d.year--;
+        d.month = nm.set.month;
         seconds = DATE_num_sec(&d);
         DATE_get_gmdate(&seconds, &d);
     }
-    if (set.day >= 0) {
-        if (set.day > d.day) {
+    if (nm.set.day >= 0) {
+        if (nm.set.day > d.day) {
             if (--d.month < 1) {
                 d.month = 12;
                 d.year--;
             }
         }
-        d.day = set.day;
+        d.day = nm.set.day;
         seconds = DATE_num_sec(&d);
         DATE_get_gmdate(&seconds, &d);
     }
-    if (set.hour >= 0) {
-        if (d.hour < set.hour) seconds = wrap32(seconds - 86400LL);
+    if (nm.set.hour >= 0) {
+        if (d.hour < nm.set.hour) seconds = wrap32(seconds - 86400LL);
         DATE_get_gmdate(&seconds, &d);
-        d.hour = set.hour;
+        d.hour = nm.set.hour;
         seconds = DATE_num_sec(&d);
         DATE_get_gmdate(&seconds, &d);
     }
-    if (set.minute >= 0) {
-        if (d.minute < set.minute) seconds = wrap32(seconds - 3600LL);
+    if (nm.set.minute >= 0) {
+        if (d.minute < nm.set.minute) seconds = wrap32(seconds - 3600LL);
         DATE_get_gmdate(&seconds, &d);
-        d.minute = set.minute;
+        d.minute = nm.set.minute;
         seconds = DATE_num_sec(&d);
     }
     return seconds;
@@ -819,7 +901,7 @@ int apply_pins(int seconds) {
 
 bool file_accepted(const std::string& name) {
     int size = FILE_size(name.c_str());
-    return (rmin_size > 0 && size > rmin_size) || size > min_size;
+    return (nm.rmin_size > 0 && size > nm.rmin_size) || size > nm.min_size;
 }
 
 // Names the user typed (file names on the command line, answers at the prompt), as
@@ -833,13 +915,13 @@ void note_typed(const char* name) {
 }
 
 void free_files() {
-    free_parsed_array(numfile, files);
-    files = nullptr;
-    numfile = 0;
+    free_parsed_array(sel.numfile, sel.files);
+    sel.files = nullptr;
+    sel.numfile = 0;
 }
 
 void refuse_command(const char* function, const char* name) {
-    MESS_print(0xC0, "%s: Refused to run a command that was not typed: %s\n", function, name);
+    MESS_print(MESS_WARN, "%s: Refused to run a command that was not typed: %s\n", function, name);
 }
 
 // Inputs are regular files: a directory, FIFO or device would hang or feed an endless
@@ -847,7 +929,7 @@ void refuse_command(const char* function, const char* name) {
 FILE* open_input(const std::string& path, const char* mode) {
     struct stat st;
     if (stat(path.c_str(), &st) == 0 && !S_ISREG(st.st_mode)) {
-        MESS_print(0xC0, "FILE_open: Not a regular file: %s\n", path.c_str());
+        MESS_print(MESS_WARN, "FILE_open: Not a regular file: %s\n", path.c_str());
         errno = S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
         return nullptr;
     }
@@ -924,20 +1006,20 @@ int FILE_set_name(const char* tag) {
 }
 
 int FILE_set_name_user(const char* tag, int user_typed) {
-    conv_typed = false;
-    if (!key_init) {
-        for (auto& key : keys) key.fill('\0');
-        key_init = true;
+    nm.conv_typed = false;
+    if (!nm.key_init) {
+        for (auto& key : nm.keys) key.fill('\0');
+        nm.key_init = true;
     }
-    filename.clear();
+    nm.filename.clear();
     if (!tag) tag = "";
     if (stricmp(tag, "none") == 0) {
-        conv.clear();
+        nm.conv.clear();
         return 0;
     }
     if (tag[0] == '@') {
-        conv = bounded(tag + 1);
-        conv_typed = user_typed != 0;
+        nm.conv = bounded(tag + 1);
+        nm.conv_typed = user_typed != 0;
         return 1;
     }
     // Key assignments ride on the tag: "sat_ir:s=east" selects "sat_ir" with key s.
@@ -950,7 +1032,7 @@ int FILE_set_name_user(const char* tag, int user_typed) {
         const char* text = tag + k + 3;
         std::string value(text, std::strcspn(text, ":"));
         FILE_set_key(static_cast<unsigned char>(key), value.c_str());
-        MESS_print(LEVEL_KEY, "KEY: %c = %s\n", key, value.c_str());
+        MESS_print(MESS_DEBUG_D, "KEY: %c = %s\n", key, value.c_str());
         name[k] = '\0';
     }
     name.resize(std::strlen(name.c_str()));
@@ -958,55 +1040,55 @@ int FILE_set_name_user(const char* tag, int user_typed) {
     std::string path;
     FILE* file = open_name_conv(path);
     if (!file) {
-        MESS_print(0xC0, "FILE_set_name: No file name convention file: %s\n", path.c_str());
-        conv = bounded(name);
-        conv_typed = user_typed != 0;
+        MESS_print(MESS_WARN, "FILE_set_name: No file name convention file: %s\n", path.c_str());
+        nm.conv = bounded(name);
+        nm.conv_typed = user_typed != 0;
         return 0;
     }
-    MESS_print(LEVEL_CONV, "Opening name convention file: %s\n", path.c_str());
-    ext.clear();
+    MESS_print(MESS_DEBUG_A, "Opening name convention file: %s\n", path.c_str());
+    nm.ext.clear();
     std::string line;
     TextBudget budget(path.c_str());
     while (read_line(file, line, budget)) {
         if (line.empty() || line[0] == '#') continue;
-        conv.clear();
-        hconv.clear();
-        min_size = 0;
+        nm.conv.clear();
+        nm.hconv.clear();
+        nm.min_size = 0;
         std::vector<std::string> words = split_blanks(line, 4);
         if (words.empty()) continue;
-        if (words.size() > 1) conv = bounded(words[1]);
-        if (words.size() > 2 && words[2] != "-") hconv = bounded(words[2]);
+        if (words.size() > 1) nm.conv = bounded(words[1]);
+        if (words.size() > 2 && words[2] != "-") nm.hconv = bounded(words[2]);
         if (words.size() > 3) {
             int v = 0;
             const char* p = words[3].c_str();
-            if (scan_int(p, v)) min_size = v;
+            if (scan_int(p, v)) nm.min_size = v;
         }
         const std::string& line_tag = words[0];
         if (stricmp(name.c_str(), line_tag.c_str()) == 0) {
-            MESS_print(LEVEL_CONV, "File name match for: %s\n", name.c_str());
+            MESS_print(MESS_DEBUG_A, "File name match for: %s\n", name.c_str());
             std::fclose(file);
             return 1;
         }
         if (line_tag.size() <= name.size() &&
             strnicmp(line_tag.c_str(), name.c_str(), static_cast<int>(line_tag.size())) == 0) {
             size_t underscore = name.rfind('_');
-            if (underscore != std::string::npos) ext = bounded(name.substr(underscore + 1));
-            MESS_print(LEVEL_CONV, "File name partial match for: %s-%s ext: %s\n", name.c_str(),
-                       line_tag.c_str(), ext.c_str());
+            if (underscore != std::string::npos) nm.ext = bounded(name.substr(underscore + 1));
+            MESS_print(MESS_DEBUG_A, "File name partial match for: %s-%s ext: %s\n", name.c_str(),
+                       line_tag.c_str(), nm.ext.c_str());
             std::fclose(file);
             return 1;
         }
     }
     std::fclose(file);
     // hconv and min_size stay as the last line left them.
-    conv = bounded(name);
-    conv_typed = user_typed != 0;
-    MESS_print(LEVEL_CONV, "No file name conversion for: %s\n", name.c_str());
+    nm.conv = bounded(name);
+    nm.conv_typed = user_typed != 0;
+    MESS_print(MESS_DEBUG_A, "No file name conversion for: %s\n", name.c_str());
     return 0;
 }
 
 int FILE_set_key(int key, const char* text) {
-    auto& entry = keys[static_cast<unsigned char>(key)];
+    auto& entry = nm.keys[static_cast<unsigned char>(key)];
     entry.fill('\0');
     if (!text) return 0;
     for (size_t k = 0; k < KEY_SIZE - 1 && text[k]; k++) entry[k] = text[k] == ' ' ? '_' : text[k];
@@ -1020,110 +1102,110 @@ int FILE_set_key(const char* key, const char* text) {
 
 int FILE_get_key(int key, char* buffer) {
     if (!buffer) return -1;
-    std::memcpy(buffer, keys[static_cast<unsigned char>(key)].data(), KEY_SIZE);
+    std::memcpy(buffer, nm.keys[static_cast<unsigned char>(key)].data(), KEY_SIZE);
     return 0;
 }
 
 int FILE_set_date(const Date* date, char* out) {
-    if (conv.empty()) {
-        copy_out(filename.empty() ? "filename" : filename, out);
-        filename_type = 1;
+    if (nm.conv.empty()) {
+        copy_out(nm.filename.empty() ? "filename" : nm.filename, out);
+        nm.filename_type = 1;
         return 1;
     }
-    if (FILE_is_stdio(conv.c_str())) {
+    if (FILE_is_stdio(nm.conv.c_str())) {
         copy_out("-", out);
-        filename_type = 0;
+        nm.filename_type = 0;
         return 1;
     }
     // A full path the user gave keeps its directory for every file of the run.
     std::string extracted;
     bool use_extracted = false;
-    if (filename_type == 1 && FILE_fullpath(filename.c_str())) {
-        size_t n =
-            std::count_if(conv.begin(), conv.end(), [](char c) { return c == '/' || c == ':'; });
+    if (nm.filename_type == 1 && FILE_fullpath(nm.filename.c_str())) {
+        size_t n = std::count_if(nm.conv.begin(), nm.conv.end(),
+                                 [](char c) { return c == '/' || c == ':'; });
         if (n > 0) {
-            size_t count = 0, k = filename.size();
+            size_t count = 0, k = nm.filename.size();
             while (k > 0) {
                 k--;
-                if (filename[k] == '/' || (k == 1 && filename[k] == ':')) {
+                if (nm.filename[k] == '/' || (k == 1 && nm.filename[k] == ':')) {
                     if (++count == n) break;
                 }
             }
-            extracted = filename.substr(0, count == n ? k : 0);
+            extracted = nm.filename.substr(0, count == n ? k : 0);
             use_extracted = true;
-            MESS_print(LEVEL_PATH, "Extracted path: %s\n", extracted.c_str());
+            MESS_print(MESS_DEBUG_C, "Extracted path: %s\n", extracted.c_str());
         }
     }
-    const std::string tmpl = header ? hconv : conv;
-    late_off = MISSING;
-    Date d = date ? *date : file_date;
+    const std::string tmpl = nm.header ? nm.hconv : nm.conv;
+    nm.late_off = ZMT_MISSING;
+    Date d = date ? *date : nm.file_date;
     if (date) {
-        file_date.year = MISSING;
-        file_date.month = MISSING;
-        file_date.day = MISSING;
-        file_date.hour = MISSING;
-        file_date.minute = MISSING;
+        nm.file_date.year = ZMT_MISSING;
+        nm.file_date.month = ZMT_MISSING;
+        nm.file_date.day = ZMT_MISSING;
+        nm.file_date.hour = ZMT_MISSING;
+        nm.file_date.minute = ZMT_MISSING;
     }
-    if (d.year == MISSING && !filename.empty()) {
-        copy_out(filename, out);
-        filename_type = 1;
+    if (d.year == ZMT_MISSING && !nm.filename.empty()) {
+        copy_out(nm.filename, out);
+        nm.filename_type = 1;
         return 1;
     }
-    filename = bounded(expand(tmpl, d, use_extracted ? &extracted : nullptr));
-    if (conv_typed) note_typed(filename.c_str());
-    copy_out(filename, out);
+    nm.filename = bounded(expand(tmpl, d, use_extracted ? &extracted : nullptr));
+    if (nm.conv_typed) note_typed(nm.filename.c_str());
+    copy_out(nm.filename, out);
     return 0;
 }
 
 int FILE_hdr_set_date(const Date* date, char* out) {
-    header = 1;
+    nm.header = 1;
     int result = FILE_set_date(date, out);
-    header = 0;
+    nm.header = 0;
     return result;
 }
 
 int FILE_save_name_conv() {
-    slate_off = late_off;
-    sconv = conv;
-    shconv = hconv;
-    sfilename = filename;
-    sfilename_type = filename_type;
-    sconv_typed = conv_typed;
+    saved.late_off = nm.late_off;
+    saved.conv = nm.conv;
+    saved.hconv = nm.hconv;
+    saved.filename = nm.filename;
+    saved.filename_type = nm.filename_type;
+    saved.conv_typed = nm.conv_typed;
     return 0;
 }
 
 int FILE_restore_name_conv() {
-    late_off = slate_off;
-    conv = sconv;
-    hconv = shconv;
-    filename = sfilename;
-    filename_type = sfilename_type;
-    conv_typed = sconv_typed;
+    nm.late_off = saved.late_off;
+    nm.conv = saved.conv;
+    nm.hconv = saved.hconv;
+    nm.filename = saved.filename;
+    nm.filename_type = saved.filename_type;
+    nm.conv_typed = saved.conv_typed;
     return 0;
 }
 
 int FILE_get_late_off() {
-    return late_off;
+    return nm.late_off;
 }
 
 int FILE_set_min_size(int bytes) {
-    rmin_size = bytes;
+    nm.rmin_size = bytes;
     return 0;
 }
 
 // The size a file must exceed: the override when one is set, else the convention's.
 int FILE_get_min_size() {
-    return rmin_size > 0 ? rmin_size : min_size;
+    return nm.rmin_size > 0 ? nm.rmin_size : nm.min_size;
 }
 
 int FILE_get_date(Date* date) {
     if (!date) return -1;
-    *date = file_date;
+    *date = nm.file_date;
     return 0;
 }
 
 int FILE_set_type(int type) {
-    file_type = type;
+    nm.file_type = type;
     return 0;
 }
 
@@ -1284,11 +1366,11 @@ int FILE_make_dir(const char* path, int leave) {
 }
 
 int FILE_extract_extra_info(char* name) {
-    if (!name || file_type != 1) return 0;
+    if (!name || nm.file_type != 1) return 0;
     size_t n = std::strlen(name);
     for (size_t k = 2; k < n; k++) {
         if (std::strchr("#-+:", name[k])) {
-            ext_info.assign(name + k, std::min(n - k, EXT_INFO_SIZE - 1));
+            nm.ext_info.assign(name + k, std::min(n - k, EXT_INFO_SIZE - 1));
             name[k] = '\0';
             return 1;
         }
@@ -1309,15 +1391,15 @@ int FILE_get_file(const char* prompt, char* out) {
             FILE_list_file();
             ZMT_exit(0);
         }
-        filename_type = 1;
+        nm.filename_type = 1;
         if (RES_typed("filename"))
             for (int k = 0; k < count; k++) note_typed(names[k]);
         char buffer[FILE_NAME_SIZE];
         FILE_set_file(names[0], buffer);
         free_parsed_array(count, names);
-        filename = buffer;
-        copy_out(filename, out);
-        return FILE_exist(filename.c_str());
+        nm.filename = buffer;
+        copy_out(nm.filename, out);
+        return FILE_exist(nm.filename.c_str());
     }
     free_parsed_array(count, names);
 
@@ -1325,13 +1407,13 @@ int FILE_get_file(const char* prompt, char* out) {
     const char* current = RES_get("current");
     if (current || FLAG_batch()) {
         FILE_set_current(current ? current : "la", buffer);
-        filename = buffer;
-        copy_out(filename, out);
-        if (FILE_exist(filename.c_str())) {
-            MESS_print(0xF00, "Current filename: %s\n", filename.c_str());
+        nm.filename = buffer;
+        copy_out(nm.filename, out);
+        if (FILE_exist(nm.filename.c_str())) {
+            MESS_print(MESS_MESS, "Current filename: %s\n", nm.filename.c_str());
             return 1;
         }
-        MESS_print(0xC0, "File not found: %s\n", filename.c_str());
+        MESS_print(MESS_WARN, "File not found: %s\n", nm.filename.c_str());
         ZMT_exit(10);
     }
 
@@ -1339,13 +1421,13 @@ int FILE_get_file(const char* prompt, char* out) {
     FILE_list_file();
     MESS_print(15, "\n");
     for (int attempt = 0; attempt < 4; attempt++) {
-        filename_type = 1;
+        nm.filename_type = 1;
         char answer[80] = "";
         ZMT_prompts(prompt ? prompt : "", answer, 79);
         answer[sizeof answer - 1] = '\0';
         if (!answer[0] && std::feof(stdin)) {
             // No one is left to answer: the tries end here.
-            MESS_print(0xC0, "File not found: %s\n", answer);
+            MESS_print(MESS_WARN, "File not found: %s\n", answer);
             ZMT_exit(10);
         }
         if (stricmp(answer, "exit") == 0) ZMT_exit(0);
@@ -1356,24 +1438,24 @@ int FILE_get_file(const char* prompt, char* out) {
         note_typed(answer);
         if (answer[0] == '#' || strnicmp(answer, "la", 2) == 0) {
             FILE_set_current(answer, buffer);
-            MESS_print(0xF00, "Current filename: %s\n", buffer);
+            MESS_print(MESS_MESS, "Current filename: %s\n", buffer);
         } else if (strnicmp(answer, "cu", 2) == 0) {
             FILE_set_current(answer + 2, buffer);
-            MESS_print(0xF00, "Current filename: %s\n", buffer);
+            MESS_print(MESS_MESS, "Current filename: %s\n", buffer);
         } else {
             FILE_set_file(answer, buffer);
         }
-        filename = buffer;
-        copy_out(filename, out);
-        if (FILE_exist(filename.c_str())) return 1;
-        MESS_print(0xC0, "File not found: %s\n", filename.c_str());
+        nm.filename = buffer;
+        copy_out(nm.filename, out);
+        if (FILE_exist(nm.filename.c_str())) return 1;
+        MESS_print(MESS_WARN, "File not found: %s\n", nm.filename.c_str());
     }
     ZMT_exit(10);
 }
 
 int FILE_set_current(const char* expression, char* out) {
     const std::string text = expression ? expression : "la";
-    filename_type = 0;
+    nm.filename_type = 0;
     const char* p = text.c_str();
 
     int seconds;
@@ -1392,7 +1474,7 @@ int FILE_set_current(const char* expression, char* out) {
     int sign = read_sign(p);
     if (is_digit(*p)) {
         seconds = apply_offset(p, seconds, sign, "CUR1");
-        MESS_print(LEVEL_DEBUG, "CUR1:%s %d\n", p, seconds);
+        MESS_print(MESS_DEBUG, "CUR1:%s %d\n", p, seconds);
         sign = read_sign(p);
     }
 
@@ -1415,64 +1497,64 @@ int FILE_set_current(const char* expression, char* out) {
         for (int k = 0; k < count; k++) {
             Date d;
             DATE_get_gmdate(&seconds, &d);
-            MESS_print(LEVEL_DEBUG, "LATE:%d %d %d %d %d\n", d.year, d.month, d.day, d.hour,
+            MESS_print(MESS_DEBUG, "LATE:%d %d %d %d %d\n", d.year, d.month, d.day, d.hour,
                        d.minute);
             FILE_set_date(&d, buffer);
-            MESS_print(LEVEL_DEBUG, "LATE: %s\n", buffer);
+            MESS_print(MESS_DEBUG, "LATE: %s\n", buffer);
             if (file_accepted(buffer)) break;
             // Without a step every try would give the same name.
-            if (late_off <= 0 || k == count - 1) break;
-            seconds = wrap32(seconds + static_cast<long long>(sign) * late_off);
+            if (nm.late_off <= 0 || k == count - 1) break;
+            seconds = wrap32(seconds + static_cast<long long>(sign) * nm.late_off);
         }
         name = buffer;
-        MESS_print(LEVEL_DEBUG, "LATEST: %s %s %d\n", p, name.c_str(), seconds);
+        MESS_print(MESS_DEBUG, "LATEST: %s %s %d\n", p, name.c_str(), seconds);
         sign = read_sign(p);
     }
 
     if (is_digit(*p)) {
         seconds = apply_offset(p, seconds, sign, "CUR2");
-        MESS_print(LEVEL_DEBUG, "CUR2:%d\n", seconds);
+        MESS_print(MESS_DEBUG, "CUR2:%d\n", seconds);
     }
 
     Date d;
     DATE_get_gmdate(&seconds, &d);
-    MESS_print(LEVEL_DEBUG, "%d %d %d %d\n", d.year, d.julian, d.hour, d.minute);
+    MESS_print(MESS_DEBUG, "%d %d %d %d\n", d.year, d.julian, d.hour, d.minute);
     char buffer[FILE_NAME_SIZE] = "";
     FILE_set_date(&d, buffer);
     copy_out(buffer, out);
-    return late_off > 0 ? seconds / late_off * late_off : seconds;
+    return nm.late_off > 0 ? seconds / nm.late_off * nm.late_off : seconds;
 }
 
 int FILE_set_file(const char* name, char* out) {
     std::string work = name ? name : "";
-    DATE_init(&file_date);
+    DATE_init(&nm.file_date);
 
-    if (file_type != 1) {
+    if (nm.file_type != 1) {
         size_t mark = work.size() > 1 ? work.find('#', 1) : std::string::npos;
         if (mark != std::string::npos) {
             std::string tail = work.substr(mark + 1);
             work.resize(mark);
             if (!tail.empty() && is_digit(tail[0])) {
-                read_time_columns(tail.c_str(), &set.year, &set.month, &set.day, &set.hour,
-                                  &set.minute);
-                file_date = set;
+                read_time_columns(tail.c_str(), &nm.set.year, &nm.set.month, &nm.set.day,
+                                  &nm.set.hour, &nm.set.minute);
+                nm.file_date = nm.set;
             }
         }
     }
     if (stricmp(work.c_str(), "exit") == 0) ZMT_exit(0);
     if (!work.empty() && work[0] == '@') {
-        filename_type = 1;
+        nm.filename_type = 1;
         copy_out(work.substr(1), out);
         return 0;
     }
-    if (FILE_is_stdio(work.c_str()) || (!conv.empty() && FILE_is_stdio(conv.c_str()))) {
+    if (FILE_is_stdio(work.c_str()) || (!nm.conv.empty() && FILE_is_stdio(nm.conv.c_str()))) {
         copy_out("-", out);
         return 0;
     }
-    if (conv.empty()) {
-        filename = bounded(work);
-        copy_out(filename, out);
-        filename_type = 1;
+    if (nm.conv.empty()) {
+        nm.filename = bounded(work);
+        copy_out(nm.filename, out);
+        nm.filename_type = 1;
         return 0;
     }
     if (work[0] == '#' || strnicmp(work.c_str(), "la", 2) == 0 ||
@@ -1480,7 +1562,7 @@ int FILE_set_file(const char* name, char* out) {
         char buffer[FILE_NAME_SIZE] = "";
         const bool cu = strnicmp(work.c_str(), "cu", 2) == 0;
         FILE_set_current(cu ? work.c_str() + 2 : work.c_str(), buffer);
-        MESS_print(0xF00, "Current filename: %s\n", buffer);
+        MESS_print(MESS_MESS, "Current filename: %s\n", buffer);
         copy_out(buffer, out);
         return 0;
     }
@@ -1488,103 +1570,104 @@ int FILE_set_file(const char* name, char* out) {
         copy_out("none", out);
         return 0;
     }
-    if (FILE_fullpath(conv.c_str()) && FILE_fullpath(work.c_str())) {
+    if (FILE_fullpath(nm.conv.c_str()) && FILE_fullpath(work.c_str())) {
         copy_out(work, out);
         return 0;
     }
-    copy_out(parse_name(conv, work), out);
+    copy_out(parse_name(nm.conv, work, nm.file_date, nm.late_off, nm.ext), out);
     return 0;
 }
 
 int FILE_first(const Date* date) {
     free_files();
-    RES_getvals("filename", &numfile, &files);
-    if (numfile > 0 && files &&
-        (strnicmp(files[0], "la", 2) == 0 || strnicmp(files[0], "cu", 2) == 0))
+    RES_getvals("filename", &sel.numfile, &sel.files);
+    if (sel.numfile > 0 && sel.files &&
+        (strnicmp(sel.files[0], "la", 2) == 0 || strnicmp(sel.files[0], "cu", 2) == 0))
         free_files();
-    file_ind = 0;
-    run_files = 0;
+    sel.file_ind = 0;
+    sel.run_files = 0;
     if (date)
-        first_date = *date;
+        sel.first_date = *date;
     else
-        DATE_init(&first_date);
-    num_hour = FILE_num_hour();
-    skip = FILE_get_skip();
-    offset = FILE_get_offset();
-    if (skip > 0 && skip / offset >= 1)
-        offset = clamp_int(static_cast<long long>(offset) * (skip / offset));
-    if (num_hour < 0)
-        secs = clamp_int((static_cast<long long>(num_hour) + 1 - offset) / offset * offset);
+        DATE_init(&sel.first_date);
+    sel.num_hour = FILE_num_hour();
+    sel.skip = FILE_get_skip();
+    sel.offset = FILE_get_offset();
+    if (sel.skip > 0 && sel.skip / sel.offset >= 1)
+        sel.offset = clamp_int(static_cast<long long>(sel.offset) * (sel.skip / sel.offset));
+    if (sel.num_hour < 0)
+        sel.secs = clamp_int((static_cast<long long>(sel.num_hour) + 1 - sel.offset) / sel.offset *
+                             sel.offset);
     else
-        secs = 0;
-    nsecs = secs;
+        sel.secs = 0;
+    sel.nsecs = sel.secs;
     return 0;
 }
 
 int FILE_get_next(char* out) {
-    if (numfile > 1 || (numfile == 1 && num_hour == 0)) {
-        if (file_ind >= numfile || !files) return 0;
-        FILE_set_file(files[file_ind], out);
-        file_ind++;
+    if (sel.numfile > 1 || (sel.numfile == 1 && sel.num_hour == 0)) {
+        if (sel.file_ind >= sel.numfile || !sel.files) return 0;
+        FILE_set_file(sel.files[sel.file_ind], out);
+        sel.file_ind++;
         return 1;
     }
     // A run by time is a walk: it ends after MAX_RUN_FILES names, whatever -nh asked.
-    if (run_files >= MAX_RUN_FILES) {
-        if (run_files++ == MAX_RUN_FILES)
-            MESS_print(0xC0, "FILE_get_next: Run cut at %d files\n", MAX_RUN_FILES);
+    if (sel.run_files >= MAX_RUN_FILES) {
+        if (sel.run_files++ == MAX_RUN_FILES)
+            MESS_print(MESS_WARN, "FILE_get_next: Run cut at %d files\n", MAX_RUN_FILES);
         return 0;
     }
-    run_files++;
-    if (num_hour >= 0) {
-        if (num_hour < nsecs) return 0;
-        if (num_hour == 0) {
-            copy_out(filename, out);
-            nsecs = clamp_int(static_cast<long long>(nsecs) + offset);
+    sel.run_files++;
+    if (sel.num_hour >= 0) {
+        if (sel.num_hour < sel.nsecs) return 0;
+        if (sel.num_hour == 0) {
+            copy_out(nm.filename, out);
+            sel.nsecs = clamp_int(static_cast<long long>(sel.nsecs) + sel.offset);
             return 1;
         }
-    } else if (nsecs > 0) {
+    } else if (sel.nsecs > 0) {
         return 0;
     }
-    MESS_print(LEVEL_DEBUG, " in: ");
-    DATE_print(LEVEL_DEBUG, &first_date);
+    MESS_print(MESS_DEBUG, " in: ");
+    DATE_print(MESS_DEBUG, &sel.first_date);
     char buffer[FILE_NAME_SIZE] = "";
-    int steps = FILE_set_date_off(&first_date, nsecs, buffer);
-    MESS_print(LEVEL_DEBUG, "out: ");
-    DATE_print(LEVEL_DEBUG, &file_date);
-    MESS_print(LEVEL_PATH, "NEXT: %d %d %d %d %d %s\n", nsecs, offset, skip, num_hour, steps,
-               buffer);
+    int steps = FILE_set_date_off(&sel.first_date, sel.nsecs, buffer);
+    MESS_print(MESS_DEBUG, "out: ");
+    DATE_print(MESS_DEBUG, &nm.file_date);
+    MESS_print(MESS_DEBUG_C, "NEXT: %d %d %d %d %d %s\n", sel.nsecs, sel.offset, sel.skip,
+               sel.num_hour, steps, buffer);
     copy_out(buffer, out);
     // A run never loops forever: past the top of the range the counter stops.
-    long long next = static_cast<long long>(nsecs) + offset;
-    nsecs = next > INT_MAX ? INT_MAX : static_cast<int>(next);
-    if (next > INT_MAX && num_hour == INT_MAX) num_hour = INT_MAX - 1;
+    long long next = static_cast<long long>(sel.nsecs) + sel.offset;
+    sel.nsecs = next > INT_MAX ? INT_MAX : static_cast<int>(next);
+    if (next > INT_MAX && sel.num_hour == INT_MAX) sel.num_hour = INT_MAX - 1;
     return 1;
 }
 
 int FILE_set_time(const Date* date) {
     if (date)
-        set = *date;
+        nm.set = *date;
     else
-        DATE_init(&set);
+        DATE_init(&nm.set);
     return 0;
 }
 
 int FILE_set_date_off(const Date* date, int seconds, char* out) {
-    Date d = date ? *date : file_date;
+    Date d = date ? *date : nm.file_date;
     int total = wrap32(static_cast<long long>(DATE_num_sec(&d)) + seconds);
     Date shifted;
     DATE_get_gmdate(&total, &shifted);
     FILE_set_date(&shifted, out);
-    return seconds / (late_off > 0 ? late_off : 100000);
+    return seconds / (nm.late_off > 0 ? nm.late_off : 100000);
 }
 
 int FILE_get_offset() {
-    return late_off > 0 ? late_off : 100000;
+    return nm.late_off > 0 ? nm.late_off : 100000;
 }
 
 int FILE_num_hour() {
     const char* text = RES_get("num_hour");
-    if (!text) return def_hours;
+    if (!text) return sel.def_hours;
     int hours = 0, minutes = 0;
     const char* p = text;
     if (scan_int(p, hours)) {
@@ -1605,7 +1688,7 @@ int FILE_num_hour() {
 int FILE_get_skip() {
     const char* text = RES_get("num_hour");
     const char* comma = text ? std::strchr(text, ',') : nullptr;
-    if (!comma) return late_off;
+    if (!comma) return nm.late_off;
     int hours = 0, minutes = 0;
     const char* p = comma + 1;
     if (scan_int(p, hours) && *p == ':') {
@@ -1616,21 +1699,21 @@ int FILE_get_skip() {
 }
 
 int FILE_get_num_file() {
-    if (numfile == 1) return num_hour != 0 ? num_hour : 0;
-    if (numfile < 1) return num_hour;
-    return numfile - 1;
+    if (sel.numfile == 1) return sel.num_hour != 0 ? sel.num_hour : 0;
+    if (sel.numfile < 1) return sel.num_hour;
+    return sel.numfile - 1;
 }
 
 int FILE_set_def_hours(int hours) {
-    def_hours = clamp_int(hours * 3600LL);
+    sel.def_hours = clamp_int(hours * 3600LL);
     return 0;
 }
 
 int FILE_list_file() {
     std::string command;
     size_t i = 0;
-    while (i < conv.size() && command.size() < BUILD_LIMIT) {
-        char c = conv[i];
+    while (i < nm.conv.size() && command.size() < BUILD_LIMIT) {
+        char c = nm.conv[i];
         if (c == '{' || c == '}') {
             i++;
             continue;
@@ -1642,7 +1725,7 @@ int FILE_list_file() {
         }
         i++;
         Item item;
-        if (!read_item(conv, i, item)) break;
+        if (!read_item(nm.conv, i, item)) break;
         switch (item.kind) {
             case 'Y':
                 command += "?[0-9]??";
@@ -1661,13 +1744,13 @@ int FILE_list_file() {
                 command += "?[0-9]?";
                 break;
             case 'e':
-                command += ext.empty() ? "*" : ext;
+                command += nm.ext.empty() ? "*" : nm.ext;
                 break;
             case '%':
                 command += '%';
                 break;
             case '{': {
-                std::string name = brace_name(conv, i);
+                std::string name = brace_name(nm.conv, i);
                 if (const char* value = RES_get(name.c_str())) command += value;
                 break;
             }
@@ -1687,7 +1770,7 @@ int FILE_list_file() {
                 break;
         }
     }
-    MESS_print(LEVEL_DEBUG, "SEARCH: ls -x %s\n", command.c_str());
+    MESS_print(MESS_DEBUG, "SEARCH: ls -x %s\n", command.c_str());
     return list_matches(command);
 }
 
@@ -1715,39 +1798,39 @@ int FILE_overwrite(const char* name, int mode) {
 }
 
 void FILE_reset() {
-    conv.clear();
-    conv_typed = false;
-    sconv_typed = false;
-    hconv.clear();
-    sconv.clear();
-    shconv.clear();
-    slate_off = MISSING;
-    sfilename.clear();
-    sfilename_type = 0;
-    ext.clear();
-    for (auto& key : keys) key.fill('\0');
-    key_init = false;
-    min_size = 0;
-    rmin_size = 0;
-    late_off = MISSING;
-    filename.clear();
-    filename_type = 0;
-    DATE_init(&file_date);
-    DATE_init(&set);
-    ext_info.clear();
-    header = 0;
-    file_type = 0;
+    nm.conv.clear();
+    nm.conv_typed = false;
+    saved.conv_typed = false;
+    nm.hconv.clear();
+    saved.conv.clear();
+    saved.hconv.clear();
+    saved.late_off = ZMT_MISSING;
+    saved.filename.clear();
+    saved.filename_type = 0;
+    nm.ext.clear();
+    for (auto& key : nm.keys) key.fill('\0');
+    nm.key_init = false;
+    nm.min_size = 0;
+    nm.rmin_size = 0;
+    nm.late_off = ZMT_MISSING;
+    nm.filename.clear();
+    nm.filename_type = 0;
+    DATE_init(&nm.file_date);
+    DATE_init(&nm.set);
+    nm.ext_info.clear();
+    nm.header = 0;
+    nm.file_type = 0;
     free_files();
     typed_names.clear();
-    file_ind = 0;
-    DATE_init(&first_date);
-    num_hour = 0;
-    def_hours = 0;
-    skip = 0;
-    offset = 0;
-    secs = 0;
-    nsecs = 0;
-    run_files = 0;
+    sel.file_ind = 0;
+    DATE_init(&sel.first_date);
+    sel.num_hour = 0;
+    sel.def_hours = 0;
+    sel.skip = 0;
+    sel.offset = 0;
+    sel.secs = 0;
+    sel.nsecs = 0;
+    sel.run_files = 0;
 }
 
 // ---------------------------------------------------------------------------
@@ -1798,10 +1881,10 @@ void prepare_output_process() {
 void output_error(const char* function, const std::string& name, int error) {
     out_state.failed = true;
     if (error > 0)
-        MESS_print(0xC0, "%s: Unable to write file: %s (%s)\n", function, name.c_str(),
+        MESS_print(MESS_WARN, "%s: Unable to write file: %s (%s)\n", function, name.c_str(),
                    std::strerror(error));
     else
-        MESS_print(0xC0, "%s: Unable to write file: %s\n", function, name.c_str());
+        MESS_print(MESS_WARN, "%s: Unable to write file: %s\n", function, name.c_str());
 }
 
 bool copy_file_into(const std::string& from, FILE* to) {
@@ -1969,7 +2052,8 @@ int FILE_commit(FILE* fp) {
     if (!error) return 0;
     if (o.kind == OutKind::temporary) unlink(o.temporary.c_str());
     if (o.kind == OutKind::pipe)
-        MESS_print(0xC0, "FILE_commit: Broken pipe, output not complete: %s\n", o.name.c_str());
+        MESS_print(MESS_WARN, "FILE_commit: Broken pipe, output not complete: %s\n",
+                   o.name.c_str());
     else
         output_error("FILE_commit", o.name, error);
     out_state.failed = true;
@@ -1998,7 +2082,7 @@ void FILE_set_output_failed() {
 }
 
 bool TextBudget::over_bound() {
-    if (!over) MESS_print(0xC0, "Table too large, read up to line %ld: %s\n", lines, name);
+    if (!over) MESS_print(MESS_WARN, "Table too large, read up to line %ld: %s\n", lines, name);
     over = true;
     return false;
 }
