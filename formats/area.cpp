@@ -26,22 +26,28 @@ constexpr int kMaxSize = 100000;  // bound on lines and on elements
 // 15 repeat the value one to three times.
 constexpr std::array<int, 13> kNibbleStep{0, -6, 6, -5, 5, -4, 4, -3, 3, -2, 2, -1, 1};
 
-// Slack behind the window lets getword read its four bytes at the very end of
-// a window, and behind the line buffer takes the up to two bytes that the
-// repeat nibbles write past the last element.
-std::array<unsigned char, kWindow + 8> data{};
-std::array<unsigned char, kScanLine + 8> scan_line{};
-
-FILE* ifile = nullptr;
-int dat_buf = 0;
-int dat_ind = 0;
-int scan_ind = 0;
-int low = 0;
-int nib_bytes = 0;
-int bshift = 0;
-// Set when a refill brought nothing: from then on every byte is the stale
-// first byte of the window (or -1 after a read error).
-bool exhausted = false;
+// The reader's state for the one file being read. SAT_read_AREA sets it up for
+// each file; read_window refills the window, and the byte, word and nibble
+// readers move through it.
+struct Reader {
+    // The window of the file. Slack behind it lets getword read its four bytes at
+    // the very end of a window.
+    std::array<unsigned char, kWindow + 8> data{};
+    // One framed line as it is decoded (read_framed); the slack takes the up to
+    // two bytes that the repeat nibbles write past the last element.
+    std::array<unsigned char, kScanLine + 8> scan_line{};
+    FILE* ifile = nullptr;  // the file being read; set by SAT_read_AREA
+    int dat_buf = 0;        // bytes in the window; set by read_window
+    int dat_ind = 0;        // next byte of the window; moved by every reader and skip
+    int scan_ind = 0;       // next element of scan_line; read_framed
+    int low = 0;            // 1: the next nibble is the low half of the byte; getnib
+    int nib_bytes = 0;      // nibble bytes taken from the current line; getnib
+    int bshift = 0;         // left shift of every pixel value; SAT_set_bit_shift
+    // Set by read_window when a refill brought nothing: from then on every byte
+    // is the stale first byte of the window (or -1 after a read error).
+    bool exhausted = false;
+};
+Reader rd;
 
 enum Form { PLAIN_NATIVE, PLAIN_SWAPPED, FRAMED };
 
@@ -51,43 +57,43 @@ void bad_parameters() {
 
 // Reads the next window. Returns -1 only when the read itself fails.
 [[gnu::noinline]] int read_window() {
-    size_t n = std::fread(data.data(), 1, kWindow, ifile);
-    dat_ind = 0;
-    dat_buf = static_cast<int>(n);
+    size_t n = std::fread(rd.data.data(), 1, kWindow, rd.ifile);
+    rd.dat_ind = 0;
+    rd.dat_buf = static_cast<int>(n);
     if (n == 0) {
-        exhausted = true;
-        if (std::ferror(ifile)) return -1;
+        rd.exhausted = true;
+        if (std::ferror(rd.ifile)) return -1;
     }
     return 0;
 }
 
 // Refills the window when it is used up.
 inline int refill() {
-    return dat_ind < dat_buf ? 0 : read_window();
+    return rd.dat_ind < rd.dat_buf ? 0 : read_window();
 }
 
 inline int getbyte() {
     if (refill() < 0) return -1;
-    return data[dat_ind++];
+    return rd.data[rd.dat_ind++];
 }
 
 int getword() {
     if (refill() < 0) return -1;
     int32_t word;
-    std::memcpy(&word, data.data() + dat_ind, 4);
-    dat_ind += 4;
+    std::memcpy(&word, rd.data.data() + rd.dat_ind, 4);
+    rd.dat_ind += 4;
     return word;
 }
 
 inline int getnib() {
     if (refill() < 0) return -1;
-    if (!low) {
-        low = 1;
-        return data[dat_ind] >> 4;
+    if (!rd.low) {
+        rd.low = 1;
+        return rd.data[rd.dat_ind] >> 4;
     }
-    low = 0;
-    nib_bytes++;
-    return data[dat_ind++] & 0x0F;
+    rd.low = 0;
+    rd.nib_bytes++;
+    return rd.data[rd.dat_ind++] & 0x0F;
 }
 
 // Looks for the frame mark 00 FF 00 FF 00 FF 00 FF. A failed attempt keeps
@@ -108,14 +114,14 @@ int getsync() {
 // Consumes n bytes as getbyte would, but a window at a time.
 void skip(int64_t n) {
     while (n > 0) {
-        int64_t avail = dat_buf - dat_ind;
+        int64_t avail = rd.dat_buf - rd.dat_ind;
         if (n <= avail) {
-            dat_ind += static_cast<int>(n);
+            rd.dat_ind += static_cast<int>(n);
             return;
         }
         n -= avail;
-        dat_ind = dat_buf;
-        if (refill() < 0 || dat_buf == 0) return;
+        rd.dat_ind = rd.dat_buf;
+        if (refill() < 0 || rd.dat_buf == 0) return;
     }
 }
 
@@ -127,8 +133,8 @@ int shift_left(int value, int shift) {
 // Copies n bytes of the window at dat_ind; the block must lie whole in the
 // bytes that the window holds.
 bool take(void* to, int n) {
-    if (dat_ind < 0 || dat_ind + n > dat_buf) return false;
-    std::memcpy(to, data.data() + dat_ind, n);
+    if (rd.dat_ind < 0 || rd.dat_ind + n > rd.dat_buf) return false;
+    std::memcpy(to, rd.data.data() + rd.dat_ind, n);
     return true;
 }
 
@@ -164,7 +170,7 @@ int32_t** nav_slot(AreaFile* area, const char* name) {
 bool read_nav(AreaFile* area) {
     for (const NavName& nav : nav_names) {
         size_t len = std::strlen(nav.name);
-        if (std::memcmp(data.data() + dat_ind, nav.name, len) != 0) continue;
+        if (std::memcmp(rd.data.data() + rd.dat_ind, nav.name, len) != 0) continue;
         auto* block = static_cast<int32_t*>(std::malloc(nav.bytes));
         if (block == nullptr || !take(block, nav.bytes)) {
             std::free(block);
@@ -188,7 +194,7 @@ void read_framed(unsigned char* out, int lines, int elements, int prefix) {
     int prev = 0;
     int depth = 0;
     while (row < lines) {
-        std::memset(scan_line.data(), 0, elements);
+        std::memset(rd.scan_line.data(), 0, elements);
         int64_t num = lines;
         if (getsync() == 1) {
             uint32_t high = 0;
@@ -213,12 +219,12 @@ void read_framed(unsigned char* out, int lines, int elements, int prefix) {
             for (int& b : head) b = getbyte() & 0xFF;
             depth = head[0] << 8 | head[1];
             int n = head[2] << 8 | head[3];
-            low = scan_ind = nib_bytes = 0;
+            rd.low = rd.scan_ind = rd.nib_bytes = 0;
             int v = 0;
             int nib;
             // The tests stand in this order: a nibble is taken before the
             // element count is looked at.
-            while (nib_bytes < n && (nib = getnib()) != 255 && scan_ind < elements) {
+            while (rd.nib_bytes < n && (nib = getnib()) != 255 && rd.scan_ind < elements) {
                 if (nib < 0) break;
                 int times = 1;
                 if (nib == 0) {
@@ -233,20 +239,20 @@ void read_framed(unsigned char* out, int lines, int elements, int prefix) {
                 }
                 v &= 0xFF;
                 for (int i = 0; i < times; i++)
-                    scan_line[scan_ind++] = static_cast<unsigned char>(v);
+                    rd.scan_line[rd.scan_ind++] = static_cast<unsigned char>(v);
             }
         }
-        if (depth == 6 || bshift != 0) {
+        if (depth == 6 || rd.bshift != 0) {
             for (int i = 0; i < elements; i++) {
-                int p = scan_line[i];
+                int p = rd.scan_line[i];
                 if (depth == 6) p = (p << 2) & 0xFF;
-                if (bshift != 0) p = shift_left(p, bshift) & 0xFF;
-                scan_line[i] = static_cast<unsigned char>(p);
+                if (rd.bshift != 0) p = shift_left(p, rd.bshift) & 0xFF;
+                rd.scan_line[i] = static_cast<unsigned char>(p);
             }
         }
         // Repeated line numbers can take more rows than the image has.
         if (row < lines)
-            std::memcpy(out + static_cast<size_t>(row) * elements, scan_line.data(), elements);
+            std::memcpy(out + static_cast<size_t>(row) * elements, rd.scan_line.data(), elements);
         row++;
         prev = static_cast<int>(num);
     }
@@ -256,10 +262,10 @@ void read_framed(unsigned char* out, int lines, int elements, int prefix) {
 // file is used up every byte is the stale first byte of the window, so the rest of
 // the image is that one value.
 int plain_element(int width) {
-    if (width == 1) return shift_left(getbyte(), bshift);
+    if (width == 1) return shift_left(getbyte(), rd.bshift);
     int high = getbyte();
     int lowb = getbyte();
-    return shift_left(high * 256 + lowb, bshift) >> 8;
+    return shift_left(high * 256 + lowb, rd.bshift) >> 8;
 }
 
 void read_plain_bytes(unsigned char* out, int lines, int elements, int prefix, int width) {
@@ -269,7 +275,7 @@ void read_plain_bytes(unsigned char* out, int lines, int elements, int prefix, i
         skip(prefix);
         for (int e = 0; e < elements; e++, k++) {
             out[k] = static_cast<unsigned char>(plain_element(width));
-            if (exhausted) {
+            if (rd.exhausted) {
                 // The buffer came zeroed: a stale zero costs nothing.
                 const auto stale = static_cast<unsigned char>(plain_element(width));
                 if (k + 1 < total && stale != 0) std::memset(out + k + 1, stale, total - k - 1);
@@ -282,22 +288,22 @@ void read_plain_bytes(unsigned char* out, int lines, int elements, int prefix, i
 }  // namespace
 
 int SAT_set_bit_shift(int shift) {
-    bshift = shift;
+    rd.bshift = shift;
     return 0;
 }
 
 int SAT_read_AREA(FILE* file, AreaFile* area) {
-    ifile = file;
+    rd.ifile = file;
     if (file == nullptr || area == nullptr) return -1;
     // The blocks are outputs; only nav_type is kept from the caller.
     area->dir = area->goes = area->gvar = area->ps = area->tanc = area->proj = nullptr;
     area->data = nullptr;
-    std::rewind(ifile);
-    dat_buf = dat_ind = 0;
-    low = scan_ind = nib_bytes = 0;
-    exhausted = false;
+    std::rewind(rd.ifile);
+    rd.dat_buf = rd.dat_ind = 0;
+    rd.low = rd.scan_ind = rd.nib_bytes = 0;
+    rd.exhausted = false;
     // A file too short for the byte-order test must not see the last file.
-    data.fill(0);
+    rd.data.fill(0);
 
     getword();
     int version = getword();
@@ -312,7 +318,7 @@ int SAT_read_AREA(FILE* file, AreaFile* area) {
         swap_setup(1);
         form = FRAMED;
     }
-    dat_ind = 0;
+    rd.dat_ind = 0;
     if (form == FRAMED && getsync() != 1) return -1;
 
     auto* dir = static_cast<int32_t*>(std::malloc(kDirBytes));
@@ -325,7 +331,7 @@ int SAT_read_AREA(FILE* file, AreaFile* area) {
     area->dir = dir;
     swap_longs(dir, 24);
     swap_longs(dir + 32, 32);
-    dat_ind += kDirBytes;
+    rd.dat_ind += kDirBytes;
 
     if (form == FRAMED && getsync() != 1) return -1;
 
@@ -335,7 +341,7 @@ int SAT_read_AREA(FILE* file, AreaFile* area) {
     }
     // The navigation block is taken to start right behind the directory, so
     // the data offset counts from there.
-    int64_t target = static_cast<int64_t>(dat_ind) + dir[33] - kDirBytes;
+    int64_t target = static_cast<int64_t>(rd.dat_ind) + dir[33] - kDirBytes;
     if (target < 0) {
         bad_parameters();
         return -1;
@@ -351,13 +357,13 @@ int SAT_read_AREA(FILE* file, AreaFile* area) {
     int32_t width = dir[10];
     int32_t prefix = dir[14];
 
-    if (target <= dat_buf)
-        dat_ind = static_cast<int>(target);
+    if (target <= rd.dat_buf)
+        rd.dat_ind = static_cast<int>(target);
     else
-        skip(target - dat_ind);
+        skip(target - rd.dat_ind);
     if (form != FRAMED && (width == 1 || width == 2)) {
         // Nothing at all behind the data offset: the file has no pixels.
-        if (refill() < 0 || dat_buf == 0) {
+        if (refill() < 0 || rd.dat_buf == 0) {
             bad_parameters();
             return -1;
         }
@@ -367,18 +373,18 @@ int SAT_read_AREA(FILE* file, AreaFile* area) {
     auto* pixels = static_cast<unsigned char*>(std::calloc(total, 1));
     if (pixels == nullptr) return -1;
     area->data = pixels;
-    exhausted = false;
+    rd.exhausted = false;
 
     if (form == FRAMED) {
         read_framed(pixels, static_cast<int>(lines), static_cast<int>(elements), prefix);
     } else if (width == 1 && prefix == 0) {
         // The bulk goes straight from the stream into the image; no bit shift
         // on this path.
-        size_t have = static_cast<size_t>(dat_buf - dat_ind);
+        size_t have = static_cast<size_t>(rd.dat_buf - rd.dat_ind);
         if (have > total) have = total;
-        std::memcpy(pixels, data.data() + dat_ind, have);
-        dat_ind += static_cast<int>(have);
-        if (have < total) std::fread(pixels + have, 1, total - have, ifile);
+        std::memcpy(pixels, rd.data.data() + rd.dat_ind, have);
+        rd.dat_ind += static_cast<int>(have);
+        if (have < total) std::fread(pixels + have, 1, total - have, rd.ifile);
     } else if (width == 1 || width == 2) {
         read_plain_bytes(pixels, static_cast<int>(lines), static_cast<int>(elements), prefix,
                          width);
