@@ -2,6 +2,7 @@
 // window onto the device, and the clip rectangle of the selected viewport.
 #include <X11/Xlib.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -76,14 +77,21 @@ void apply_aspect(float vw, float vh, float origin_x, float origin_y) {
     update_scales();
 }
 
+// X keeps clip rectangles in 16 bits. A viewport selected before any workstation
+// sized the device maps to NaN, and a huge one past the int range: NaN gives 0, the
+// rest is held to the int range and then truncated to 16 bits.
+short clip_short(double v) {
+    if (std::isnan(v)) return 0;
+    return static_cast<short>(static_cast<int>(std::clamp(v, -2147483648.0, 2147483647.0)));
+}
+
 void compute_clip_rect(short out[4]) {
-    const short x = static_cast<short>(xNDC_p(st.cur_vp.xmin) + 0.5);
-    const short y = static_cast<short>(yNDC_p(st.cur_vp.ymax) + 0.5);
+    const short x = clip_short(xNDC_p(st.cur_vp.xmin) + 0.5);
+    const short y = clip_short(yNDC_p(st.cur_vp.ymax) + 0.5);
     out[0] = x;
     out[1] = y;
-    // Extents of a viewport past the clamped range exceed 16 bits: truncate through int.
-    out[2] = static_cast<short>(static_cast<int>(xNDC_p(st.cur_vp.xmax) - x + 1.5));
-    out[3] = static_cast<short>(static_cast<int>(yNDC_p(st.cur_vp.ymin) - y + 1.5));
+    out[2] = clip_short(xNDC_p(st.cur_vp.xmax) - x + 1.5);
+    out[3] = clip_short(yNDC_p(st.cur_vp.ymin) - y + 1.5);
 }
 
 void set_gc_clip(_XGC* gc) {
