@@ -274,22 +274,39 @@ int SAT_read_file(const char* name, Image* image) {
     return 1;
 }
 
-int SAT_domain_image(Domain* domain) {
-    if (domain->proj == ZMT_MISSING) return 0;
-    int width = 640, height = 427;
+namespace {
+
+// The plot's size in pixels: the viewport of transformation 2 when a device is open,
+// else the geometry resource, else 640 by 427. A metafile has no pixels and leaves
+// the viewport unwritten, so it takes the size a closed device would.
+void viewport_size(int* width, int* height) {
+    *width = 640;
+    *height = 427;
     if (gchk_graphics()) {
-        int vp[4];
+        int vp[4] = {0, 0, 0, 0};
         gsel_norm_tran(2);
         gget_gviewport(vp);
-        width = vp[2];
-        height = vp[3];
-    } else if (const char* geometry = RES_get("geometry"); geometry && *geometry) {
-        int w = 0, h = 0;
-        if (std::sscanf(geometry, "%dx%d", &w, &h) == 2) {
-            width = w;
-            height = h;
+        if (vp[2] > 0 && vp[3] > 0) {
+            *width = vp[2];
+            *height = vp[3];
+            return;
         }
     }
+    if (const char* geometry = RES_get("geometry"); geometry && *geometry) {
+        int w = 0, h = 0;
+        if (std::sscanf(geometry, "%dx%d", &w, &h) == 2) {
+            *width = w;
+            *height = h;
+        }
+    }
+}
+
+}  // namespace
+
+int SAT_domain_image(Domain* domain) {
+    if (domain->proj == ZMT_MISSING) return 0;
+    int width = 0, height = 0;
+    viewport_size(&width, &height);
     MAP_domain(domain);
     float limits[4];
     MAP_get_limits(limits);
@@ -302,10 +319,11 @@ int SAT_domain_image(Domain* domain) {
 
 int SAT_image_setup(Image* image, Domain* domain) {
     const SatParams& params = SAT_params();
-    int vp[4];
+    int vp[4] = {0, 0, 0, 0};
     gsel_norm_tran(2);
     gget_gviewport(vp);
-    const int w = vp[2], h = vp[3];
+    int w = vp[2], h = vp[3];
+    if (gchk_graphics() && (w <= 0 || h <= 0)) viewport_size(&w, &h);
     DOM_init(domain);
     const Domain& img = image->domain;
     domain->proj = img.proj;
