@@ -321,6 +321,74 @@ int IMG_free(Image* image) {
     return 0;
 }
 
+namespace {
+
+// The form letters after "ZMTIMG" in a native image's first line.
+struct ZmtForm {
+    bool version4 = false;     // '4': the grid is a domain line
+    bool second_file = false;  // '*': the pixels are in a file named after the header
+    bool compressed = false;   // 'Z': the pixels are zlib-compressed
+    bool vblock = false;       // 'V': a 1024-byte block precedes the pixels
+    bool cblock = false;       // 'C': a counted block precedes the pixels
+};
+
+ZmtForm zmt_form(const char* letters) {
+    ZmtForm form;
+    for (const char* p = letters; *p; p++) {
+        if (*p == '4') form.version4 = true;
+        if (*p == '*') form.second_file = true;
+        if (*p == 'Z') form.compressed = true;
+        if (*p == 'V') form.vblock = true;
+        if (*p == 'C') form.cblock = true;
+    }
+    return form;
+}
+
+// The grid line: a domain line (version 4), a projection word with its numbers,
+// or the bare width and height.
+void read_zmt_size(FILE* f, bool version4, Image* image) {
+    Domain& d = image->domain;
+    char line[LINE] = "";
+    if (version4) {
+        fgetline(f, line);
+        DOM_decode(line, &d);
+        std::fscanf(f, "%*c");
+        image->width = image->bytes_per_line = d.nx;
+        image->height = d.ny;
+        return;
+    }
+    std::fscanf(f, " ");
+    int c = std::fgetc(f);
+    if (c != EOF) std::ungetc(c, f);
+    if (std::isalpha(c)) {
+        char tok[LINE] = "";
+        std::fscanf(f, "%160s", tok);
+        decode_token(tok, &d);
+        std::fscanf(f, "%f %f %f %f %d %d%*c", &d.clat, &d.clon, &d.dx, &d.dy, &d.nx, &d.ny);
+        image->width = image->bytes_per_line = d.nx;
+        image->height = d.ny;
+    } else {
+        std::fscanf(f, "%d %d%*c", &image->width, &image->height);
+        d.nx = image->width;
+        d.ny = image->height;
+    }
+}
+
+// The optional blocks between the header and the pixels.
+void skip_zmt_blocks(FILE* f, const ZmtForm& form) {
+    if (form.vblock) skip_bytes(f, 1024);
+    if (form.cblock) {
+        unsigned char two[2] = {0, 0};
+        skip_bytes(f, 2);
+        if (std::fread(two, 1, 2, f) == 2) {
+            int more = 2 * static_cast<signed char>(two[1]);
+            if (more > 0) skip_bytes(f, more);
+        }
+    }
+}
+
+}  // namespace
+
 int IMG_read_zmt(const char* name, Image* image) {
     FilePtr file(FILE_open(name, "r"));
     if (!file) {
@@ -333,14 +401,7 @@ int IMG_read_zmt(const char* name, Image* image) {
         MESS_print(MESS_WARN, "IMG_read_zmt: Invalid image type\n");
         return -1;
     }
-    bool version4 = false, second_file = false, compressed = false, vblock = false, cblock = false;
-    for (const char* p = line + 6; *p; p++) {
-        if (*p == '4') version4 = true;
-        if (*p == '*') second_file = true;
-        if (*p == 'Z') compressed = true;
-        if (*p == 'V') vblock = true;
-        if (*p == 'C') cblock = true;
-    }
+    const ZmtForm form = zmt_form(line + 6);
 
     IMG_init(image);
     image->source = SAT_NATIVE;
@@ -352,36 +413,12 @@ int IMG_read_zmt(const char* name, Image* image) {
     fgetline(f, line);
     copy_text(image->info, sizeof image->info, line);
 
-    Domain& d = image->domain;
     image->depth = 8;
-    if (version4) {
-        line[0] = '\0';
-        fgetline(f, line);
-        DOM_decode(line, &d);
-        std::fscanf(f, "%*c");
-        image->width = image->bytes_per_line = d.nx;
-        image->height = d.ny;
-    } else {
-        std::fscanf(f, " ");
-        int c = std::fgetc(f);
-        if (c != EOF) std::ungetc(c, f);
-        if (std::isalpha(c)) {
-            char tok[LINE] = "";
-            std::fscanf(f, "%160s", tok);
-            decode_token(tok, &d);
-            std::fscanf(f, "%f %f %f %f %d %d%*c", &d.clat, &d.clon, &d.dx, &d.dy, &d.nx, &d.ny);
-            image->width = image->bytes_per_line = d.nx;
-            image->height = d.ny;
-        } else {
-            std::fscanf(f, "%d %d%*c", &image->width, &image->height);
-            d.nx = image->width;
-            d.ny = image->height;
-        }
-    }
+    read_zmt_size(f, form.version4, image);
 
     FilePtr data_file;
     FILE* body = f;
-    if (second_file) {
+    if (form.second_file) {
         char path[1024] = "";
         if (std::fscanf(f, "%1023s", path) != 1) {
             MESS_print(MESS_WARN, "IMG_read_zmt: No pixel file named: %s\n", name);
@@ -395,15 +432,7 @@ int IMG_read_zmt(const char* name, Image* image) {
         }
         body = data_file.get();
     }
-    if (vblock) skip_bytes(f, 1024);
-    if (cblock) {
-        unsigned char two[2] = {0, 0};
-        skip_bytes(f, 2);
-        if (std::fread(two, 1, 2, f) == 2) {
-            int more = 2 * static_cast<signed char>(two[1]);
-            if (more > 0) skip_bytes(f, more);
-        }
-    }
+    skip_zmt_blocks(f, form);
 
     if (image->width <= 0 || image->height <= 0 ||
         static_cast<size_t>(image->width) > MAX_PIXELS / static_cast<size_t>(image->height)) {
@@ -420,7 +449,7 @@ int IMG_read_zmt(const char* name, Image* image) {
                    image->height, name);
         return -1;
     }
-    if (compressed && !second_file) {
+    if (form.compressed && !form.second_file) {
         const size_t expected =
             static_cast<size_t>(image->height) *
             static_cast<size_t>(image->bytes_per_line > 0 ? image->bytes_per_line : 0);
