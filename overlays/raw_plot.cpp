@@ -16,6 +16,7 @@
 #include "maps/map_draw.h"
 #include "maps/projections.h"
 #include "overlays/cities.h"
+#include "overlays/contour_scale.h"
 #include "overlays/symbols.h"
 #include "plot/plot.h"
 
@@ -379,16 +380,32 @@ int RAW_plot_init(RawAttrib* a, int flag) {
     RAW_plot_param(a);
     GPH_line_attr(nullptr);
     GPH_trans(2);
+    CONT_init();
+    CONT_set_fill_colors(0, 0);
+    if (CONT_get_type() == ZMT_MISSING) CONT_set_type(15);
     std::string format = resource("plot_format");
     if (!format.empty()) {
         int type = RAW_parse_format(a, format.c_str());
         if (type) a->var_type = type;
     }
+    // ">v": the scale starts at v and nothing below is coloured; "<v": nothing above.
     std::string base = resource("con_base");
-    if (!base.empty())
-        a->base = static_cast<float>(std::atof(base.c_str() + (base[0] == '>' || base[0] == '<')));
+    float cut_low = ZMT_FMISSING, cut_high = ZMT_FMISSING;
+    if (!base.empty()) {
+        const float v =
+            static_cast<float>(std::atof(base.c_str() + (base[0] == '>' || base[0] == '<')));
+        if (base[0] == '<') {
+            cut_high = v;
+        } else {
+            a->base = v;
+            if (base[0] == '>') cut_low = v;
+        }
+    }
+    CONT_set_base(a->base);
+    CONT_set_cutoff(cut_low, cut_high);
     std::string interval = resource("con_interval");
     if (!interval.empty()) a->interval = static_cast<float>(std::atof(interval.c_str()));
+    CONT_set_intrvl(a->interval);
     RAW_set_attribs(a);
     GPH_text_align(halign_of(a->xoff), a->valign);
     return 0;
@@ -400,10 +417,16 @@ int RAW_plot_data(const RawData* d, float x, float y) {
     const bool has_value = set(d->value);
     const float value = a.var_type == RAW_BARB || a.var_type == RAW_BARB_CALM ||
                                 a.var_type == RAW_BARB_CIRCLE || a.var_type == RAW_VECTOR ||
-                                a.var_type == RAW_TRACK
+                                a.var_type == RAW_TRACK || a.var_type == 21 || a.var_type == 22
                             ? d->value2
                             : d->value;
     if (set(value) && ((set(a.min) && value < a.min) || (set(a.max) && value > a.max))) return 0;
+    // The value's class colour; a number beyond the scale's cutoffs is not drawn,
+    // a point without a number keeps the base colour.
+    int klass = 0;
+    const int scaled = set(value) ? CONT_get_values(value, &klass, nullptr, nullptr) : -1;
+    if (scaled == CONT_BEYOND) return 0;
+    if (scaled == 0) CONT_get_fill_attrib(klass, &a.attrib);
     if (d->format[0]) {
         int type = RAW_parse_format(&a, d->format);
         if (type) a.var_type = type;
