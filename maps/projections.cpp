@@ -30,23 +30,32 @@ Domain make_unset_domain() {
     return d;
 }
 
-// Module state.
-Domain domain = make_unset_domain();
-float limits[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // xmin, xmax, ymin, ymax
-float tlat1 = 60.0f;
-float tlat2 = 60.0f;
-float xfactor = ZMT_FMISSING;
-float yfactor = ZMT_FMISSING;
-float mult = ZMT_FMISSING;
-float sat_rad = DEF_SAT_RAD;
-float sat_rad2 = DEF_SAT_RAD2;
-float sat_rad4 = DEF_SAT_RAD4;
-float sat2_earth2 = static_cast<float>(DEF_SAT_RAD2 - EQ_RADIUS * EQ_RADIUS);
-float sat_ratio = ZMT_FMISSING;
-float earth_ratio = ZMT_FMISSING;
-float earth_ratio2 = static_cast<float>(POLAR_RADIUS * POLAR_RADIUS / (EQ_RADIUS * EQ_RADIUS));
-float sign = 1.0f;
-int grid_limit = 0;
+// The current projection. MAP_domain sets the domain and the constants its
+// projection keeps; the transforms compute the cached constants at their first use
+// after a change (-9999: still to compute); restore_snapshot brings back what a
+// domain left behind.
+struct Current {
+    Domain domain = make_unset_domain();  // the current domain; MAP_domain, MAP_proj, MAP_coord
+    float limits[4] = {0.0f, 0.0f, 0.0f, 0.0f};  // xmin, xmax, ymin, ymax; MAP_set_limits
+    float tlat1 = 60.0f;                         // first true latitude in force; MAP_domain
+    float tlat2 = 60.0f;           // second true latitude; for "sat", 1 asks for scan angles
+    float xfactor = ZMT_FMISSING;  // cached constant of the projection (cone, scale, ...)
+    float yfactor = ZMT_FMISSING;  // second cached constant (orthographic, graphs)
+    float mult = ZMT_FMISSING;     // Lambert multiplier; scratch of "lambaz"
+    // Orbit radius of "sat", its square and fourth power, and the square less the
+    // equatorial radius squared; MAP_domain.
+    float sat_rad = DEF_SAT_RAD;
+    float sat_rad2 = DEF_SAT_RAD2;
+    float sat_rad4 = DEF_SAT_RAD4;
+    float sat2_earth2 = static_cast<float>(DEF_SAT_RAD2 - EQ_RADIUS * EQ_RADIUS);
+    float sat_ratio = ZMT_FMISSING;    // sat_rad / R; computed by sat_constants
+    float earth_ratio = ZMT_FMISSING;  // R / sat_rad; sat_constants
+    // Square of polar over equatorial radius; MAP_domain.
+    float earth_ratio2 = static_cast<float>(POLAR_RADIUS * POLAR_RADIUS / (EQ_RADIUS * EQ_RADIUS));
+    float sign = 1.0f;   // hemisphere sign, cached with xfactor
+    int grid_limit = 0;  // MAP_set_plot_limit's setting
+};
+Current cur;
 
 // The state a MAP_domain leaves behind, kept per domain so that switching back
 // and forth between two domains costs a comparison and a copy.
@@ -68,39 +77,39 @@ void take_snapshot(const Domain& key) {
     next_snapshot = (next_snapshot + 1) % snapshots.size();
     s.valid = true;
     s.key = key;
-    s.domain = domain;
-    std::memcpy(s.limits, limits, sizeof(limits));
-    s.tlat1 = tlat1;
-    s.tlat2 = tlat2;
-    s.xfactor = xfactor;
-    s.yfactor = yfactor;
-    s.mult = mult;
-    s.sat_rad = sat_rad;
-    s.sat_rad2 = sat_rad2;
-    s.sat_rad4 = sat_rad4;
-    s.sat2_earth2 = sat2_earth2;
-    s.sat_ratio = sat_ratio;
-    s.earth_ratio = earth_ratio;
-    s.sign = sign;
+    s.domain = cur.domain;
+    std::memcpy(s.limits, cur.limits, sizeof(cur.limits));
+    s.tlat1 = cur.tlat1;
+    s.tlat2 = cur.tlat2;
+    s.xfactor = cur.xfactor;
+    s.yfactor = cur.yfactor;
+    s.mult = cur.mult;
+    s.sat_rad = cur.sat_rad;
+    s.sat_rad2 = cur.sat_rad2;
+    s.sat_rad4 = cur.sat_rad4;
+    s.sat2_earth2 = cur.sat2_earth2;
+    s.sat_ratio = cur.sat_ratio;
+    s.earth_ratio = cur.earth_ratio;
+    s.sign = cur.sign;
 }
 
 // Restores only what MAP_domain of that projection writes; the rest of the state
 // carries over exactly as it would on a fresh computation.
 void restore_snapshot(const Snapshot& s) {
-    domain = s.domain;
-    std::memcpy(limits, s.limits, sizeof(limits));
-    xfactor = s.xfactor;
-    sat_ratio = s.sat_ratio;
-    switch (domain.proj) {
+    cur.domain = s.domain;
+    std::memcpy(cur.limits, s.limits, sizeof(cur.limits));
+    cur.xfactor = s.xfactor;
+    cur.sat_ratio = s.sat_ratio;
+    switch (cur.domain.proj) {
         case MAP_PSTEREO:
-            tlat1 = s.tlat1;
-            sign = s.sign;
+            cur.tlat1 = s.tlat1;
+            cur.sign = s.sign;
             break;
         case MAP_LAMB:
-            tlat1 = s.tlat1;
-            tlat2 = s.tlat2;
-            sign = s.sign;
-            mult = s.mult;
+            cur.tlat1 = s.tlat1;
+            cur.tlat2 = s.tlat2;
+            cur.sign = s.sign;
+            cur.mult = s.mult;
             break;
         case MAP_ORTHO:
         case MAP_XY:
@@ -109,18 +118,18 @@ void restore_snapshot(const Snapshot& s) {
         case MAP_SKEWT:
         case MAP_TEPH:
         case MAP_RTEPH:
-            yfactor = s.yfactor;
+            cur.yfactor = s.yfactor;
             break;
         case MAP_LAMBAZ:
-            mult = s.mult;
+            cur.mult = s.mult;
             break;
         case MAP_SAT:
-            tlat2 = s.tlat2;
-            sat_rad = s.sat_rad;
-            sat_rad2 = s.sat_rad2;
-            sat_rad4 = s.sat_rad4;
-            sat2_earth2 = s.sat2_earth2;
-            earth_ratio = s.earth_ratio;
+            cur.tlat2 = s.tlat2;
+            cur.sat_rad = s.sat_rad;
+            cur.sat_rad2 = s.sat_rad2;
+            cur.sat_rad4 = s.sat_rad4;
+            cur.sat2_earth2 = s.sat2_earth2;
+            cur.earth_ratio = s.earth_ratio;
             break;
         default:
             break;
@@ -143,36 +152,36 @@ bool wrap_lon(float* lon) {
 
 // Constants of polar stereographic: hemisphere sign and the scale F.
 void stereo_constants() {
-    sign = domain.plat < 0.0f ? 1.0f : -1.0f;
-    xfactor = static_cast<float>(R * (1.0 + sign * std::sin(-tlat1 * DEG2RAD)));
+    cur.sign = cur.domain.plat < 0.0f ? 1.0f : -1.0f;
+    cur.xfactor = static_cast<float>(R * (1.0 + cur.sign * std::sin(-cur.tlat1 * DEG2RAD)));
 }
 
 // Constants of Lambert conformal: hemisphere sign, cone constant n and multiplier.
 void lambert_constants() {
-    sign = domain.plat >= 0.0f ? 1.0f : -1.0f;
+    cur.sign = cur.domain.plat >= 0.0f ? 1.0f : -1.0f;
     double n;
-    if (tlat1 != tlat2) {
-        n = (std::log(std::cos(tlat1 * DEG2RAD)) - std::log(std::cos(tlat2 * DEG2RAD))) /
-            (std::log(std::tan((45.0 - tlat1 / 2.0) * DEG2RAD)) -
-             std::log(std::tan((45.0 - tlat2 / 2.0) * DEG2RAD)));
+    if (cur.tlat1 != cur.tlat2) {
+        n = (std::log(std::cos(cur.tlat1 * DEG2RAD)) - std::log(std::cos(cur.tlat2 * DEG2RAD))) /
+            (std::log(std::tan((45.0 - cur.tlat1 / 2.0) * DEG2RAD)) -
+             std::log(std::tan((45.0 - cur.tlat2 / 2.0) * DEG2RAD)));
     } else {
-        n = std::cos((90.0 - sign * tlat1) * DEG2RAD);
+        n = std::cos((90.0 - cur.sign * cur.tlat1) * DEG2RAD);
     }
-    xfactor = static_cast<float>(n);
-    mult =
-        static_cast<float>(std::cos(tlat1 * DEG2RAD) /
-                           (std::pow(std::tan((45.0 - tlat1 / 2.0) * DEG2RAD), xfactor) * xfactor));
+    cur.xfactor = static_cast<float>(n);
+    cur.mult = static_cast<float>(
+        std::cos(cur.tlat1 * DEG2RAD) /
+        (std::pow(std::tan((45.0 - cur.tlat1 / 2.0) * DEG2RAD), cur.xfactor) * cur.xfactor));
 }
 
 void ortho_constants() {
-    float plat = domain.plat == ZMT_FMISSING ? 0.0f : domain.plat;
-    xfactor = static_cast<float>(std::cos(plat * DEG2RAD));
-    yfactor = static_cast<float>(std::sin(plat * DEG2RAD));
+    float plat = cur.domain.plat == ZMT_FMISSING ? 0.0f : cur.domain.plat;
+    cur.xfactor = static_cast<float>(std::cos(plat * DEG2RAD));
+    cur.yfactor = static_cast<float>(std::sin(plat * DEG2RAD));
 }
 
 void sat_constants() {
-    sat_ratio = static_cast<float>(sat_rad / R);
-    earth_ratio = static_cast<float>(R / sat_rad);
+    cur.sat_ratio = static_cast<float>(cur.sat_rad / R);
+    cur.earth_ratio = static_cast<float>(R / cur.sat_rad);
 }
 
 // Potential temperature of a temperature in kelvin at a pressure in hPa.
@@ -182,10 +191,10 @@ float potential_temperature(float t, float p) {
 }
 
 int sat_forward(float lat, float d, float* x, float* y) {
-    if (sat_ratio == ZMT_FMISSING) sat_constants();
+    if (cur.sat_ratio == ZMT_FMISSING) sat_constants();
     double cl, sl;
-    if (domain.ext) {
-        double g = std::atan(std::tan(lat * DEG2RAD) * earth_ratio2);
+    if (cur.domain.ext) {
+        double g = std::atan(std::tan(lat * DEG2RAD) * cur.earth_ratio2);
         cl = std::cos(g);
         sl = std::sin(g);
     } else {
@@ -194,65 +203,67 @@ int sat_forward(float lat, float d, float* x, float* y) {
     }
     double sd = std::sin(d * DEG2RAD);
     double q = std::cos(d * DEG2RAD) * cl;
-    if (q < earth_ratio) {
+    if (q < cur.earth_ratio) {
         no_image(x, y);
         return 0;
     }
-    double r = domain.ext ? POLAR_RADIUS / std::sqrt(1.0 - (1.0 - earth_ratio2) * cl * cl) : R;
-    double h = sat_rad - r * q;
+    double r =
+        cur.domain.ext ? POLAR_RADIUS / std::sqrt(1.0 - (1.0 - cur.earth_ratio2) * cl * cl) : R;
+    double h = cur.sat_rad - r * q;
     // The scratch store of e is a float: part of the arithmetic as it stands.
-    xfactor = static_cast<float>(std::sqrt(h * h + (r * sd * cl) * (r * sd * cl)));
+    cur.xfactor = static_cast<float>(std::sqrt(h * h + (r * sd * cl) * (r * sd * cl)));
     double xv = r * sd * cl / h;
-    double yv = r * sl / xfactor;
-    if (tlat2 == 1.0f) {
+    double yv = r * sl / cur.xfactor;
+    if (cur.tlat2 == 1.0f) {
         xv = std::atan(xv);
         yv = std::atan(yv);
     }
-    *x = static_cast<float>(xv * sat_rad);
-    *y = static_cast<float>(yv * sat_rad);
+    *x = static_cast<float>(xv * cur.sat_rad);
+    *y = static_cast<float>(yv * cur.sat_rad);
     return 1;
 }
 
 int sat_inverse(float x, float y, float* lat, float* lon) {
-    if (sat_ratio == ZMT_FMISSING) sat_constants();
-    if (!domain.ext) {
+    if (cur.sat_ratio == ZMT_FMISSING) sat_constants();
+    if (!cur.domain.ext) {
         double xv = x, yv = y;
-        if (tlat2 == 1.0f) {
-            xv = std::tan(xv / sat_rad) * sat_rad;
-            yv = std::tan(yv / sat_rad) * sat_rad;
+        if (cur.tlat2 == 1.0f) {
+            xv = std::tan(xv / cur.sat_rad) * cur.sat_rad;
+            yv = std::tan(yv / cur.sat_rad) * cur.sat_rad;
         }
-        double q = xv * xv + yv * yv + sat_rad2;
-        double m = sat_rad4 - q * sat2_earth2;
+        double q = xv * xv + yv * yv + cur.sat_rad2;
+        double m = cur.sat_rad4 - q * cur.sat2_earth2;
         if (m < 0.0) {
             no_image(lat, lon);
             return 0;
         }
-        double t = (sat_rad2 - std::sqrt(m)) / q;
+        double t = (cur.sat_rad2 - std::sqrt(m)) / q;
         double la = std::asin(yv * t / R);
         *lat = static_cast<float>(la * RAD2DEG);
-        *lon = static_cast<float>(std::asin(xv * t / (std::cos(la) * R)) * RAD2DEG + domain.plon);
+        *lon =
+            static_cast<float>(std::asin(xv * t / (std::cos(la) * R)) * RAD2DEG + cur.domain.plon);
         return 1;
     }
-    double a = x / static_cast<double>(sat_rad);
-    double b = y / static_cast<double>(sat_rad);
-    if (tlat2 != 1.0f) {
+    double a = x / static_cast<double>(cur.sat_rad);
+    double b = y / static_cast<double>(cur.sat_rad);
+    if (cur.tlat2 != 1.0f) {
         a = std::atan(a);
         b = std::atan(b);
     }
     double ca = std::cos(a), cb = std::cos(b), sb = std::sin(b);
-    double p = ca * sat_rad * cb;
-    double k = sb * sb / earth_ratio2 + cb * cb;
-    double m = p * p - k * sat2_earth2;
+    double p = ca * cur.sat_rad * cb;
+    double k = sb * sb / cur.earth_ratio2 + cb * cb;
+    double m = p * p - k * cur.sat2_earth2;
     if (m < 0.0) {
         no_image(lat, lon);
         return 0;
     }
     double t = (p - std::sqrt(m)) / k;
-    double u = sat_rad - ca * t * cb;
+    double u = cur.sat_rad - ca * t * cb;
     double v = std::sin(a) * t * cb;
     double w = std::sqrt(u * u + v * v);
-    *lat = static_cast<float>(std::atan(sb * t / (w * earth_ratio2)) * RAD2DEG);
-    *lon = static_cast<float>(std::atan(v / u) * RAD2DEG + domain.plon);
+    *lat = static_cast<float>(std::atan(sb * t / (w * cur.earth_ratio2)) * RAD2DEG);
+    *lon = static_cast<float>(std::atan(v / u) * RAD2DEG + cur.domain.plon);
     return 1;
 }
 
@@ -287,13 +298,13 @@ int moll_inverse(float x, float y, float* lat, float* lon) {
         no_image(lat, lon);
         return 0;
     }
-    *lon = static_cast<float>(x * 90.0 / (std::cos(t) * R) + domain.plon);
+    *lon = static_cast<float>(x * 90.0 / (std::cos(t) * R) + cur.domain.plon);
     *lat = static_cast<float>(std::asin(w) * RAD2DEG);
     return 1;
 }
 
 int lambaz_forward(float lat, float d, float* x, float* y) {
-    double sp = std::sin(domain.plat * DEG2RAD), cp = std::cos(domain.plat * DEG2RAD);
+    double sp = std::sin(cur.domain.plat * DEG2RAD), cp = std::cos(cur.domain.plat * DEG2RAD);
     double sl = std::sin(lat * DEG2RAD), cl = std::cos(lat * DEG2RAD);
     double cd = std::cos(d * DEG2RAD);
     double c = sp * sl + cp * cl * cd;
@@ -301,9 +312,9 @@ int lambaz_forward(float lat, float d, float* x, float* y) {
         no_image(x, y);
         return 0;
     }
-    mult = static_cast<float>(R * std::sqrt(2.0 / (c + 1.0)));
-    *x = static_cast<float>(mult * cl * std::sin(d * DEG2RAD));
-    *y = static_cast<float>(mult * (cp * sl + std::sin(-domain.plat * DEG2RAD) * cl * cd));
+    cur.mult = static_cast<float>(R * std::sqrt(2.0 / (c + 1.0)));
+    *x = static_cast<float>(cur.mult * cl * std::sin(d * DEG2RAD));
+    *y = static_cast<float>(cur.mult * (cp * sl + std::sin(-cur.domain.plat * DEG2RAD) * cl * cd));
     return 1;
 }
 
@@ -316,11 +327,11 @@ int lambaz_inverse(float x, float y, float* lat, float* lon) {
     }
     double c = 2.0 * std::asin(z);
     if (rho < 1e-10) {
-        *lon = domain.plon;
-        *lat = domain.plat;
+        *lon = cur.domain.plon;
+        *lat = cur.domain.plat;
         return 0;
     }
-    double pr = domain.plat * DEG2RAD;
+    double pr = cur.domain.plat * DEG2RAD;
     double la = std::asin(std::sin(pr) * std::cos(c) + std::cos(pr) * std::sin(c) * y / rho);
     double lo;
     if (std::fabs(std::fabs(pr) - 90.0 * DEG2RAD) < 1e-10) {
@@ -330,7 +341,7 @@ int lambaz_inverse(float x, float y, float* lat, float* lon) {
         lo = std::atan2(x * std::sin(c) * std::cos(pr), rho * f);
     }
     *lat = static_cast<float>(la * RAD2DEG);
-    *lon = static_cast<float>(lo * RAD2DEG + domain.plon);
+    *lon = static_cast<float>(lo * RAD2DEG + cur.domain.plon);
     return 1;
 }
 
@@ -339,20 +350,20 @@ int lambaz_inverse(float x, float y, float* lat, float* lon) {
 // longitude; both return 1, or 0 with both outputs missing where there is no image.
 
 int pstereo_forward(float lat, float d, float* x, float* y) {
-    if (xfactor == ZMT_FMISSING) stereo_constants();
-    if (sign * lat > 75.0f) lat = 75.0f * sign;
-    double rho = xfactor * std::tan((sign * lat + 90.0) / 2.0 * DEG2RAD);
+    if (cur.xfactor == ZMT_FMISSING) stereo_constants();
+    if (cur.sign * lat > 75.0f) lat = 75.0f * cur.sign;
+    double rho = cur.xfactor * std::tan((cur.sign * lat + 90.0) / 2.0 * DEG2RAD);
     *x = static_cast<float>(std::sin(d * DEG2RAD) * rho);
-    *y = static_cast<float>(sign * std::cos(d * DEG2RAD) * rho);
+    *y = static_cast<float>(cur.sign * std::cos(d * DEG2RAD) * rho);
     return 1;
 }
 
 int pstereo_inverse(float x, float y, float* lat, float* lon) {
-    if (xfactor == ZMT_FMISSING) stereo_constants();
-    double lo = (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(x, y * sign) * RAD2DEG;
-    *lon = static_cast<float>(lo + domain.plon);
+    if (cur.xfactor == ZMT_FMISSING) stereo_constants();
+    double lo = (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(x, y * cur.sign) * RAD2DEG;
+    *lon = static_cast<float>(lo + cur.domain.plon);
     double rho = std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
-    *lat = static_cast<float>((2.0 * std::atan(rho / xfactor) * RAD2DEG - 90.0) * sign);
+    *lat = static_cast<float>((2.0 * std::atan(rho / cur.xfactor) * RAD2DEG - 90.0) * cur.sign);
     return 1;
 }
 
@@ -365,7 +376,7 @@ int latlon_forward(float lat, float d, float* x, float* y) {
 }
 
 int latlon_inverse(float x, float y, float* lat, float* lon) {
-    float lo = x + domain.plon;
+    float lo = x + cur.domain.plon;
     if (!wrap_lon(&lo)) {
         no_image(lat, lon);
         return 0;
@@ -387,7 +398,7 @@ int merc_forward(float lat, float d, float* x, float* y) {
 }
 
 int merc_inverse(float x, float y, float* lat, float* lon) {
-    float lo = static_cast<float>(x / (R * DEG2RAD) + domain.plon);
+    float lo = static_cast<float>(x / (R * DEG2RAD) + cur.domain.plon);
     if (!wrap_lon(&lo)) {
         no_image(lat, lon);
         return 0;
@@ -400,84 +411,87 @@ int merc_inverse(float x, float y, float* lat, float* lon) {
 // The longitude itself too: a distance past half a turn is taken again from the
 // longitude moved by a turn, in float, as the cone's angle needs.
 int lamb_forward(float lat, float lon, float d, float* x, float* y) {
-    if (xfactor == ZMT_FMISSING) lambert_constants();
-    if (domain.plat >= 0.0f && lat < -89.0f) lat = -89.0f;
-    if (domain.plat < 0.0f && lat > 89.0f) lat = 89.0f;
-    double rho = R * mult * std::pow(std::tan((45.0 - sign * lat / 2.0) * DEG2RAD), xfactor);
+    if (cur.xfactor == ZMT_FMISSING) lambert_constants();
+    if (cur.domain.plat >= 0.0f && lat < -89.0f) lat = -89.0f;
+    if (cur.domain.plat < 0.0f && lat > 89.0f) lat = 89.0f;
+    double rho =
+        R * cur.mult * std::pow(std::tan((45.0 - cur.sign * lat / 2.0) * DEG2RAD), cur.xfactor);
     if (d > 180.0f) {
         lon += -360.0f;
-        d = lon - domain.plon;
+        d = lon - cur.domain.plon;
     } else if (d < -180.0f) {
         lon += 360.0f;
-        d = lon - domain.plon;
+        d = lon - cur.domain.plon;
     }
-    double a = xfactor * d * DEG2RAD;
+    double a = cur.xfactor * d * DEG2RAD;
     *x = static_cast<float>(std::sin(a) * rho);
-    *y = static_cast<float>(-sign * std::cos(a) * rho);
+    *y = static_cast<float>(-cur.sign * std::cos(a) * rho);
     return 1;
 }
 
 int lamb_inverse(float x, float y, float* lat, float* lon) {
-    if (xfactor == ZMT_FMISSING) lambert_constants();
+    if (cur.xfactor == ZMT_FMISSING) lambert_constants();
     // A southern cone through two different true latitudes comes out with a
     // negative cone constant and multiplier, which makes the forward's rho
     // negative. The plain inverse then takes a fractional power of a negative
     // ratio and gives no number at all, so the radius and the angle are taken
     // with that sign. For every other cone this is the plain inverse.
-    double flip = mult < 0.0f ? -1.0 : 1.0;
-    double a = (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(flip * x, -sign * flip * y) * RAD2DEG;
+    double flip = cur.mult < 0.0f ? -1.0 : 1.0;
+    double a =
+        (x == 0.0f && y == 0.0f) ? 0.0 : std::atan2(flip * x, -cur.sign * flip * y) * RAD2DEG;
     double rho = flip * std::sqrt(static_cast<double>(x) * x + static_cast<double>(y) * y);
-    *lat = static_cast<float>(std::atan(std::pow(rho / (mult * 63.7122), 1.0 / xfactor)) *
-                                  (sign + sign) * -57.295779513082195 +
-                              sign * 90.0);
-    *lon = static_cast<float>(a / xfactor + domain.plon);
+    *lat = static_cast<float>(std::atan(std::pow(rho / (cur.mult * 63.7122), 1.0 / cur.xfactor)) *
+                                  (cur.sign + cur.sign) * -57.295779513082195 +
+                              cur.sign * 90.0);
+    *lon = static_cast<float>(a / cur.xfactor + cur.domain.plon);
     return 1;
 }
 
 int ortho_forward(float lat, float d, float* x, float* y) {
-    if (xfactor == ZMT_FMISSING) ortho_constants();
+    if (cur.xfactor == ZMT_FMISSING) ortho_constants();
     double cl = std::cos(lat * DEG2RAD), sl = std::sin(lat * DEG2RAD);
     double cd = std::cos(d * DEG2RAD);
-    double c = cl * xfactor * cd + sl * yfactor;
+    double c = cl * cur.xfactor * cd + sl * cur.yfactor;
     if (c < 0.0) {
         no_image(x, y);
         return 0;
     }
     *x = static_cast<float>(R * std::sin(d * DEG2RAD) * cl);
-    *y = static_cast<float>(R * (-yfactor * cl * cd + xfactor * sl));
+    *y = static_cast<float>(R * (-cur.yfactor * cl * cd + cur.xfactor * sl));
     return 1;
 }
 
 int ortho_inverse(float x, float y, float* lat, float* lon) {
-    if (xfactor == ZMT_FMISSING) ortho_constants();
+    if (cur.xfactor == ZMT_FMISSING) ortho_constants();
     double m = R * R - static_cast<double>(x) * x - static_cast<double>(y) * y;
     if (m < 0.0) {
         no_image(lat, lon);
         return 0;
     }
     double k = std::sqrt(m);
-    *lat = static_cast<float>(std::asin((k * yfactor + y * xfactor) / R) * RAD2DEG);
-    *lon = static_cast<float>(std::atan2(x, k * xfactor - y * yfactor) * RAD2DEG + domain.plon);
+    *lat = static_cast<float>(std::asin((k * cur.yfactor + y * cur.xfactor) / R) * RAD2DEG);
+    *lon = static_cast<float>(std::atan2(x, k * cur.xfactor - y * cur.yfactor) * RAD2DEG +
+                              cur.domain.plon);
     return 1;
 }
 
 // Graphs: the "latitude" is the abscissa and the "longitude" the ordinate's value;
 // "xp" turns the ordinate upside down.
 int graph_forward(float a, float b, float* x, float* y) {
-    *x = limits[0] + (a - limits[0]) * xfactor;
-    if (domain.proj == MAP_XP)
-        *y = limits[2] + (limits[2] - b) * yfactor;
+    *x = cur.limits[0] + (a - cur.limits[0]) * cur.xfactor;
+    if (cur.domain.proj == MAP_XP)
+        *y = cur.limits[2] + (cur.limits[2] - b) * cur.yfactor;
     else
-        *y = limits[2] + (b - limits[2]) * yfactor;
+        *y = cur.limits[2] + (b - cur.limits[2]) * cur.yfactor;
     return 1;
 }
 
 int graph_inverse(float x, float y, float* a, float* b) {
-    *a = limits[0] + (x - limits[0]) / xfactor;
-    if (domain.proj == MAP_XP)
-        *b = limits[2] + (limits[2] - y) / yfactor;
+    *a = cur.limits[0] + (x - cur.limits[0]) / cur.xfactor;
+    if (cur.domain.proj == MAP_XP)
+        *b = cur.limits[2] + (cur.limits[2] - y) / cur.yfactor;
     else
-        *b = limits[2] + (y - limits[2]) / yfactor;
+        *b = cur.limits[2] + (y - cur.limits[2]) / cur.yfactor;
     return 1;
 }
 
@@ -504,7 +518,7 @@ int polar_inverse(float x, float y, float* angle, float* r) {
 // ordinate of value `b` at abscissa `a`. No domain, the skew-T and the tephigram
 // pass the ordinate too; screen pixels count it downwards.
 float chart_ordinate(float a, float b) {
-    switch (domain.proj) {
+    switch (cur.domain.proj) {
         case MAP_XLOGP:
         case MAP_EMA:
             return static_cast<float>(-std::log(b));
@@ -525,7 +539,7 @@ float chart_ordinate(float a, float b) {
 
 // The value back from ordinate `y` at abscissa `x`.
 float chart_value(float x, float y) {
-    switch (domain.proj) {
+    switch (cur.domain.proj) {
         case MAP_XLOGP:
         case MAP_EMA:
             return static_cast<float>(std::exp(-y));
@@ -547,7 +561,7 @@ float chart_value(float x, float y) {
 
 int MAP_domain(const Domain* in) {
     if (!in) {
-        domain.proj = ZMT_MISSING;
+        cur.domain.proj = ZMT_MISSING;
         return -1;
     }
     for (const Snapshot& s : snapshots) {
@@ -556,85 +570,85 @@ int MAP_domain(const Domain* in) {
             return 0;
         }
     }
-    domain = *in;
-    if (domain.plat == ZMT_FMISSING) domain.plat = domain.clat;
-    if (domain.plon == ZMT_FMISSING) domain.plon = domain.clon;
-    switch (domain.proj) {
+    cur.domain = *in;
+    if (cur.domain.plat == ZMT_FMISSING) cur.domain.plat = cur.domain.clat;
+    if (cur.domain.plon == ZMT_FMISSING) cur.domain.plon = cur.domain.clon;
+    switch (cur.domain.proj) {
         case MAP_PSTEREO:
-            tlat1 = domain.plat < 0.0f ? -60.0f : 60.0f;
-            if (domain.param[0] != ZMT_FMISSING) tlat1 = domain.param[0];
+            cur.tlat1 = cur.domain.plat < 0.0f ? -60.0f : 60.0f;
+            if (cur.domain.param[0] != ZMT_FMISSING) cur.tlat1 = cur.domain.param[0];
             break;
         case MAP_LAMB:
-            tlat1 = 30.0f;
-            tlat2 = 60.0f;
-            if (domain.param[0] != ZMT_FMISSING) {
-                tlat1 = domain.param[0];
-                tlat2 = domain.param[1];
+            cur.tlat1 = 30.0f;
+            cur.tlat2 = 60.0f;
+            if (cur.domain.param[0] != ZMT_FMISSING) {
+                cur.tlat1 = cur.domain.param[0];
+                cur.tlat2 = cur.domain.param[1];
             }
             break;
         case MAP_SAT:
-            if (domain.param[0] == ZMT_FMISSING) {
-                sat_rad = DEF_SAT_RAD;
-                sat_rad2 = DEF_SAT_RAD2;
-                sat_rad4 = DEF_SAT_RAD4;
+            if (cur.domain.param[0] == ZMT_FMISSING) {
+                cur.sat_rad = DEF_SAT_RAD;
+                cur.sat_rad2 = DEF_SAT_RAD2;
+                cur.sat_rad4 = DEF_SAT_RAD4;
             } else {
-                sat_rad = domain.param[0];
-                sat_rad2 = sat_rad * sat_rad;
-                sat_rad4 = sat_rad2 * sat_rad2;
+                cur.sat_rad = cur.domain.param[0];
+                cur.sat_rad2 = cur.sat_rad * cur.sat_rad;
+                cur.sat_rad4 = cur.sat_rad2 * cur.sat_rad2;
             }
-            sat2_earth2 = static_cast<float>(sat_rad2 - EQ_RADIUS * EQ_RADIUS);
+            cur.sat2_earth2 = static_cast<float>(cur.sat_rad2 - EQ_RADIUS * EQ_RADIUS);
             // The second parameter asks for scan angles when it is 1.
-            tlat2 = domain.param[1];
+            cur.tlat2 = cur.domain.param[1];
             break;
         default:
             break;
     }
-    xfactor = ZMT_FMISSING;
-    sat_ratio = ZMT_FMISSING;
-    earth_ratio2 = static_cast<float>(POLAR_RADIUS * POLAR_RADIUS / (EQ_RADIUS * EQ_RADIUS));
+    cur.xfactor = ZMT_FMISSING;
+    cur.sat_ratio = ZMT_FMISSING;
+    cur.earth_ratio2 = static_cast<float>(POLAR_RADIUS * POLAR_RADIUS / (EQ_RADIUS * EQ_RADIUS));
     MAP_set_limits();
     take_snapshot(*in);
     return 0;
 }
 
 const Domain* MAP_get_domain(Domain* out) {
-    if (out) *out = domain;
-    return &domain;
+    if (out) *out = cur.domain;
+    return &cur.domain;
 }
 
 int MAP_proj(int proj) {
-    domain.proj = proj;
-    xfactor = ZMT_FMISSING;
-    sat_ratio = ZMT_FMISSING;
+    cur.domain.proj = proj;
+    cur.xfactor = ZMT_FMISSING;
+    cur.sat_ratio = ZMT_FMISSING;
     return 0;
 }
 
 int MAP_coord(float plat, float plon) {
-    domain.plat = plat;
-    domain.plon = plon;
-    xfactor = ZMT_FMISSING;
-    sat_ratio = ZMT_FMISSING;
+    cur.domain.plat = plat;
+    cur.domain.plon = plon;
+    cur.xfactor = ZMT_FMISSING;
+    cur.sat_ratio = ZMT_FMISSING;
     return 0;
 }
 
 int MAP_get_proj() {
-    return domain.proj;
+    return cur.domain.proj;
 }
 float MAP_get_clat() {
-    return domain.clat;
+    return cur.domain.clat;
 }
 float MAP_get_clon() {
-    return domain.clon;
+    return cur.domain.clon;
 }
 
 int MAP_get_limits(float* out) {
     if (!out) return 0;
-    std::memcpy(out, limits, sizeof(limits));
+    std::memcpy(out, cur.limits, sizeof(cur.limits));
     return 0;
 }
 
 int MAP_set_limits() {
-    const Domain& d = domain;
+    const Domain& d = cur.domain;
     float x0 = 0.0f, y0 = 0.0f, x1 = 0.0f, y1 = 0.0f;
     switch (d.proj) {
         case MAP_PSTEREO:
@@ -652,23 +666,23 @@ int MAP_set_limits() {
             // and every other size gives the same number as the int form.
             const double half_w = (static_cast<double>(d.nx) - 1.0) * 0.5;
             const double half_h = (static_cast<double>(d.ny) - 1.0) * 0.5;
-            limits[0] = static_cast<float>(cx - half_w * d.dx);
-            limits[1] = static_cast<float>(cx + half_w * d.dx);
-            limits[2] = static_cast<float>(cy - half_h * d.dy);
-            limits[3] = static_cast<float>(cy + half_h * d.dy);
+            cur.limits[0] = static_cast<float>(cx - half_w * d.dx);
+            cur.limits[1] = static_cast<float>(cx + half_w * d.dx);
+            cur.limits[2] = static_cast<float>(cy - half_h * d.dy);
+            cur.limits[3] = static_cast<float>(cy + half_h * d.dy);
             return 0;
         }
         case MAP_SKEWT:
         case MAP_TEPH:
         case MAP_RTEPH: {
-            xfactor = 0.0f;
-            yfactor = 0.0f;
+            cur.xfactor = 0.0f;
+            cur.yfactor = 0.0f;
             float ya = 0.0f, xb = 0.0f;
             MAP_tran(d.clat, d.clon, &x0, &ya);
             MAP_tran(d.clat + d.dx, d.clon + d.dy, &xb, &y1);
             x1 = xb;
             y0 = ya;
-            xfactor = ZMT_FMISSING;
+            cur.xfactor = ZMT_FMISSING;
             break;
         }
         case MAP_POLAR:
@@ -684,31 +698,31 @@ int MAP_set_limits() {
             x1 = d.clat + static_cast<float>(d.nx);
             y0 = d.proj == MAP_XP ? -d.clon : d.clon;
             y1 = y0 + static_cast<float>(d.ny);
-            xfactor = static_cast<float>(d.nx) / d.dx;
-            yfactor = static_cast<float>(d.ny) / d.dy;
+            cur.xfactor = static_cast<float>(d.nx) / d.dx;
+            cur.yfactor = static_cast<float>(d.ny) / d.dy;
             break;
         default:
             MAP_tran_center(&x0, &y0);
             MAP_tran(d.clat + d.dx, d.clon + d.dy, &x1, &y1);
             break;
     }
-    limits[0] = x0 < x1 ? x0 : x1;
-    limits[1] = x0 < x1 ? x1 : x0;
-    limits[2] = y0 < y1 ? y0 : y1;
-    limits[3] = y0 < y1 ? y1 : y0;
+    cur.limits[0] = x0 < x1 ? x0 : x1;
+    cur.limits[1] = x0 < x1 ? x1 : x0;
+    cur.limits[2] = y0 < y1 ? y0 : y1;
+    cur.limits[3] = y0 < y1 ? y1 : y0;
     return 0;
 }
 
 int MAP_tran(float lat, float lon, float* x, float* y) {
     if (!x || !y) return 0;
-    const int proj = domain.proj;
+    const int proj = cur.domain.proj;
     if (proj >= MAP_PSTEREO && proj <= MAP_SAT) {
         if (!std::isfinite(lat) || !wrap_lon(&lon)) {
             no_image(x, y);
             return 0;
         }
     }
-    const float d = lon - domain.plon;
+    const float d = lon - cur.domain.plon;
     switch (proj) {
         case ZMT_MISSING:
         case MAP_SKEWT:
@@ -752,7 +766,7 @@ int MAP_tran(float lat, float lon, float* x, float* y) {
 
 int MAP_untran(float x, float y, float* lat, float* lon) {
     if (!lat || !lon) return 0;
-    switch (domain.proj) {
+    switch (cur.domain.proj) {
         case ZMT_MISSING:
         case MAP_SKEWT:
         case MAP_TEPH:
@@ -792,7 +806,7 @@ int MAP_untran(float x, float y, float* lat, float* lon) {
 }
 
 int MAP_tran_center(float* x, float* y) {
-    return MAP_tran(domain.clat, domain.clon, x, y);
+    return MAP_tran(cur.domain.clat, cur.domain.clon, x, y);
 }
 
 int MAP_grid_tran(float i, float j, float* x, float* y) {
@@ -801,8 +815,8 @@ int MAP_grid_tran(float i, float j, float* x, float* y) {
         no_image(x, y);
         return -1;
     }
-    *x = limits[0] + i * domain.dx;
-    *y = limits[3] - j * domain.dy;
+    *x = cur.limits[0] + i * cur.domain.dx;
+    *y = cur.limits[3] - j * cur.domain.dy;
     return 1;
 }
 
@@ -812,15 +826,16 @@ int MAP_grid_untran(float x, float y, float* i, float* j) {
         no_image(i, j);
         return -1;
     }
-    *i = (x - limits[0]) / domain.dx;
-    *j = (limits[3] - y) / domain.dy;
+    *i = (x - cur.limits[0]) / cur.domain.dx;
+    *j = (cur.limits[3] - y) / cur.domain.dy;
     return 1;
 }
 
 int MAP_in_grid_domain(float x, float y) {
-    if (domain.proj == ZMT_MISSING) return 1;
-    float mx = 3.0f * domain.dx, my = 3.0f * domain.dy;
-    return x >= limits[0] - mx && x <= limits[1] + mx && y >= limits[2] - my && y <= limits[3] + my;
+    if (cur.domain.proj == ZMT_MISSING) return 1;
+    float mx = 3.0f * cur.domain.dx, my = 3.0f * cur.domain.dy;
+    return x >= cur.limits[0] - mx && x <= cur.limits[1] + mx && y >= cur.limits[2] - my &&
+           y <= cur.limits[3] + my;
 }
 
 int MAP_domain_tran(const Domain* from, const Domain* to, float x, float y, float* out_x,
@@ -831,7 +846,7 @@ int MAP_domain_tran(const Domain* from, const Domain* to, float x, float y, floa
         *out_y = y;
         return 1;
     }
-    Domain saved = domain;
+    Domain saved = cur.domain;
     float lat = ZMT_FMISSING, lon = ZMT_FMISSING;
     MAP_domain(from);
     int ok = MAP_untran(x, y, &lat, &lon);
@@ -846,38 +861,39 @@ int MAP_domain_tran(const Domain* from, const Domain* to, float x, float y, floa
 }
 
 int MAP_set_plot_limit(int limit) {
-    grid_limit = limit;
+    cur.grid_limit = limit;
     return 0;
 }
 
 int MAP_get_plot_limit() {
-    return grid_limit;
+    return cur.grid_limit;
 }
 
 float MAP_factor(float lat) {
-    switch (domain.proj) {
+    switch (cur.domain.proj) {
         case MAP_PSTEREO:
             return static_cast<float>(1.866 / (std::sin(lat * DEG2RAD) + 1.0));
         case MAP_LAMB:
-            return domain.param[2];
+            return cur.domain.param[2];
         default:
             return 1.0f;
     }
 }
 
 float MAP_dir_adj(float direction, float x, float y) {
-    switch (domain.proj) {
+    switch (cur.domain.proj) {
         case MAP_PSTEREO: {
-            float s = domain.plat < 0.0f ? 1.0f : -1.0f;
+            float s = cur.domain.plat < 0.0f ? 1.0f : -1.0f;
             if (x == 0.0f && y == 0.0f)
-                return s > 0.0f ? direction + domain.plon : direction - domain.plon;
-            if (domain.plat >= 0.0f)
+                return s > 0.0f ? direction + cur.domain.plon : direction - cur.domain.plon;
+            if (cur.domain.plat >= 0.0f)
                 return static_cast<float>(direction + std::atan2(x, -y) * -57.295779513082195);
             return static_cast<float>(direction + std::atan2(x, y) * 57.295779513082195);
         }
         case MAP_LAMB:
-            if (xfactor == ZMT_FMISSING) lambert_constants();
-            return static_cast<float>(direction + std::atan2(x, -sign * y) * -57.295779513082195);
+            if (cur.xfactor == ZMT_FMISSING) lambert_constants();
+            return static_cast<float>(direction +
+                                      std::atan2(x, -cur.sign * y) * -57.295779513082195);
         case MAP_SAT: {
             float lat, lon;
             if (MAP_untran(x, y, &lat, &lon) != 1) return ZMT_FMISSING;
