@@ -442,7 +442,8 @@ int SAT_color_get_dith_color(int bin) {
 }
 
 int SAT_color_get_bin(int count) {
-    return (count >= 0 && count < num_bins) ? sat_color_ind[static_cast<size_t>(count)] : ZMT_MISSING;
+    return (count >= 0 && count < num_bins) ? sat_color_ind[static_cast<size_t>(count)]
+                                            : ZMT_MISSING;
 }
 
 int SAT_color_get_pixel(int count) {

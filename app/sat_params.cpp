@@ -4,5 +4,9 @@ namespace {
 SatParams params;
 }
 
-SatParams& SAT_params() { return params; }
-void SAT_params_reset() { params = SatParams{}; }
+SatParams& SAT_params() {
+    return params;
+}
+void SAT_params_reset() {
+    params = SatParams{};
+}

@@ -565,7 +565,6 @@ int GVAR_read(FILE* file) {
     return 1;
 }
 
-
 // Date arithmetic.
 
 double timex(int year, int day, int hour, int minute, double seconds) {

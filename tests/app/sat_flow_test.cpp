@@ -156,7 +156,7 @@ TEST(SatOutFile, LastValueDecidesForm) {
         int result;
         const char* tag;
     } cases[] = {
-        {"img", 1, "sat_img"}, {"imgz", 2, "sat_img"}, {"img:sat_ir", 1, "sat_ir"},
+        {"img", 1, "sat_img"},        {"imgz", 2, "sat_img"},     {"img:sat_ir", 1, "sat_ir"},
         {"imgz:sat_wv", 2, "sat_wv"}, {"img,imgz", 2, "sat_img"}, {"sat_ir", 1, "sat_ir"},
     };
     for (const auto& c : cases) {

@@ -77,7 +77,8 @@ Raster render(const std::string& ps, int dpi = 72, std::array<double, 2> from = 
     r.k = dpi / 72.0;
     r.from = from;
     char part[160];
-    std::snprintf(part, sizeof part, "-g%dx%d -c '<</BeginPage {pop %g %g translate}>> setpagedevice' -f",
+    std::snprintf(part, sizeof part,
+                  "-g%dx%d -c '<</BeginPage {pop %g %g translate}>> setpagedevice' -f",
                   size[0] * dpi / 72, size[1] * dpi / 72, -from[0], -from[1]);
     // The output file before the page device is set, which opens it.
     EXPECT_EQ(

@@ -18,8 +18,12 @@
 
 namespace sat_test {
 
-std::string testdata(const std::string& rel) { return std::string(SAT_TESTDATA_DIR) + "/" + rel; }
-std::string datafile(const std::string& rel) { return std::string(SAT_DATA_DIR) + "/" + rel; }
+std::string testdata(const std::string& rel) {
+    return std::string(SAT_TESTDATA_DIR) + "/" + rel;
+}
+std::string datafile(const std::string& rel) {
+    return std::string(SAT_DATA_DIR) + "/" + rel;
+}
 
 bool file_exists(const std::string& path) {
     struct stat st;
@@ -89,7 +93,8 @@ RunResult run_program(const std::string& program, const std::vector<std::string>
     }
     close(in_pipe[1]);
 
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(options.timeout_seconds);
+    auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::seconds(options.timeout_seconds);
     pollfd fds[2] = {{out_pipe[0], POLLIN, 0}, {err_pipe[0], POLLIN, 0}};
     int open_fds = 2;
     char buf[65536];
