@@ -3,8 +3,8 @@
 set -euo pipefail
 
 packages=(
-  # toolchain and test framework
-  g++ cmake make ccache googletest libgtest-dev libbenchmark-dev
+  # toolchain, formatter and test framework
+  g++ cmake make ccache clang-format googletest libgtest-dev libbenchmark-dev
   # libraries the program links
   libx11-dev zlib1g-dev libpng-dev libjpeg62-turbo-dev libgdcm-dev
   # window tests

@@ -4,6 +4,13 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh"
 jobs=$(nproc 2>/dev/null || echo 2)
+# Formatting is part of the test: any source that differs from the root .clang-format fails the run.
+echo "== format check =="
+(cd "$root" && find app formats navigation env graphics plot maps overlays tests bench fuzz \
+  -type f \( -name '*.cpp' -o -name '*.h' \) -print0 | xargs -0 clang-format --dry-run --Werror) || {
+  echo "format check failed: run clang-format -i on the files above" >&2
+  exit 1
+}
 status=0
 for config in release debug; do
   dir=$("$root/scripts/build.sh" "$config" | tail -n 1)
