@@ -27,8 +27,7 @@ std::string dir;
 
 bool setup() {
     dir = fuzz_make_scratch_dir("cmdline_fuzz");
-    if (!std::freopen("/dev/null", "r", stdin)) std::abort();
-    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    fuzz_quiet_stdio(true);
     fuzz_drop_zmt_variables();
     return true;
 }
@@ -36,16 +35,6 @@ bool setup() {
 // Log files of -me and defaults files of -df live here; each run starts empty.
 void clean_dir() {
     fuzz_empty_dir(dir);
-}
-
-void reset_all() {
-    RES_reset();
-    DEF_reset();
-    FILE_reset();
-    DATE_reset();
-    FLAG_reset(ZMT_MISSING);
-    FLAG_resetplot(1);
-    fuzz_messages_to_null();
 }
 
 constexpr int program_ids[] = {57, 3,  73,  48, 41, 39, 55,  94, 63, 106, 112, 113, 114,
@@ -110,7 +99,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
         if (a.compare(0, 2, "-d") == 0) default_switch = true;
     if (default_switch && input.find('#') != std::string::npos) return 0;
 
-    reset_all();
+    fuzz_reset_settings();
     clean_dir();
     std::vector<char*> argv;
     for (std::string& a : args) argv.push_back(a.data());
@@ -145,7 +134,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     }
     convert_all(nullptr);
 
-    reset_all();
+    fuzz_reset_settings();
     clean_dir();
     return 0;
 }

@@ -42,21 +42,12 @@ void write(const std::string& name, const std::string& bytes) {
 
 bool setup() {
     dir = fuzz_make_scratch_dir("colors_fuzz");
-    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    fuzz_quiet_stdio(false);
     // Entries 0 to 15 keep their names from one table to the next; a fixed table
     // first makes every run start from the same names.
     std::string base;
     for (int i = 0; i < 16; ++i) base += "base" + std::to_string(i) + " 0.5 0.5 0.5\n";
     write("base.clr", base);
-    return true;
-}
-
-// Splits off the text up to the next NUL; false when there is none.
-bool next_part(const std::string& input, size_t& pos, std::string& part) {
-    size_t end = input.find('\0', pos);
-    if (end == std::string::npos) return false;
-    part = input.substr(pos, end - pos);
-    pos = end + 1;
     return true;
 }
 
@@ -132,8 +123,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     const std::string input(reinterpret_cast<const char*>(bytes) + 1, size - 1);
     size_t pos = 0;
     std::string fill_list, attrib_lines, table;
-    if (!next_part(input, pos, fill_list) || !next_part(input, pos, attrib_lines) ||
-        !next_part(input, pos, table))
+    if (!fuzz_next_part(input, pos, fill_list) || !fuzz_next_part(input, pos, attrib_lines) ||
+        !fuzz_next_part(input, pos, table))
         return 0;
     // A single value names an enhancement file; a path could name a device that
     // never ends a word.

@@ -27,8 +27,7 @@ std::string dir;
 
 bool setup() {
     dir = fuzz_make_scratch_dir("defaults_fuzz");
-    if (!std::freopen("/dev/null", "r", stdin)) std::abort();
-    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    fuzz_quiet_stdio(true);
     fuzz_drop_zmt_variables();
     return true;
 }
@@ -36,25 +35,6 @@ bool setup() {
 // Log files that a "message" value opened are made here; each run starts empty.
 void clean_dir() {
     fuzz_empty_dir(dir);
-}
-
-void reset_all() {
-    RES_reset();
-    DEF_reset();
-    FILE_reset();
-    DATE_reset();
-    FLAG_reset(ZMT_MISSING);
-    FLAG_resetplot(1);
-    fuzz_messages_to_null();
-}
-
-std::string next_line(const std::string& input, size_t& pos) {
-    if (pos >= input.size()) return "";
-    size_t end = input.find('\n', pos);
-    if (end == std::string::npos) end = input.size();
-    std::string line = input.substr(pos, end - pos);
-    pos = end + 1;
-    return line;
 }
 
 void read_directly(const std::string& path, const std::string& title,
@@ -137,15 +117,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     // path or a home directory would leave the scratch directory.
     if (input.find_first_of("|/~") != std::string::npos) return 0;
     size_t pos = 0;
-    const std::string title = next_line(input, pos);
-    const std::string list = next_line(input, pos);
+    const std::string title = fuzz_next_line(input, pos);
+    const std::string list = fuzz_next_line(input, pos);
     // "#n" in the defaults list asks a loop window over a message queue.
     if (title.find('\0') != std::string::npos ||
         list.find_first_of(std::string("#\0", 2)) != std::string::npos)
         return 0;
     const std::string body = pos < input.size() ? input.substr(pos) : "";
 
-    reset_all();
+    fuzz_reset_settings();
     clean_dir();
     const std::string path = dir + "/zmt.cfg";
     if (FILE* f = std::fopen(path.c_str(), "wb")) {
@@ -163,7 +143,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     read_directly(path, title, tags);
     line_readers(path, body.size());
 
-    reset_all();
+    fuzz_reset_settings();
     std::string def = list.empty() ? path : list + ":" + path;
     std::vector<std::string> args = {"sat", "-df", def};
     if (!title.empty()) {
@@ -180,7 +160,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     RES_getvals("filename", &count, &names);
     free_parsed_array(count, names);
 
-    reset_all();
+    fuzz_reset_settings();
     clean_dir();
     return 0;
 }

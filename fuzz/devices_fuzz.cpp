@@ -25,15 +25,7 @@ std::string dir;
 
 bool setup() {
     dir = fuzz_make_scratch_dir("devices_fuzz");
-    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
-    return true;
-}
-
-bool next_part(const std::string& input, size_t& pos, std::string& part) {
-    const size_t end = input.find('\0', pos);
-    if (end == std::string::npos) return false;
-    part = input.substr(pos, end - pos);
-    pos = end + 1;
+    fuzz_quiet_stdio(false);
     return true;
 }
 
@@ -69,8 +61,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string input(reinterpret_cast<const char*>(data) + 1, size - 1);
     size_t pos = 0;
     std::string connection, geometry, params;
-    if (!next_part(input, pos, connection) || !next_part(input, pos, geometry) ||
-        !next_part(input, pos, params))
+    if (!fuzz_next_part(input, pos, connection) || !fuzz_next_part(input, pos, geometry) ||
+        !fuzz_next_part(input, pos, params))
         return 0;
     InScratch in(dir);
     MESS_reset();

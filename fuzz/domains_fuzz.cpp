@@ -23,18 +23,8 @@ std::string dir;
 
 bool setup() {
     dir = fuzz_make_scratch_dir("domains_fuzz");
-    if (!std::freopen("/dev/null", "r", stdin)) std::abort();
-    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    fuzz_quiet_stdio(true);
     return true;
-}
-
-std::string next_line(const std::string& input, size_t& pos) {
-    if (pos >= input.size()) return "";
-    size_t end = input.find('\n', pos);
-    if (end == std::string::npos) end = input.size();
-    std::string line = input.substr(pos, end - pos);
-    pos = end + 1;
-    return line;
 }
 
 bool has_nan(const Domain& d) {
@@ -67,9 +57,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     if (input.find('/') != std::string::npos) return 0;
 
     size_t pos = 0;
-    const std::string text = next_line(input, pos);
-    const std::string key = next_line(input, pos);
-    const std::string prior = next_line(input, pos);
+    const std::string text = fuzz_next_line(input, pos);
+    const std::string key = fuzz_next_line(input, pos);
+    const std::string prior = fuzz_next_line(input, pos);
     const std::string region_file = pos < input.size() ? input.substr(pos) : "";
     if (text.find('\0') != std::string::npos || key.find('\0') != std::string::npos ||
         prior.find('\0') != std::string::npos)

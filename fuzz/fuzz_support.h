@@ -13,7 +13,12 @@
 #include <cstring>
 #include <string>
 
+#include "env/dates.h"
+#include "env/defaults.h"
+#include "env/files.h"
 #include "env/messages.h"
+#include "env/missing.h"
+#include "env/resources.h"
 
 // While an input runs: the scratch directory it runs in (empty outside a run). The
 // guards below hold the run to that directory and away from any shell.
@@ -57,6 +62,13 @@ inline std::string fuzz_make_scratch_dir(const char* prefix) {
     return made;
 }
 
+// Standard output to /dev/null, and standard input too when `no_input`, so that a
+// prompt reads end of file instead of waiting; abort when either cannot be reopened.
+inline void fuzz_quiet_stdio(bool no_input) {
+    if (no_input && !std::freopen("/dev/null", "r", stdin)) std::abort();
+    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+}
+
 // Empties a scratch directory between inputs, so that every input starts from none of
 // the files (logs, defaults files) the one before made.
 inline void fuzz_empty_dir(const std::string& dir) {
@@ -87,6 +99,39 @@ inline void fuzz_messages_to_null() {
     MESS_reset();
     MESS_set(0, 0xFFFFFFFFu);
     MESS_set(-1, 0xF0u);
+}
+
+// Every module a command line or a defaults file sets back to its start, with the
+// messages formatted but not shown, so that no input sees what the one before left.
+inline void fuzz_reset_settings() {
+    RES_reset();
+    DEF_reset();
+    FILE_reset();
+    DATE_reset();
+    FLAG_reset(ZMT_MISSING);
+    FLAG_resetplot(1);
+    fuzz_messages_to_null();
+}
+
+// Splits off the text from `pos` up to the next NUL and moves past it; false when
+// there is no NUL left.
+inline bool fuzz_next_part(const std::string& input, size_t& pos, std::string& part) {
+    const size_t end = input.find('\0', pos);
+    if (end == std::string::npos) return false;
+    part = input.substr(pos, end - pos);
+    pos = end + 1;
+    return true;
+}
+
+// The line from `pos` up to the next newline (or the end), moving past it; empty
+// once the input is used up.
+inline std::string fuzz_next_line(const std::string& input, size_t& pos) {
+    if (pos >= input.size()) return "";
+    size_t end = input.find('\n', pos);
+    if (end == std::string::npos) end = input.size();
+    std::string line = input.substr(pos, end - pos);
+    pos = end + 1;
+    return line;
 }
 
 // Writes an input to `path` as it is; false when the file cannot be written.

@@ -34,7 +34,7 @@ int empty_output(const char* path, const struct stat*, int type, struct FTW*) {
 
 bool setup() {
     dir = fuzz_make_scratch_dir("map_fuzz");
-    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    fuzz_quiet_stdio(false);
     // Drawing goes to a text metafile in the scratch directory, emptied after
     // every input, so that the primitives run as they do on a device.
     meta = dir + "/out.meta";

@@ -31,18 +31,9 @@ std::string dir;
 
 bool setup() {
     dir = fuzz_make_scratch_dir("names_fuzz");
-    if (!std::freopen("/dev/null", "r", stdin)) std::abort();
-    if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    fuzz_quiet_stdio(true);
     // A fixed "now" makes every current-file expression give the same name.
     setenv("zmtcurtime", "200301151200", 1);
-    return true;
-}
-
-bool next_part(const std::string& input, size_t& pos, std::string& part) {
-    size_t end = input.find('\0', pos);
-    if (end == std::string::npos) return false;
-    part = input.substr(pos, end - pos);
-    pos = end + 1;
     return true;
 }
 
@@ -123,9 +114,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     const std::string input(reinterpret_cast<const char*>(bytes), size);
     size_t pos = 0;
     std::string tag, hour, num_hour, label, names;
-    if (!next_part(input, pos, tag) || !next_part(input, pos, hour) ||
-        !next_part(input, pos, num_hour) || !next_part(input, pos, label) ||
-        !next_part(input, pos, names))
+    if (!fuzz_next_part(input, pos, tag) || !fuzz_next_part(input, pos, hour) ||
+        !fuzz_next_part(input, pos, num_hour) || !fuzz_next_part(input, pos, label) ||
+        !fuzz_next_part(input, pos, names))
         return 0;
     const std::vector<std::string> name_lines = lines_of(names);
     for (const std::string& n : name_lines)
