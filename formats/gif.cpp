@@ -835,10 +835,5 @@ int GIF_read(const char* name, Image* image, int header_only) {
 }
 
 int GIF_dump(const char* name) {
-    Image image{};
-    IMG_init(&image);
-    if (!gget_image(&image)) return 0;
-    int status = GIF_write(name, &image);
-    IMG_free(&image);
-    return status;
+    return IMG_dump_with(name, GIF_write);
 }

@@ -508,6 +508,15 @@ int IMG_write_user(const char* name, const Image* image, int compress, int user_
     return FILE_commit(f) == 0 ? 1 : 0;
 }
 
+int IMG_dump_with(const char* name, int (*write)(const char* name, Image* image)) {
+    Image image{};
+    IMG_init(&image);
+    if (!gget_image(&image)) return 0;
+    const int status = write(name, &image);
+    IMG_free(&image);
+    return status;
+}
+
 int IMG_dump(const char* name) {
     Image image{};
     IMG_init(&image);

@@ -50,6 +50,9 @@ int IMG_write(const char* name, const Image* image, int compress);
 int IMG_write_user(const char* name, const Image* image, int compress, int user_typed);
 // The current window as a native image: 1, or 0.
 int IMG_dump(const char* name);
+// The window's pixels as `write` stores them in `name`: its status, or 0 when the
+// window has no image to give.
+int IMG_dump_with(const char* name, int (*write)(const char* name, Image* image));
 // Seconds a compressed read waits for a file still being written (10); tests
 // and the fuzzer lower it.
 int IMG_set_max_waits(int seconds);

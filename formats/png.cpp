@@ -254,11 +254,7 @@ int PNG_read(const char* name, Image* image, int header_only) {
     unsigned long long limit =
         size < 0 ? ~0ull : static_cast<unsigned long long>(size) * MAX_INFLATE_RATIO;
     if (!read_png(file.get(), image, header_only, limit)) {
-        std::free(image->data);
-        std::free(image->colors);
-        image->data = nullptr;
-        image->colors = nullptr;
-        image->num_colors = 0;
+        IMG_free(image);
         return 0;
     }
     return 1;

@@ -301,10 +301,6 @@ int XWD_read(const char* name, Image* image) {
 }
 
 int XWD_dump(const char* name) {
-    Image image{};
-    IMG_init(&image);
-    if (!gget_image(&image)) return 0;
-    int status = XWD_write(name, &image);
-    IMG_free(&image);
-    return status;
+    return IMG_dump_with(name,
+                         [](const char* file, Image* image) { return XWD_write(file, image); });
 }

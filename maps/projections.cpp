@@ -713,6 +713,27 @@ int MAP_set_limits() {
     return 0;
 }
 
+namespace {
+
+// The charts (and no projection) whose abscissa is the first coordinate as it stands.
+bool passes_abscissa(int proj) {
+    switch (proj) {
+        case ZMT_MISSING:
+        case MAP_SKEWT:
+        case MAP_TEPH:
+        case MAP_XLOGP:
+        case MAP_EMA:
+        case MAP_STUVE:
+        case MAP_RTEPH:
+        case MAP_PIXEL:
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
 int MAP_tran(float lat, float lon, float* x, float* y) {
     if (!x || !y) return 0;
     const int proj = cur.domain.proj;
@@ -723,18 +744,12 @@ int MAP_tran(float lat, float lon, float* x, float* y) {
         }
     }
     const float d = lon - cur.domain.plon;
+    if (passes_abscissa(proj)) {
+        *x = lat;
+        *y = chart_ordinate(lat, lon);
+        return 1;
+    }
     switch (proj) {
-        case ZMT_MISSING:
-        case MAP_SKEWT:
-        case MAP_TEPH:
-        case MAP_XLOGP:
-        case MAP_EMA:
-        case MAP_STUVE:
-        case MAP_RTEPH:
-        case MAP_PIXEL:
-            *x = lat;
-            *y = chart_ordinate(lat, lon);
-            return 1;
         case MAP_PSTEREO:
             return pstereo_forward(lat, d, x, y);
         case MAP_LATLON:
@@ -766,18 +781,12 @@ int MAP_tran(float lat, float lon, float* x, float* y) {
 
 int MAP_untran(float x, float y, float* lat, float* lon) {
     if (!lat || !lon) return 0;
+    if (passes_abscissa(cur.domain.proj)) {
+        *lat = x;
+        *lon = chart_value(x, y);
+        return 1;
+    }
     switch (cur.domain.proj) {
-        case ZMT_MISSING:
-        case MAP_SKEWT:
-        case MAP_TEPH:
-        case MAP_XLOGP:
-        case MAP_EMA:
-        case MAP_STUVE:
-        case MAP_RTEPH:
-        case MAP_PIXEL:
-            *lat = x;
-            *lon = chart_value(x, y);
-            return 1;
         case MAP_PSTEREO:
             return pstereo_inverse(x, y, lat, lon);
         case MAP_LATLON:
