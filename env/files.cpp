@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cctype>
 #include <cerrno>
 #include <climits>
@@ -645,6 +646,7 @@ void parse_extension(NameParse& p) {
     size_t pos = literal.empty() ? p.in.size() : p.in.find(literal, from);
     if (p.ext.empty()) {
         if (pos == std::string::npos) return take_rest(p);
+        assert(pos >= from && pos <= p.in.size());
         p.ext = p.in.substr(from, pos - from);
         p.out += p.ext;
         p.i = pos;
@@ -671,6 +673,7 @@ void parse_path_item(NameParse& p, const char* res, bool braced) {
         size_t from = std::min(p.i, p.in.size());
         size_t pos = nth_separator_from_end(p.in, from, n);
         if (pos == std::string::npos) pos = from;
+        assert(pos >= from && pos <= p.in.size());
         p.out += p.in.substr(from, pos - from);
         p.i = pos;
     }
@@ -745,6 +748,9 @@ std::string parse_name(const std::string& tmpl, const std::string& in, Date& dat
                 .full = FILE_fullpath(in.c_str()) != 0};
     p.late = ZMT_MISSING;
     while (p.t < tmpl.size() && !p.stop) {
+        // Every step moves through the input at most to its end: the input index
+        // never passes it, whatever the template asks for.
+        assert(p.i <= in.size());
         MESS_print(MESS_DEBUG_D, "FILES:%s:%s:%s:%s:%s:%d\n", tmpl.c_str() + p.t,
                    in.c_str() + std::min(p.i, in.size()), p.out.c_str(), p.ext.c_str(), in.c_str(),
                    static_cast<int>(p.state));
@@ -774,6 +780,7 @@ std::string parse_name(const std::string& tmpl, const std::string& in, Date& dat
         parse_literal(p, c);
         if (p.out.size() > BUILD_LIMIT) break;
     }
+    assert(p.i <= in.size() && p.t <= tmpl.size());
     MESS_print(MESS_DEBUG_D, "FILES:%s:%s:%d\n", in.c_str(), p.out.c_str(),
                static_cast<int>(p.state));
     DATE_print(MESS_DEBUG, &date);

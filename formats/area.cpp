@@ -6,6 +6,7 @@
 #include "formats/area.h"
 
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -60,6 +61,7 @@ void bad_parameters() {
     size_t n = std::fread(rd.data.data(), 1, kWindow, rd.ifile);
     rd.dat_ind = 0;
     rd.dat_buf = static_cast<int>(n);
+    assert(rd.dat_buf >= 0 && rd.dat_buf <= kWindow);
     if (n == 0) {
         rd.exhausted = true;
         if (std::ferror(rd.ifile)) return -1;
@@ -74,11 +76,14 @@ inline int refill() {
 
 inline int getbyte() {
     if (refill() < 0) return -1;
+    // A refilled window has its next byte inside, or is empty and starts again at 0.
+    assert(rd.dat_ind >= 0 && rd.dat_ind < kWindow);
     return rd.data[rd.dat_ind++];
 }
 
 int getword() {
     if (refill() < 0) return -1;
+    assert(rd.dat_ind >= 0 && rd.dat_ind + 4 <= static_cast<int>(rd.data.size()));
     int32_t word;
     std::memcpy(&word, rd.data.data() + rd.dat_ind, 4);
     rd.dat_ind += 4;
@@ -87,6 +92,7 @@ int getword() {
 
 inline int getnib() {
     if (refill() < 0) return -1;
+    assert(rd.dat_ind >= 0 && rd.dat_ind < kWindow);
     if (!rd.low) {
         rd.low = 1;
         return rd.data[rd.dat_ind] >> 4;
@@ -117,6 +123,7 @@ void skip(int64_t n) {
         int64_t avail = rd.dat_buf - rd.dat_ind;
         if (n <= avail) {
             rd.dat_ind += static_cast<int>(n);
+            assert(rd.dat_ind <= rd.dat_buf);
             return;
         }
         n -= avail;
@@ -193,6 +200,7 @@ void read_framed(unsigned char* out, int lines, int elements, int prefix) {
     int row = 0;
     int prev = 0;
     int depth = 0;
+    assert(elements >= 0 && elements <= kScanLine);
     while (row < lines) {
         std::memset(rd.scan_line.data(), 0, elements);
         int64_t num = lines;
@@ -238,6 +246,8 @@ void read_framed(unsigned char* out, int lines, int elements, int prefix) {
                     v += kNibbleStep[nib];
                 }
                 v &= 0xFF;
+                // A line no longer than kScanLine leaves room for the longest repeat.
+                assert(rd.scan_ind + times <= static_cast<int>(rd.scan_line.size()));
                 for (int i = 0; i < times; i++)
                     rd.scan_line[rd.scan_ind++] = static_cast<unsigned char>(v);
             }
