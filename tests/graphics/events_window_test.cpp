@@ -18,6 +18,13 @@
 #include <thread>
 #include <vector>
 
+#include "app/sat.h"
+#include "app/sat_params.h"
+#include "env/domains.h"
+#include "env/files.h"
+#include "env/messages.h"
+#include "env/resources.h"
+#include "plot/plot.h"
 #include "test_support.h"
 #include "xvfb.h"
 
@@ -341,6 +348,154 @@ TEST(EventsWindow, ZoomByKeyAndRubberBandLocationAndResize) {
     EXPECT_EQ(resized.height, 500);
     EXPECT_NE(resized.rgb.find_first_not_of('\0'), std::string::npos);
     EXPECT_EQ(run.end(), 0);
+}
+
+// A run picked by the current-time convention: three dated native images in a
+// directory, "now" pinned just after the newest, and a run of two hours back at
+// hourly steps. The dates are not the alphabetical order of the contents, so
+// frames in date order show the contents in the order the names give.
+TEST(EventsWindow, CurrentRunLoopsInDateOrder) {
+    ASSERT_FALSE(server().display().empty());
+    sat_test::TempDir dir;
+    make_run(dir);
+    const std::vector<std::pair<const char*, const char*>> dated = {
+        {"20000516_0800.img", "ne.img"},
+        {"20000516_0900.img", "us.img"},
+        {"20000516_1000.img", "mw.img"}};
+    for (const auto& [name, from] : dated)
+        ASSERT_EQ(std::rename(dir.file(from).c_str(), dir.file(name).c_str()), 0);
+
+    setenv("zmtcurtime", "200005161010", 1);
+    SatRun run(dir,
+               {"-fp", SAT_DATA_DIR, "-sp", dir.path(), "-inp", "img", "-cu", "la", "-nh", "-2,1"});
+    unsetenv("zmtcurtime");
+    ASSERT_TRUE(run.find_window("sat \\[2\\]")) << run.output();
+    const std::string out = run.output();
+    size_t at = 0;
+    for (const auto& [name, from] : dated) {
+        at = out.find(std::string("Reading image file: ") + dir.file(name), at);
+        ASSERT_NE(at, std::string::npos) << name << "\n" << out;
+    }
+
+    // Frames come round in order while looping.
+    std::vector<int> seen{frame_of(run.title())};
+    for (auto start = Clock::now(); Clock::now() - start < std::chrono::milliseconds(2600);) {
+        pause_ms(40);
+        if (const int f = frame_of(run.title()); f != seen.back()) seen.push_back(f);
+    }
+    ASSERT_GE(seen.size(), 3u);
+    for (size_t i = 1; i < seen.size(); ++i) EXPECT_EQ(seen[i], (seen[i - 1] + 1) % 3);
+
+    // Stopped, each frame shows the picture of its own file alone.
+    sh("xdotool mousemove --window " + run.window() + " 200 200 click 2");
+    pause_ms(700);
+    std::map<int, Picture> frames;
+    for (int i = 0; i < 3; ++i) {
+        frames[frame_of(run.title())] = run.picture();
+        run.key("alt+bracketright");
+    }
+    ASSERT_EQ(frames.size(), 3u);
+    EXPECT_EQ(run.end(), 0);
+    for (int i = 0; i < 3; ++i) {
+        SatRun alone(dir,
+                     {"-fp", SAT_DATA_DIR, "-inp", "img", dated[static_cast<size_t>(i)].first});
+        ASSERT_TRUE(alone.find_window("sat")) << alone.output();
+        EXPECT_EQ(differing(alone.settled(), frames[i]), 0) << dated[static_cast<size_t>(i)].first;
+        EXPECT_EQ(alone.end(), 0);
+    }
+}
+
+// The pages of a PostScript file rendered by ghostscript, one picture each.
+std::vector<Picture> ps_pages(const sat_test::TempDir& dir, const std::string& ps) {
+    std::vector<Picture> pages;
+    sh("rm -f " + dir.file("pg-*") + "; gs -q -dNOPAUSE -dBATCH -dSAFER -sDEVICE=ppmraw -r40 " +
+       "-sOutputFile=" + dir.file("pg-%d") + " " + ps + " 2>/dev/null");
+    for (int i = 1;; ++i) {
+        // ghostscript writes a comment into the header; ppmtoppm writes it plain.
+        const std::string page = dir.file("pg-" + std::to_string(i));
+        sh("test -f " + page + " && ppmtoppm < " + page + " > " + page + ".ppm");
+        const Picture p = parse_ppm(sat_test::read_file(page + ".ppm"));
+        if (p.rgb.empty()) return pages;
+        pages.push_back(p);
+    }
+}
+
+// "refresh": the timed callback brings in the newest file of the convention and
+// draws it, and does nothing while no newer file has come. The callback is
+// called here as the hold loop calls it, rather than waiting its minute; the
+// plot is opened by the test so that it stays open across the calls.
+TEST(EventsWindow, RefreshBringsInTheNewestFileOnce) {
+    sat_test::TempDir dir;
+    make_run(dir);
+    ASSERT_EQ(std::rename(dir.file("us.img").c_str(), dir.file("20000516_0900.img").c_str()), 0);
+    setenv("zmtcurtime", "200005161010", 1);
+    RES_reset();
+    MESS_reset();
+    SAT_params_reset();
+    std::vector<std::string> args = {"sat",
+                                     "-fp",
+                                     SAT_DATA_DIR,
+                                     "-sp",
+                                     dir.path(),
+                                     "-inp",
+                                     "img",
+                                     "-cu",
+                                     "la",
+                                     "-pp",
+                                     "refresh",
+                                     "-de",
+                                     "ps," + dir.file("out.ps")};
+    std::vector<char*> argv;
+    for (auto& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    // The options the program itself takes.
+    static const int keyed[] = {57, 3,  73,  48, 41, 39, 55,  94, 63, 106, 112, 113, 114,
+                                6,  72, 111, 82, 76, 64, 80,  47, 40, 58,  78,  84,  110,
+                                96, 98, 89,  88, 85, 86, 44,  69, 37, 35,  51,  27,  28,
+                                13, 23, 17,  22, 15, 46, 102, 59, 2,  53,  0};
+    static const int positional[] = {50, 0};
+    RES_init(static_cast<int>(argv.size()) - 1, argv.data(), keyed, positional);
+    SAT_in_file();
+    Domain domain;
+    DOM_init(&domain);
+    char name[160] = "";
+    FILE_get_file("", name);
+    SAT_set_date(nullptr);
+    SAT_plot_param();
+    ASSERT_TRUE(SAT_params().refresh);
+    PLT_open(1.5f);
+    PLT_set_refresh_func(60, SAT_plot_nextfile);
+    SAT_plot(&domain);
+
+    testing::internal::CaptureStdout();
+    PLT_plot_refresh();  // nothing newer yet
+    ASSERT_EQ(std::rename(dir.file("mw.img").c_str(), dir.file("20000516_1000.img").c_str()), 0);
+    PLT_plot_refresh();  // the 10:00 file
+    PLT_plot_refresh();  // nothing newer again
+    const std::string read = testing::internal::GetCapturedStdout();
+    unsetenv("zmtcurtime");
+    PLT_close();
+    // One read in three calls, of the newer file.
+    const size_t at = read.find("Reading image file:");
+    ASSERT_NE(at, std::string::npos) << read;
+    EXPECT_EQ(read.find("Reading image file:", at + 1), std::string::npos) << read;
+    EXPECT_NE(read.find("20000516_1000.img", at), std::string::npos) << read;
+
+    // Without frames the newer picture is drawn in place of the first one.
+    const std::vector<Picture> pages = ps_pages(dir, dir.file("out.ps"));
+    ASSERT_EQ(pages.size(), 1u);
+    for (const auto& [file, same] :
+         {std::pair{"20000516_0900.img", false}, {"20000516_1000.img", true}}) {
+        sat_test::RunOptions options;
+        options.cwd = dir.path();
+        const auto r = sat_test::run_sat(
+            {"-fp", SAT_DATA_DIR, "-inp", "img", "-de", "ps," + dir.file("ref.ps"), dir.file(file)},
+            options);
+        ASSERT_EQ(r.code, 0) << r.out << r.err;
+        const std::vector<Picture> ref = ps_pages(dir, dir.file("ref.ps"));
+        ASSERT_EQ(ref.size(), 1u);
+        EXPECT_EQ(differing(pages[0], ref[0]) == 0, same) << file;
+    }
 }
 
 }  // namespace
