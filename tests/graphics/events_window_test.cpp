@@ -13,7 +13,9 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cmath>
 #include <map>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -402,6 +404,60 @@ TEST(EventsWindow, CurrentRunLoopsInDateOrder) {
         ASSERT_TRUE(alone.find_window("sat")) << alone.output();
         EXPECT_EQ(differing(alone.settled(), frames[i]), 0) << dated[static_cast<size_t>(i)].first;
         EXPECT_EQ(alone.end(), 0);
+    }
+}
+
+// Alt-v names the nearest station once a raw overlay of stations has built the
+// station table from the city database; the database named alone builds no
+// table in a satellite run, and the query gives the location only. The
+// station's printed place is checked against the database file itself.
+TEST(EventsWindow, LocationQueryNamesNearestStationWithDatabase) {
+    ASSERT_FALSE(server().display().empty());
+    sat_test::TempDir dir;
+    sat_test::write_file(dir.file("obs.raw"),
+                         "W surface observations\n0859Z 16 MAY 00\n!Surface observations\n"
+                         "stn t:Temperature:%3.0f:ul $\nKDEN 8\n");
+    const std::string db = std::string(SAT_DATA_DIR) + "/sao.cty";
+    for (const bool overlay : {true, false}) {
+        std::vector<std::string> args = {"-fp", dir.path(), "-pd", "us", "-cf", db};
+        if (overlay) args.insert(args.end(), {"-mf", "rf:obs.raw"});
+        args.push_back(radar());
+        SatRun run(dir, args);
+        ASSERT_TRUE(run.find_window("sat")) << run.output();
+        const Picture first = run.settled();
+        ASSERT_GT(first.width, 0) << run.output();
+        sh("xdotool mousemove --window " + run.window() + " " + std::to_string(first.width / 2) +
+           " " + std::to_string(first.height / 2));
+        const size_t from = run.output().size();
+        run.key("alt+v");
+        ASSERT_TRUE(run.wait_output("Lat:", from)) << run.output();
+        pause_ms(300);
+        const std::string out = run.output().substr(from);
+        EXPECT_EQ(run.end(), 0);
+        float lat = 0, lon = 0;
+        ASSERT_EQ(std::sscanf(out.c_str() + out.find("Lat:"), "Lat: %f Lon: %f", &lat, &lon), 2);
+        const size_t id = out.find("Id: ");
+        ASSERT_EQ(id != std::string::npos, overlay) << out;
+        if (!overlay) continue;
+        char key[16] = "";
+        float slat = 0, slon = 0;
+        ASSERT_EQ(std::sscanf(out.c_str() + id, "Id: %15s Lat: %f Lon: %f", key, &slat, &slon), 3)
+            << out;
+        // Within the search's reach of the pointer, and where the database puts it.
+        EXPECT_LE(std::fabs(slat - lat), 4.95f) << out;
+        EXPECT_LE(std::fabs(slon - lon), 4.95f) << out;
+        bool listed = false;
+        std::istringstream lines(sat_test::read_file(db));
+        for (std::string line; std::getline(lines, line) && !listed;) {
+            char id4[16] = "";
+            float flat = 0, flon = 0;
+            int prior = 0;
+            if (line.size() > 27 &&
+                std::sscanf(line.c_str() + 27, "%15s %d %f %f", id4, &prior, &flat, &flon) == 4)
+                listed = key == std::string(id4) && std::fabs(flat - slat) < 0.02f &&
+                         std::fabs(flon - slon) < 0.02f;
+        }
+        EXPECT_TRUE(listed) << out;
     }
 }
 
