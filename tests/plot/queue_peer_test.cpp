@@ -60,6 +60,7 @@ class Peer {
     }
     ~Peer() {
         if (pid_ > 0) {
+            kill(pid_, SIGCONT);
             kill(pid_, SIGTERM);
             waitpid(pid_, nullptr, 0);
         }
@@ -77,6 +78,8 @@ class Peer {
         return false;
     }
     unsigned long pixmap() const { return pixmap_; }
+    // A stopped peer keeps its queue but answers nothing until it goes on.
+    void answer(bool on) const { kill(pid_, on ? SIGCONT : SIGSTOP); }
 
    private:
     const sat_test::TempDir& dir_;
@@ -175,6 +178,24 @@ TEST(LoopPeer, NoQueueMeansAMessageAndTheRunGoesOn) {
                         " not running or no message queue exists"),
               std::string::npos)
         << said;
+}
+
+// A peer that has stopped answering: every queue operation has its alarm, and
+// the run ends with exit code 7 when it rings (twenty seconds).
+TEST(LoopPeer, QueueThatDoesNotAnswerEndsTheRunWithSeven) {
+    sat_test::TempDir dir;
+    const std::string key = std::to_string(queue_key());
+    sat_test::Xvfb server(24, "800x600");
+    ASSERT_FALSE(server.display().empty());
+    Peer peer(server.display(), dir, "plot_domain=mw");
+    ASSERT_NE(peer.pixmap(), 0u) << peer.output();
+    peer.answer(false);
+    const auto r = sat(server.display(), {"-df", "#" + key, "-fp", dir.path(), "-de",
+                                          "ps," + dir.file("o.ps"), radar()});
+    peer.answer(true);
+    EXPECT_EQ(r.code, 7) << r.out << r.err;
+    EXPECT_NE((r.out + r.err).find("Queue not responding!!"), std::string::npos) << r.out << r.err;
+    EXPECT_EQ(sat_test::read_file(dir.file("o.ps")), "");
 }
 
 }  // namespace
