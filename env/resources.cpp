@@ -820,33 +820,25 @@ int RES_getvals(const char* name, int* count, char*** array) {
     return *count;
 }
 
-int RES_conv_data(const char* text, void* destination, int type) {
-    if (type == RES_BATCH) {
-        FLAG_set(19, 1);
-        if (MESS_check_set() == 0) MESS_set(0, 255);
-        return 1;
-    }
-    if (type == RES_HELP) {
-        FLAG_set(20, 1);
-        return 1;
-    }
-    if (type == RES_BOOLEAN) {
-        if (!destination) return 0;
-        int& out = *static_cast<int*>(destination);
-        if (!text)
-            out = 1;
-        else if (stricmp(text, "true") == 0 || stricmp(text, "on") == 0 ||
-                 stricmp(text, "yes") == 0)
-            out = 1;
-        else if (stricmp(text, "false") == 0 || stricmp(text, "off") == 0 ||
-                 stricmp(text, "no") == 0)
-            out = 0;
-        return 1;
-    }
-    if (!text) return 0;
-    bool needs_destination = !(type == RES_MESSAGE || type == RES_DRAW || type == RES_HOUR ||
-                               type == RES_FILEPARAM || type == RES_PLOTTYPE);
-    if (needs_destination && !destination) return 0;
+namespace {
+
+// "true", "on" and "yes" (or no text at all) give 1, "false", "off" and "no" give 0;
+// any other text leaves the value as it was.
+int conv_boolean(const char* text, void* destination) {
+    if (!destination) return 0;
+    int& out = *static_cast<int*>(destination);
+    if (!text)
+        out = 1;
+    else if (stricmp(text, "true") == 0 || stricmp(text, "on") == 0 || stricmp(text, "yes") == 0)
+        out = 1;
+    else if (stricmp(text, "false") == 0 || stricmp(text, "off") == 0 || stricmp(text, "no") == 0)
+        out = 0;
+    return 1;
+}
+
+// Integers keep their value unless the text starts as one (a sign only for the plain
+// integer, which also reads "0x" as hexadecimal); a float always reads.
+int conv_number(const char* text, void* destination, int type) {
     unsigned char first = static_cast<unsigned char>(text[0]);
     switch (type) {
         case RES_INTEGER:
@@ -869,6 +861,34 @@ int RES_conv_data(const char* text, void* destination, int type) {
         case RES_FLOAT:
             *static_cast<float*>(destination) = static_cast<float>(std::strtod(text, nullptr));
             return 1;
+        default:
+            return 0;
+    }
+}
+
+}  // namespace
+
+int RES_conv_data(const char* text, void* destination, int type) {
+    if (type == RES_BATCH) {
+        FLAG_set(19, 1);
+        if (MESS_check_set() == 0) MESS_set(0, 255);
+        return 1;
+    }
+    if (type == RES_HELP) {
+        FLAG_set(20, 1);
+        return 1;
+    }
+    if (type == RES_BOOLEAN) return conv_boolean(text, destination);
+    if (!text) return 0;
+    bool needs_destination = !(type == RES_MESSAGE || type == RES_DRAW || type == RES_HOUR ||
+                               type == RES_FILEPARAM || type == RES_PLOTTYPE);
+    if (needs_destination && !destination) return 0;
+    switch (type) {
+        case RES_INTEGER:
+        case RES_SHORT:
+        case RES_LONG:
+        case RES_FLOAT:
+            return conv_number(text, destination, type);
         case RES_STRING:
         case RES_LIST:
             *static_cast<const char**>(destination) = text;
