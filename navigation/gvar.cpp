@@ -232,6 +232,39 @@ int inst2e(double r, double p, double y, const double* bm, double* out) {
     return 0;
 }
 
+namespace {
+
+// The orbit's drift since its epoch, `t` seconds: the longitude moved by its
+// harmonic series, and the radial distance, latitude and yaw of the orbit.
+void orbit_motion(const GvarNav& n, double t, double& lon) {
+    double w = t * 0.0043746900000000005;
+    double s0 = std::sin(w), c0 = std::cos(w);
+    double s1 = std::sin(0.927 * w), c1 = std::cos(0.927 * w);
+    double s2 = std::sin(2.0 * w), c2 = std::cos(2.0 * w);
+    double s3 = std::sin(1.9268 * w), c3 = std::cos(1.9268 * w);
+
+    const float* L = n.lon_coef;
+    lon = lon + L[0] + (L[2] * w + L[1]) * w +
+          2.0 * (L[3] * s0 + L[4] * c0 + L[5] * s2 + L[6] * c2 + L[7] * s3 + L[8] * c3 + L[9] * s1 +
+                 L[10] * c1 + w * (L[11] * s0 + L[12] * c0));
+
+    const float* R = n.dist_coef;
+    dr = R[0] + R[1] * c0 + R[2] * s0 + R[3] * c2 + R[4] * s2 + R[5] * c3 + R[6] * s3 + R[7] * c1 +
+         R[8] * s1 + w * (R[9] * c0 + R[10] * s0);
+
+    const float* P = n.lat_coef;
+    double u = P[0] + P[1] * c0 + P[2] * s0 + P[3] * c2 + P[4] * s2 + w * (P[5] * c0 + P[6] * s0) +
+               P[7] * c1 + P[8] * s1;
+    phi = u * (1.0 + u * u / 6.0);
+
+    const float* Y = n.yaw_coef;
+    u = Y[0] + Y[1] * s0 + Y[2] * c0 + Y[3] * s2 + Y[4] * c2 + w * (Y[5] * s0 + Y[6] * c0) +
+        Y[7] * s1 + Y[8] * c1;
+    psi = u * (1.0 + u * u / 6.0);
+}
+
+}  // namespace
+
 int GVAR_init() {
     const GvarNav& n = gv_nav;
     double lon = n.ref_lon;
@@ -248,30 +281,7 @@ int GVAR_init() {
     if (imc) {
         dr = phi = psi = 0.0;
         t = n.img_time - n.epoch;
-        double w = t * 0.0043746900000000005;
-        double s0 = std::sin(w), c0 = std::cos(w);
-        double s1 = std::sin(0.927 * w), c1 = std::cos(0.927 * w);
-        double s2 = std::sin(2.0 * w), c2 = std::cos(2.0 * w);
-        double s3 = std::sin(1.9268 * w), c3 = std::cos(1.9268 * w);
-
-        const float* L = n.lon_coef;
-        lon = lon + L[0] + (L[2] * w + L[1]) * w +
-              2.0 * (L[3] * s0 + L[4] * c0 + L[5] * s2 + L[6] * c2 + L[7] * s3 + L[8] * c3 +
-                     L[9] * s1 + L[10] * c1 + w * (L[11] * s0 + L[12] * c0));
-
-        const float* R = n.dist_coef;
-        dr = R[0] + R[1] * c0 + R[2] * s0 + R[3] * c2 + R[4] * s2 + R[5] * c3 + R[6] * s3 +
-             R[7] * c1 + R[8] * s1 + w * (R[9] * c0 + R[10] * s0);
-
-        const float* P = n.lat_coef;
-        double u = P[0] + P[1] * c0 + P[2] * s0 + P[3] * c2 + P[4] * s2 +
-                   w * (P[5] * c0 + P[6] * s0) + P[7] * c1 + P[8] * s1;
-        phi = u * (1.0 + u * u / 6.0);
-
-        const float* Y = n.yaw_coef;
-        u = Y[0] + Y[1] * s0 + Y[2] * c0 + Y[3] * s2 + Y[4] * c2 + w * (Y[5] * s0 + Y[6] * c0) +
-            Y[7] * s1 + Y[8] * c1;
-        psi = u * (1.0 + u * u / 6.0);
+        orbit_motion(n, t, lon);
     }
 
     double sp = std::sin(phi);
