@@ -560,71 +560,84 @@ int sphere_cvt(int dir, const double* xyz, double* out) {
     return 0;
 }
 
+namespace {
+
+// The time of the perifocus passage before the epoch, to the second, from the mean
+// anomaly at the epoch.
+void perifocus_passage(OrbitDerived& o, double mean_anom) {
+    double h = mean_anom * kRad / (o.an_mean_motion * -60.0) + o.epoch_hours;
+    double sign = h > 0.0 ? 1.0 : (h < 0.0 ? -1.0 : 0.0);
+    // Past some ten thousand years an orbit block is nonsense; bound the day walk.
+    double nd = std::trunc((std::fabs(h) / 24.0 + 1.0) * sign);
+    if (!(nd < 4.0e6)) nd = 4.0e6;
+    if (!(nd > -4.0e6)) nd = -4.0e6;
+    int64_t n = static_cast<int64_t>(nd);
+    if (n > 0) --n;
+    int64_t year = o.epoch / 1000;
+    int64_t day = o.epoch % 1000;
+    if (n != 0) {
+        day += n;
+        while (day < 1) {
+            --year;
+            day += numyr(static_cast<int>(year));
+        }
+        while (day > numyr(static_cast<int>(year))) {
+            day -= numyr(static_cast<int>(year));
+            ++year;
+        }
+    }
+    int64_t date = year * 1000 + day;
+    if (date > std::numeric_limits<int32_t>::max()) date = std::numeric_limits<int32_t>::max();
+    if (date < std::numeric_limits<int32_t>::min()) date = std::numeric_limits<int32_t>::min();
+    o.perifocus.date = static_cast<int32_t>(date);
+    o.perifocus.hours = int2deg(deg2int(h - 24.0 * static_cast<double>(n)));
+}
+
+// What the orbit block gives once: epoch, mean motion and its secular drifts, the
+// perifocus passage and the perigee and ascending node adjusted to it.
+void derive_orbit(OrbitDerived& o, double e, double inc) {
+    o.epoch = mdcon(1, g_orb.epoch_date);
+    o.epoch_hours = int2deg(g_orb.epoch_time);
+    double mean_anom = g_orb.anomaly;
+    if (g_orb.anom_type != 0) {
+        double cv = std::cos(g_orb.anomaly * kRad);
+        double E = std::acos((e + cv) / (1.0 + e * cv));
+        mean_anom = (E - e * std::sin(E)) * kDeg;
+    }
+    mean_anom = reduce(mean_anom, 360.0);
+    o.ecc_fac = std::sqrt(1.0 - e * e);
+    double sparam = (g_orb.semi_maj / kRe) * o.ecc_fac * o.ecc_fac;
+    o.sin_i = std::sin(inc);
+    o.cos_i = std::cos(inc);
+    double mean_motion = 0.07436574 * std::pow(kRe / g_orb.semi_maj, 1.5);
+    g_orb.period = kTwoPi / mean_motion;
+    if (g_orb.sec_ord == 0) {
+        o.an_mean_motion = mean_motion;
+        o.del_per = o.del_asn = 0.0;
+    } else {
+        double s2 = o.sin_i * o.sin_i;
+        double j = 0.00162342 / (sparam * sparam);
+        o.an_mean_motion = mean_motion * (1.0 + (o.ecc_fac * j) * (1.0 - 1.5 * s2));
+        o.del_per = o.an_mean_motion * (2.0 - 2.5 * s2) * j * kDeg;
+        o.del_asn = o.an_mean_motion * (-0.00162342 * o.cos_i) / (sparam * sparam) * kDeg;
+    }
+    g_orb.an_period = kTwoPi / o.an_mean_motion;
+
+    perifocus_passage(o, mean_anom);
+
+    double time_diff = timdif(o.epoch, o.epoch_hours, o.perifocus.date, o.perifocus.hours);
+    o.adj_perigee = reduce(g_orb.perigee + time_diff * o.del_per, 360.0);
+    o.adj_ascnode = reduce(g_orb.asc_node + time_diff * o.del_asn, 360.0);
+    o.key = true;
+}
+
+}  // namespace
+
 int AREA_pos(const AreaTime* time, int flag, double* xyz) {
     OrbitDerived& o = pos;
     const double e = g_orb.eccent;
     const double inc = g_orb.inclin * kRad;
-    if (!o.initial) {
-        o.epoch = mdcon(1, g_orb.epoch_date);
-        o.epoch_hours = int2deg(g_orb.epoch_time);
-        double mean_anom = g_orb.anomaly;
-        if (g_orb.anom_type != 0) {
-            double cv = std::cos(g_orb.anomaly * kRad);
-            double E = std::acos((e + cv) / (1.0 + e * cv));
-            mean_anom = (E - e * std::sin(E)) * kDeg;
-        }
-        mean_anom = reduce(mean_anom, 360.0);
-        o.ecc_fac = std::sqrt(1.0 - e * e);
-        double sparam = (g_orb.semi_maj / kRe) * o.ecc_fac * o.ecc_fac;
-        o.sin_i = std::sin(inc);
-        o.cos_i = std::cos(inc);
-        double mean_motion = 0.07436574 * std::pow(kRe / g_orb.semi_maj, 1.5);
-        g_orb.period = kTwoPi / mean_motion;
-        if (g_orb.sec_ord == 0) {
-            o.an_mean_motion = mean_motion;
-            o.del_per = o.del_asn = 0.0;
-        } else {
-            double s2 = o.sin_i * o.sin_i;
-            double j = 0.00162342 / (sparam * sparam);
-            o.an_mean_motion = mean_motion * (1.0 + (o.ecc_fac * j) * (1.0 - 1.5 * s2));
-            o.del_per = o.an_mean_motion * (2.0 - 2.5 * s2) * j * kDeg;
-            o.del_asn = o.an_mean_motion * (-0.00162342 * o.cos_i) / (sparam * sparam) * kDeg;
-        }
-        g_orb.an_period = kTwoPi / o.an_mean_motion;
-
-        // Time of the perifocus passage before the epoch, to the second.
-        double h = mean_anom * kRad / (o.an_mean_motion * -60.0) + o.epoch_hours;
-        double sign = h > 0.0 ? 1.0 : (h < 0.0 ? -1.0 : 0.0);
-        // Past some ten thousand years an orbit block is nonsense; bound the day walk.
-        double nd = std::trunc((std::fabs(h) / 24.0 + 1.0) * sign);
-        if (!(nd < 4.0e6)) nd = 4.0e6;
-        if (!(nd > -4.0e6)) nd = -4.0e6;
-        int64_t n = static_cast<int64_t>(nd);
-        if (n > 0) --n;
-        int64_t year = o.epoch / 1000;
-        int64_t day = o.epoch % 1000;
-        if (n != 0) {
-            day += n;
-            while (day < 1) {
-                --year;
-                day += numyr(static_cast<int>(year));
-            }
-            while (day > numyr(static_cast<int>(year))) {
-                day -= numyr(static_cast<int>(year));
-                ++year;
-            }
-        }
-        int64_t date = year * 1000 + day;
-        if (date > std::numeric_limits<int32_t>::max()) date = std::numeric_limits<int32_t>::max();
-        if (date < std::numeric_limits<int32_t>::min()) date = std::numeric_limits<int32_t>::min();
-        o.perifocus.date = static_cast<int32_t>(date);
-        o.perifocus.hours = int2deg(deg2int(h - 24.0 * static_cast<double>(n)));
-
-        double time_diff = timdif(o.epoch, o.epoch_hours, o.perifocus.date, o.perifocus.hours);
-        o.adj_perigee = reduce(g_orb.perigee + time_diff * o.del_per, 360.0);
-        o.adj_ascnode = reduce(g_orb.asc_node + time_diff * o.del_asn, 360.0);
-        o.key = true;
-    }
+    if (!o.initial) derive_orbit(o, e, inc);
 
     double t = timdif(o.perifocus.date, o.perifocus.hours, time->date, time->hours);
     if (g_orb.sec_ord != 0 || o.key) {
