@@ -224,17 +224,12 @@ int SAT_decode_colors(char* text, int* index) {
     return 0;
 }
 
-int SAT_color_setup() {
-    color_max = 15;
-    color_ps = gps_get_colorPS();
-    enhance[0] = '\0';
+namespace {
 
-    sat_cut.fill(ZMT_MISSING);
-    for (int i = 0; i < num_bins; ++i) {
-        color_fill_ind[static_cast<size_t>(i)] = 1000 + i;
-        dither_ind[static_cast<size_t>(i)] = 0;
-    }
-
+// The fill colours of the bins from "color_fill": the colour table's fill range when
+// it is not given, an enhancement file when it names one, else one range a value.
+// False when the enhancement file cannot be read.
+bool read_fill_colors() {
     int count = 0;
     char** values = nullptr;
     RES_getvals("color_fill", &count, &values);
@@ -248,7 +243,7 @@ int SAT_color_setup() {
         int bin = 0;
         const bool read = read_enhancement(values[0], &bin);
         free_parsed_array(count, values);
-        if (!read) return 0;
+        if (!read) return false;
         color_max = bin - 1;
     } else {
         int bin = 0;
@@ -256,10 +251,12 @@ int SAT_color_setup() {
         free_parsed_array(count, values);
         color_max = bin - 1;
     }
+    return true;
+}
 
-    const int work_type = PLT_get_work_type();
-    const bool postscript = work_type == 4;
-    const bool grey_ps = postscript && !color_ps;
+// The device's index of each bin's colour: a grey level on a monochrome PostScript
+// page, the fill index itself on a colour one, the palette entry on a window.
+void device_indexes(bool postscript, bool grey_ps) {
     for (int i = 0; i <= color_max; ++i) {
         const int fill_ind = color_fill_ind[static_cast<size_t>(i)];
         int& ind = color_ind[static_cast<size_t>(i)];
@@ -276,11 +273,14 @@ int SAT_color_setup() {
     }
     // The bin after the last is never a range for the grey blend.
     color_ind[static_cast<size_t>(color_max + 1)] = 0;
+}
 
+// The value where each bin starts: the first at 0, the end at 256, and bins without a
+// break-off sharing the span between their marked neighbours evenly.
+void spread_cuts() {
     if (sat_cut[0] == ZMT_MISSING) sat_cut[0] = 0;
     sat_cut[static_cast<size_t>(color_max + 1)] = 256;
 
-    // Bins without a break-off share the span between their marked neighbours evenly.
     for (int c = 1; c <= color_max; ++c) {
         if (sat_cut[static_cast<size_t>(c)] != ZMT_MISSING) continue;
         int k = c + 1;
@@ -291,7 +291,11 @@ int SAT_color_setup() {
             sat_cut[static_cast<size_t>(c + j - 1)] =
                 static_cast<int>(base + span * j / (k - c + 1));
     }
+}
 
+// For every pixel value: its bin, its palette entry (blended between grey ranges on a
+// monochrome page) and on a window its dither pattern.
+void fill_value_tables(bool postscript, bool grey_ps) {
     int c = 0;
     for (int v = 0; v < num_bins; ++v) {
         const size_t p = static_cast<size_t>(v);
@@ -320,6 +324,31 @@ int SAT_color_setup() {
             sat_dith_ind[p] = pal(color_dith_ind[b]);
         }
     }
+}
+
+}  // namespace
+
+int SAT_color_setup() {
+    color_max = 15;
+    color_ps = gps_get_colorPS();
+    enhance[0] = '\0';
+
+    sat_cut.fill(ZMT_MISSING);
+    for (int i = 0; i < num_bins; ++i) {
+        color_fill_ind[static_cast<size_t>(i)] = 1000 + i;
+        dither_ind[static_cast<size_t>(i)] = 0;
+    }
+
+    if (!read_fill_colors()) return 0;
+
+    const int work_type = PLT_get_work_type();
+    const bool postscript = work_type == 4;
+    const bool grey_ps = postscript && !color_ps;
+    device_indexes(postscript, grey_ps);
+
+    spread_cuts();
+
+    fill_value_tables(postscript, grey_ps);
     print_tables();
     return 0;
 }
