@@ -295,6 +295,51 @@ void read_plain_bytes(unsigned char* out, int lines, int elements, int prefix, i
     }
 }
 
+// Starts the reader at the beginning of its file and tells the form from the
+// version word, setting the byte order to match.
+Form start_reader() {
+    std::rewind(rd.ifile);
+    rd.dat_buf = rd.dat_ind = 0;
+    rd.low = rd.scan_ind = rd.nib_bytes = 0;
+    rd.exhausted = false;
+    // A file too short for the byte-order test must not see the last file.
+    rd.data.fill(0);
+
+    getword();
+    const int version = getword();
+    // The form is read from the first two words; the directory starts again at 0.
+    rd.dat_ind = 0;
+    if (version == 4) {
+        swap_setup(-1);
+        return PLAIN_NATIVE;
+    } else if (version == 0x04000000) {
+        swap_setup(0);
+        return PLAIN_SWAPPED;
+    } else {
+        swap_setup(1);
+        return FRAMED;
+    }
+}
+
+// The pixels behind the data offset, `lines` by `elements`, in the file's form.
+void read_pixels(unsigned char* pixels, Form form, uint32_t lines, uint32_t elements,
+                 int32_t prefix, int32_t width, size_t total) {
+    if (form == FRAMED) {
+        read_framed(pixels, static_cast<int>(lines), static_cast<int>(elements), prefix);
+    } else if (width == 1 && prefix == 0) {
+        // The bulk goes straight from the stream into the image; no bit shift
+        // on this path.
+        size_t have = static_cast<size_t>(rd.dat_buf - rd.dat_ind);
+        if (have > total) have = total;
+        std::memcpy(pixels, rd.data.data() + rd.dat_ind, have);
+        rd.dat_ind += static_cast<int>(have);
+        if (have < total) std::fread(pixels + have, 1, total - have, rd.ifile);
+    } else if (width == 1 || width == 2) {
+        read_plain_bytes(pixels, static_cast<int>(lines), static_cast<int>(elements), prefix,
+                         width);
+    }
+}
+
 }  // namespace
 
 int SAT_set_bit_shift(int shift) {
@@ -308,27 +353,7 @@ int SAT_read_AREA(FILE* file, AreaFile* area) {
     // The blocks are outputs; only nav_type is kept from the caller.
     area->dir = area->goes = area->gvar = area->ps = area->tanc = area->proj = nullptr;
     area->data = nullptr;
-    std::rewind(rd.ifile);
-    rd.dat_buf = rd.dat_ind = 0;
-    rd.low = rd.scan_ind = rd.nib_bytes = 0;
-    rd.exhausted = false;
-    // A file too short for the byte-order test must not see the last file.
-    rd.data.fill(0);
-
-    getword();
-    int version = getword();
-    Form form;
-    if (version == 4) {
-        swap_setup(-1);
-        form = PLAIN_NATIVE;
-    } else if (version == 0x04000000) {
-        swap_setup(0);
-        form = PLAIN_SWAPPED;
-    } else {
-        swap_setup(1);
-        form = FRAMED;
-    }
-    rd.dat_ind = 0;
+    const Form form = start_reader();
     if (form == FRAMED && getsync() != 1) return -1;
 
     auto* dir = static_cast<int32_t*>(std::malloc(kDirBytes));
@@ -385,20 +410,7 @@ int SAT_read_AREA(FILE* file, AreaFile* area) {
     area->data = pixels;
     rd.exhausted = false;
 
-    if (form == FRAMED) {
-        read_framed(pixels, static_cast<int>(lines), static_cast<int>(elements), prefix);
-    } else if (width == 1 && prefix == 0) {
-        // The bulk goes straight from the stream into the image; no bit shift
-        // on this path.
-        size_t have = static_cast<size_t>(rd.dat_buf - rd.dat_ind);
-        if (have > total) have = total;
-        std::memcpy(pixels, rd.data.data() + rd.dat_ind, have);
-        rd.dat_ind += static_cast<int>(have);
-        if (have < total) std::fread(pixels + have, 1, total - have, rd.ifile);
-    } else if (width == 1 || width == 2) {
-        read_plain_bytes(pixels, static_cast<int>(lines), static_cast<int>(elements), prefix,
-                         width);
-    }
+    read_pixels(pixels, form, lines, elements, prefix, width, total);
     return 0;
 }
 
