@@ -1012,6 +1012,29 @@ int FILE_set_name(const char* tag) {
     return FILE_set_name_user(tag, 0);
 }
 
+namespace {
+
+// The convention's name in a tag, each key assignment riding on it set as it goes:
+// "sat_ir:s=east" selects "sat_ir" with key s.
+std::string tag_name_setting_keys(const char* tag) {
+    std::string name = tag;
+    const size_t length = name.size();
+    for (size_t k = 0; k < length; k++) {
+        if (tag[k] != ':') continue;
+        char key = tag[k + 1];
+        if (!key || tag[k + 2] != '=' || !tag[k + 3] || tag[k + 3] == ':') continue;
+        const char* text = tag + k + 3;
+        std::string value(text, std::strcspn(text, ":"));
+        FILE_set_key(static_cast<unsigned char>(key), value.c_str());
+        MESS_print(MESS_DEBUG_D, "KEY: %c = %s\n", key, value.c_str());
+        name[k] = '\0';
+    }
+    name.resize(std::strlen(name.c_str()));
+    return name;
+}
+
+}  // namespace
+
 int FILE_set_name_user(const char* tag, int user_typed) {
     nm.conv_typed = false;
     if (!nm.key_init) {
@@ -1029,20 +1052,7 @@ int FILE_set_name_user(const char* tag, int user_typed) {
         nm.conv_typed = user_typed != 0;
         return 1;
     }
-    // Key assignments ride on the tag: "sat_ir:s=east" selects "sat_ir" with key s.
-    std::string name = tag;
-    const size_t length = name.size();
-    for (size_t k = 0; k < length; k++) {
-        if (tag[k] != ':') continue;
-        char key = tag[k + 1];
-        if (!key || tag[k + 2] != '=' || !tag[k + 3] || tag[k + 3] == ':') continue;
-        const char* text = tag + k + 3;
-        std::string value(text, std::strcspn(text, ":"));
-        FILE_set_key(static_cast<unsigned char>(key), value.c_str());
-        MESS_print(MESS_DEBUG_D, "KEY: %c = %s\n", key, value.c_str());
-        name[k] = '\0';
-    }
-    name.resize(std::strlen(name.c_str()));
+    const std::string name = tag_name_setting_keys(tag);
 
     std::string path;
     FILE* file = open_name_conv(path);
