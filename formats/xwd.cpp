@@ -178,6 +178,78 @@ int XWD_write(const char* name, const Image* image) {
     return FILE_commit(f) == 0 ? 1 : 0;
 }
 
+namespace {
+
+// The colour map of `ncolors` entries, each at its own pixel value. False (the
+// image freed once anything was allocated) when the file ends early.
+bool read_color_map(FILE* f, Image* image, uint32_t ncolors) {
+    if (!file_holds(f, static_cast<unsigned long long>(ncolors) * COLOR_BYTES)) {
+        MESS_print(MESS_WARN, "Unable to read color map from dump file.\n");
+        return false;
+    }
+    if (ncolors > 0) {
+        image->colors =
+            static_cast<float*>(std::calloc(static_cast<size_t>(ncolors) * 3, sizeof(float)));
+        if (!image->colors) {
+            MESS_print(MESS_WARN, "Unable to allocate data buffer.\n");
+            return false;
+        }
+        image->num_colors = static_cast<int>(ncolors);
+    }
+    for (uint32_t i = 0; i < ncolors; i++) {
+        unsigned char e[COLOR_BYTES];
+        if (std::fread(e, 1, COLOR_BYTES, f) != COLOR_BYTES) {
+            MESS_print(MESS_WARN, "Unable to read color map from dump file.\n");
+            IMG_free(image);
+            return false;
+        }
+        // Each entry lands at its own pixel value; one past the table is dropped
+        // (true-colour dumps number their entries by channel steps).
+        uint32_t pixel = get32(e);
+        if (pixel >= ncolors) continue;
+        for (int c = 0; c < 3; c++) image->colors[3 * pixel + c] = get16(e + 4 + 2 * c) / 65535.0f;
+    }
+    return true;
+}
+
+// The rows of pixels as they stand; false, with the image freed, when they are not
+// all there.
+bool read_pixmap(FILE* f, Image* image) {
+    const size_t body =
+        static_cast<size_t>(image->bytes_per_line) * static_cast<size_t>(image->height);
+    if (!file_holds(f, body)) {
+        MESS_print(MESS_WARN, "Unable to read pixmap from dump file.\n");
+        IMG_free(image);
+        return false;
+    }
+    image->data = static_cast<unsigned char*>(std::malloc(body));
+    if (!image->data) {
+        MESS_print(MESS_WARN, "Unable to allocate data buffer.\n");
+        IMG_free(image);
+        return false;
+    }
+    if (std::fread(image->data, 1, body, f) != body) {
+        MESS_print(MESS_WARN, "Unable to read pixmap from dump file.\n");
+        IMG_free(image);
+        return false;
+    }
+    return true;
+}
+
+// What was read, for the debug log.
+void print_geometry(const Image* image, uint32_t visual_class) {
+    MESS_print(MESS_DEBUG, "width: %d\n", image->width);
+    MESS_print(MESS_DEBUG, "height: %d\n", image->height);
+    MESS_print(MESS_DEBUG, "byte_order: %d\n", image->byte_order);
+    MESS_print(MESS_DEBUG, "depth: %d\n", image->depth);
+    MESS_print(MESS_DEBUG, "bytes_per_line: %d\n", image->bytes_per_line);
+    MESS_print(MESS_DEBUG, "bits_per_pixel: %d\n", image->bits_per_pixel);
+    MESS_print(MESS_DEBUG, "color type: %u\n", visual_class);
+    MESS_print(MESS_DEBUG, "num_colors: %d\n", image->num_colors);
+}
+
+}  // namespace
+
 int XWD_read(const char* name, Image* image) {
     const int max_depth = image->depth;
     image->data = nullptr;
@@ -245,58 +317,9 @@ int XWD_read(const char* name, Image* image) {
     } else {
         image->mapped = 1;
     }
-    const uint32_t ncolors = w[W_NCOLORS];
-    if (!file_holds(f, static_cast<unsigned long long>(ncolors) * COLOR_BYTES)) {
-        MESS_print(MESS_WARN, "Unable to read color map from dump file.\n");
-        return 0;
-    }
-    if (ncolors > 0) {
-        image->colors =
-            static_cast<float*>(std::calloc(static_cast<size_t>(ncolors) * 3, sizeof(float)));
-        if (!image->colors) {
-            MESS_print(MESS_WARN, "Unable to allocate data buffer.\n");
-            return 0;
-        }
-        image->num_colors = static_cast<int>(ncolors);
-    }
-    for (uint32_t i = 0; i < ncolors; i++) {
-        unsigned char e[COLOR_BYTES];
-        if (std::fread(e, 1, COLOR_BYTES, f) != COLOR_BYTES) {
-            MESS_print(MESS_WARN, "Unable to read color map from dump file.\n");
-            IMG_free(image);
-            return 0;
-        }
-        // Each entry lands at its own pixel value; one past the table is dropped
-        // (true-colour dumps number their entries by channel steps).
-        uint32_t pixel = get32(e);
-        if (pixel >= ncolors) continue;
-        for (int c = 0; c < 3; c++) image->colors[3 * pixel + c] = get16(e + 4 + 2 * c) / 65535.0f;
-    }
-    const size_t body = static_cast<size_t>(bpl) * height;
-    if (!file_holds(f, body)) {
-        MESS_print(MESS_WARN, "Unable to read pixmap from dump file.\n");
-        IMG_free(image);
-        return 0;
-    }
-    image->data = static_cast<unsigned char*>(std::malloc(body));
-    if (!image->data) {
-        MESS_print(MESS_WARN, "Unable to allocate data buffer.\n");
-        IMG_free(image);
-        return 0;
-    }
-    if (std::fread(image->data, 1, body, f) != body) {
-        MESS_print(MESS_WARN, "Unable to read pixmap from dump file.\n");
-        IMG_free(image);
-        return 0;
-    }
-    MESS_print(MESS_DEBUG, "width: %d\n", image->width);
-    MESS_print(MESS_DEBUG, "height: %d\n", image->height);
-    MESS_print(MESS_DEBUG, "byte_order: %d\n", image->byte_order);
-    MESS_print(MESS_DEBUG, "depth: %d\n", image->depth);
-    MESS_print(MESS_DEBUG, "bytes_per_line: %d\n", image->bytes_per_line);
-    MESS_print(MESS_DEBUG, "bits_per_pixel: %d\n", image->bits_per_pixel);
-    MESS_print(MESS_DEBUG, "color type: %u\n", w[W_CLASS]);
-    MESS_print(MESS_DEBUG, "num_colors: %d\n", image->num_colors);
+    if (!read_color_map(f, image, w[W_NCOLORS])) return 0;
+    if (!read_pixmap(f, image)) return 0;
+    print_geometry(image, w[W_CLASS]);
     return 1;
 }
 
