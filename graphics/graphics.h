@@ -94,16 +94,16 @@ using GRefreshFunc = int (*)();
 int gset_refresh_callback(int seconds, GRefreshFunc function);
 
 // Where a window of another process is: its window and pixmap, the pixmap's
-// size, and a colormap when the specification names one.
-struct WindowSpec {
+// size, and a colormap when the window id names one.
+struct WindowId {
     XResId root = 0, base = 0;
     int width = 0, height = 0;
     XResId colormap = 0;
     int fields = 0;  // fields scanned
 };
-// Reads a window specification given directly or, for a name, from its
+// Reads a window id given directly or, for a name, from its
 // window-id file on the file path. 1, or 0 with the message.
-int gread_window_spec(const char* given, WindowSpec* out);
+int gread_window_id(const char* given, WindowId* out);
 
 // ---- Transformations -------------------------------------------------------
 

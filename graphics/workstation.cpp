@@ -333,16 +333,16 @@ void send_pix_message(int byte) {
     XSync(st.display, False);
 }
 
-// The window specification of a window of another process, read through a
+// The window id of a window of another process, read through a
 // window-id file when it is not given directly. Empty on failure (reported).
-bool read_pix_spec(const char* given, std::string& spec) {
-    spec = given;
-    if (spec.empty()) {
+bool read_window_id_word(const char* given, std::string& word) {
+    word = given;
+    if (word.empty()) {
         MESS_print(MESS_WARN, "gopen_ws: window id not specified\n");
         return false;
     }
-    if (std::isdigit(static_cast<unsigned char>(spec[0])) || spec[0] == '+') return true;
-    std::string name = spec;
+    if (std::isdigit(static_cast<unsigned char>(word[0])) || word[0] == '+') return true;
+    std::string name = word;
     if (name[0] == 'w' || name[0] == 'W') {
         char buf[40];
         if (name.size() > 1 && std::isdigit(static_cast<unsigned char>(name[1])))
@@ -358,30 +358,30 @@ bool read_pix_spec(const char* given, std::string& spec) {
         MESS_print(MESS_WARN, "gopen_ws: unable to open window id file\n");
         return false;
     }
-    char word[256] = "";
-    const int n = std::fscanf(f, "%255s", word);
+    char text[256] = "";
+    const int n = std::fscanf(f, "%255s", text);
     std::fclose(f);
-    spec = n == 1 ? word : "";
+    word = n == 1 ? text : "";
     return true;
 }
 
-// The three forms of a specification: "+root:base:WxH[:cmap]", "0xbase:WxH:cmap"
+// The three forms of a window id: "+root:base:WxH[:cmap]", "0xbase:WxH:cmap"
 // and "base:WxH:cmap".
-bool scan_pix_spec(const std::string& spec, WindowSpec& out) {
+bool scan_window_id(const std::string& word, WindowId& out) {
     int w = 0, h = 0, cmap = 0;
-    if (spec[0] == '+') {
+    if (word[0] == '+') {
         int root = 0, base = 0;
-        out.fields = std::sscanf(spec.c_str() + 1, "%d:%d:%dx%d:%d", &root, &base, &w, &h, &cmap);
+        out.fields = std::sscanf(word.c_str() + 1, "%d:%d:%dx%d:%d", &root, &base, &w, &h, &cmap);
         out.root = static_cast<XResId>(root);
         out.base = static_cast<XResId>(base);
         if (out.fields == 5) out.colormap = static_cast<XResId>(cmap);
-    } else if (spec.size() > 1 && spec[0] == '0' && (spec[1] == 'x' || spec[1] == 'X')) {
+    } else if (word.size() > 1 && word[0] == '0' && (word[1] == 'x' || word[1] == 'X')) {
         unsigned base = 0;
-        out.fields = std::sscanf(spec.c_str(), "%x:%dx%d:%d", &base, &w, &h, &cmap);
+        out.fields = std::sscanf(word.c_str(), "%x:%dx%d:%d", &base, &w, &h, &cmap);
         out.base = base;
     } else {
         int base = 0;
-        out.fields = std::sscanf(spec.c_str(), "%d:%dx%d:%d", &base, &w, &h, &cmap);
+        out.fields = std::sscanf(word.c_str(), "%d:%dx%d:%d", &base, &w, &h, &cmap);
         out.base = static_cast<XResId>(base);
     }
     if (out.fields > 0) {
@@ -418,13 +418,13 @@ int open_pix(const Items& items) {
     }
     st.win_width = 640;
     st.win_height = 512;
-    WindowSpec spec;
-    if (!gread_window_spec(given, &spec)) return -1;
-    st.root_window = spec.root;
-    st.base_window = spec.base;
-    st.root_width = spec.width;
-    st.root_height = spec.height;
-    if (spec.colormap) gset_user_cmap(spec.colormap);
+    WindowId id;
+    if (!gread_window_id(given, &id)) return -1;
+    st.root_window = id.root;
+    st.base_window = id.base;
+    st.root_width = id.width;
+    st.root_height = id.height;
+    if (id.colormap) gset_user_cmap(id.colormap);
     st.draw_window = st.base_window;
     if (!st.root_window) st.root_window = st.base_window;
     char* name = nullptr;
@@ -684,11 +684,11 @@ void close_display() {
 
 }  // namespace
 
-int gread_window_spec(const char* given, WindowSpec* out) {
-    *out = WindowSpec{};
-    std::string spec;
-    if (!read_pix_spec(given, spec)) return 0;
-    if (spec.empty() || !scan_pix_spec(spec, *out)) {
+int gread_window_id(const char* given, WindowId* out) {
+    *out = WindowId{};
+    std::string word;
+    if (!read_window_id_word(given, word)) return 0;
+    if (word.empty() || !scan_window_id(word, *out)) {
         MESS_print(MESS_WARN, "gopen_ws: window id not specified\n");
         return 0;
     }

@@ -354,10 +354,10 @@ int RAW_open(const char* name, int mode, int* type) {
     return -1;
 }
 
-int RAW_file_open(const char* spec, RawVar* var, char* format, int mode) {
+int RAW_file_open(const char* request, RawVar* var, char* format, int mode) {
     if (var) *var = RawVar{};
     if (format) format[0] = '\0';
-    std::string text = spec ? spec : "";
+    std::string text = request ? request : "";
     size_t cut = text.size() > 2 ? text.find_first_of("-:", 2) : std::string::npos;
     std::string name = text.substr(0, cut);
     if (cut != std::string::npos) {

@@ -52,7 +52,7 @@ struct RawInfo {
     char info[RAW_LINE_MAX + 1];
 };
 
-int RAW_file_open(const char* spec, RawVar* var, char* format, int mode);
+int RAW_file_open(const char* request, RawVar* var, char* format, int mode);
 int RAW_open(const char* name, int mode, int* type);
 int RAW_chktype(const char* name);
 int RAW_getinfo(int handle, RawInfo* info);

@@ -465,10 +465,10 @@ int RAW_plot_data(const RawData* d, float x, float y) {
     return 0;
 }
 
-int RAW_plot_file(const char* spec, const char* label) {
+int RAW_plot_file(const char* request, const char* label) {
     RawVar var;
     char format[RAW_FORMAT_SIZE] = "";
-    const int handle = RAW_file_open(spec, &var, format, 0);
+    const int handle = RAW_file_open(request, &var, format, 0);
     if (handle < 0) return 0;
     ps.count = 0;
     ps.have_last = false;

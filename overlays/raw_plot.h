@@ -51,6 +51,6 @@ int RAW_set_attribs(const RawAttrib* attrib);
 // Draws one point at map position x, y with the base attributes of the last init.
 int RAW_plot_data(const RawData* data, float x, float y);
 // Draws a file; `label` set also labels the plot and filters by identifier.
-int RAW_plot_file(const char* spec, const char* label);
+int RAW_plot_file(const char* request, const char* label);
 // Points drawn by the last RAW_plot_file.
 int RAW_plot_count();

@@ -1,6 +1,6 @@
 // A window and pixmap owned by another client (here a second connection of the
 // test, on an Xvfb of its own): the workstation finds them by every form of the
-// window specification, draws into that pixmap, and refuses what names none.
+// window id, draws into that pixmap, and refuses what names none.
 #include <gtest/gtest.h>
 // clang-format off
 #include <X11/Xlib.h>
@@ -56,7 +56,7 @@ class OtherWindow : public ::testing::Test {
         XDestroyImage(im);
         return n;
     }
-    std::string spec_plus() const {
+    std::string plus_form() const {
         return "+" + std::to_string(window_) + ":" + std::to_string(pixmap_) + ":640x512";
     }
 
@@ -67,18 +67,18 @@ class OtherWindow : public ::testing::Test {
     Pixmap pixmap_ = 0;
 };
 
-TEST_F(OtherWindow, EveryFormOfTheSpecificationDrawsIntoTheOwnersPixmap) {
+TEST_F(OtherWindow, EveryFormOfTheWindowIdDrawsIntoTheOwnersPixmap) {
     char hex[40];
     std::snprintf(hex, sizeof hex, "0x%lx:640x512:99", pixmap_);
-    sat_test::write_file(dir_.file("zmtloop.3"), spec_plus() + "\n");
-    sat_test::write_file(dir_.file("mywin"), spec_plus() + " trailing words\n");
+    sat_test::write_file(dir_.file("zmtloop.3"), plus_form() + "\n");
+    sat_test::write_file(dir_.file("mywin"), plus_form() + " trailing words\n");
     struct Case {
-        std::string item;   // the specification in the device string
+        std::string item;   // the window id in the device string
         const char* title;  // the title taken over
         bool silent;        // no X error on the way
     };
     const std::vector<Case> cases = {
-        {spec_plus(), "owner plot", true},
+        {plus_form(), "owner plot", true},
         {"w3", "owner plot", true},     // zmtloop.3 on the file path
         {"mywin", "owner plot", true},  // any other name is the file itself
         {hex, "", false},               // no window: the name is asked of the pixmap
@@ -120,7 +120,7 @@ TEST_F(OtherWindow, EveryFormOfTheSpecificationDrawsIntoTheOwnersPixmap) {
     }
 }
 
-TEST_F(OtherWindow, SpecificationsThatNameNoWindowAreRefused) {
+TEST_F(OtherWindow, WindowIdsThatNameNoWindowAreRefused) {
     RES_put("file_path", dir_.path().c_str());
     struct Case {
         std::string connection;
@@ -140,7 +140,7 @@ TEST_F(OtherWindow, SpecificationsThatNameNoWindowAreRefused) {
         EXPECT_NE(err.find(c.message), std::string::npos) << c.connection << ": " << err;
     }
     // The environment stands in for a missing item.
-    setenv("zmtwindow", spec_plus().c_str(), 1);
+    setenv("zmtwindow", plus_form().c_str(), 1);
     EXPECT_EQ(gopen_ws(1, server_.display().c_str(), GWS_PIX), 0);
     EXPECT_EQ(gget_root_window(), window_);
     unsetenv("zmtwindow");

@@ -174,29 +174,29 @@ TEST_F(RawFiles, NoHeadAndPlacedByIdentifier) {
                   {{"A", 850, M, 12.5f, M, "12.5", "", 0}, {"B", M, M, 3, M, "3", "", 0}});
 }
 
-TEST_F(RawFiles, SpecificationsPathsAndHandles) {
+TEST_F(RawFiles, FieldListsPathsAndHandles) {
     write_file(dir_.file("obs.raw"), "W\nlabel\ninfo\nKDCA 1 2 3\n");
     RES_put("raw_path", dir_.path().c_str());
-    struct Spec {
-        const char* spec;
+    struct Case {
+        const char* request;
         int number;
         const char* name;
         const char* format;
-    } specs[] = {
+    } cases[] = {
         {"obs.raw", RAW_VAR_ALL, "", ""},
         {"obs.raw-2:fm=%3.0f", RAW_VAR_BASE + 2, "", "fm=%3.0f"},
         {"obs.raw-t", RAW_VAR_ALL, "t", ""},
         {"obs.raw--9999", RAW_VAR_NONE, "", ""},
         {"obs.raw:co=red:mk=x", RAW_VAR_ALL, "", "co=red:mk=x"},
     };
-    for (const Spec& s : specs) {
+    for (const Case& s : cases) {
         RawVar var;
         char format[RAW_FORMAT_SIZE];
-        int h = RAW_file_open(s.spec, &var, format, 0);
-        EXPECT_GE(h, 0) << s.spec;
-        EXPECT_EQ(var.number, s.number) << s.spec;
-        EXPECT_STREQ(var.name, s.name) << s.spec;
-        EXPECT_STREQ(format, s.format) << s.spec;
+        int h = RAW_file_open(s.request, &var, format, 0);
+        EXPECT_GE(h, 0) << s.request;
+        EXPECT_EQ(var.number, s.number) << s.request;
+        EXPECT_STREQ(var.name, s.name) << s.request;
+        EXPECT_STREQ(format, s.format) << s.request;
         RAW_close(h);
     }
     // Five handles at once, no sixth; a closed one frees its place.

@@ -1,7 +1,7 @@
-// libFuzzer target for the window specification of a window of another process.
+// libFuzzer target for the window id of a window of another process.
 // Input: one control byte, then the text. Control bit 0 set: the text is the
 // window-id file "zmtloop.win", read through the name "w"; clear: the text up
-// to its first NUL is the specification itself.
+// to its first NUL is the window id itself.
 #include <unistd.h>
 
 #include <cstdint>
@@ -19,7 +19,7 @@ namespace {
 std::string dir;
 
 bool setup() {
-    dir = fuzz_make_scratch_dir("windowspec_fuzz");
+    dir = fuzz_make_scratch_dir("window_id_fuzz");
     return true;
 }
 
@@ -43,8 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         given = "w";
     }
-    WindowSpec spec;
-    if (gread_window_spec(given.c_str(), &spec) && (spec.base == 0 || spec.fields <= 0))
-        std::abort();
+    WindowId id;
+    if (gread_window_id(given.c_str(), &id) && (id.base == 0 || id.fields <= 0)) std::abort();
     return 0;
 }
