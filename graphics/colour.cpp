@@ -167,6 +167,17 @@ int gcheck_colr_ind(const char* function, int* index) {
     return 0;
 }
 
+int gapply_colr_ind(int object, const char* record, _XGC* gc, int index) {
+    if (gtype_is_META()) {
+        gmeta_printf("%s %d\n", record, index);
+        return 0;
+    }
+    gnew_obj(object, index, 0, nullptr);
+    if (gtype_is_WIN_PIX() && gget_display() && gc)
+        XSetForeground(gget_display(), gc, static_cast<unsigned long>(gget_color_ind(index)));
+    return 0;
+}
+
 int ginit_xcolr() {
     if (gtype_is_WIN() && gget_display()) {
         if (st.local_cmap || std::getenv("LOCAL_CMAP") || std::getenv("zmtlocal_cmap")) {
@@ -239,10 +250,7 @@ int galloc_colr(int index, float r, float g, float b) {
 }
 
 int gset_colr_rep(int id, int index, const float rgb[3]) {
-    if (!gchk_graphics()) {
-        gerr_printf("gset_colr_rep", "GKS not opened\n");
-        return -1;
-    }
+    if (gchk_open("gset_colr_rep") != 0) return -1;
     if (index >= GCOLR_SPECIAL_FIRST && index <= GCOLR_SPECIAL_LAST) return 0;
     if (!gis_valid_colr(index)) {
         gerr_printf("gset_colr_rep", "invalid color index: %d\n", index);

@@ -97,12 +97,6 @@ bool on_window() {
     return gtype_is_WIN_PIX() && gget_display() && st.fill_gc;
 }
 
-bool closed(const char* function) {
-    if (gchk_graphics()) return false;
-    gerr_printf(function, "GKS not opened\n");
-    return true;
-}
-
 void set_stipple() {
     const Pixmap pat = st.fill_inter_index >= 0 && st.fill_inter_index < NUM_PATTERNS
                            ? st.fill_pat[static_cast<size_t>(st.fill_inter_index)]
@@ -193,7 +187,7 @@ int gclose_fill() {
 
 int gset_fill_int_style(int style) {
     if (style == st.fill_inter_style) return 0;
-    if (closed("gset_fill_int_style")) return -1;
+    if (gchk_open("gset_fill_int_style") != 0) return -1;
     st.fill_inter_style = style;
     if (gtype_is_META()) {
         gmeta_printf("FA_INT %d\n", style);
@@ -213,7 +207,7 @@ int gset_fill_int_style(int style) {
 
 int gset_fill_style_ind(int index) {
     if (index == st.fill_inter_index) return 0;
-    if (closed("gset_fill_style_ind")) return -1;
+    if (gchk_open("gset_fill_style_ind") != 0) return -1;
     if (index > NUM_PATTERNS - 1 || index < 0) {
         gerr_printf("gset_fill_style_ind", "invalid style index: %d\n", index);
         return -1;
@@ -230,18 +224,10 @@ int gset_fill_style_ind(int index) {
 
 int gset_fill_colr_ind(int index) {
     if (index == st.fill_color) return 0;
-    if (closed("gset_fill_colr_ind")) return -1;
+    if (gchk_open("gset_fill_colr_ind") != 0) return -1;
     if (gcheck_colr_ind("gset_fill_colr_ind", &index) != 0) return -1;
     st.fill_color = index;
-    if (gtype_is_META()) {
-        gmeta_printf("FA_CLR %d\n", index);
-        return 0;
-    }
-    gnew_obj(75, index, 0, nullptr);
-    if (on_window())
-        XSetForeground(gget_display(), st.fill_gc,
-                       static_cast<unsigned long>(gget_color_ind(index)));
-    return 0;
+    return gapply_colr_ind(75, "FA_CLR", st.fill_gc, index);
 }
 
 int gset_fill_print_solid(int on) {

@@ -63,6 +63,9 @@ int gtype_is_PS();
 int gtype_is_HPGL();
 
 int gchk_graphics();
+// For a primitive or setter: 0 with a workstation open, else -1 after
+// "GKS not opened" under the caller's name.
+int gchk_open(const char* function);
 // Depth of the window in bits; 10 on the batch devices, 0 before any open.
 int gget_win_depth();
 int gget_win_size(int* width, int* height);
@@ -212,6 +215,10 @@ int gis_valid_colr(int index);
 // The colour checks of the attribute setters: valid, print special (1 on a
 // window), allocated. 0, or -1 with the message under the function's name.
 int gcheck_colr_ind(const char* function, int* index);
+// What a line, marker or fill colour setter does once the index is checked and
+// stored: the metafile record "<record> <index>", or the redraw object and the
+// foreground of the unit's GC on a window.
+int gapply_colr_ind(int object, const char* record, _XGC* gc, int index);
 // X pixel of an index; -1 not allocated, -2 allocated on PostScript.
 long gget_color_ind(int index);
 int gget_color_rgb(int index, float* red, float* green, float* blue);

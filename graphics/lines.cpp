@@ -33,12 +33,6 @@ bool on_window() {
     return gtype_is_WIN_PIX() && gget_display() && st.line_gc;
 }
 
-bool closed(const char* function) {
-    if (gchk_graphics()) return false;
-    gerr_printf(function, "GKS not opened\n");
-    return true;
-}
-
 void text_meta_points(int count, const float* points) {
     for (int i = 0; i < count; ++i) {
         gmeta_printf("%f,%f ", points[2 * i], points[2 * i + 1]);
@@ -127,7 +121,7 @@ int gclose_line() {
 }
 
 int gset_linetype(int type) {
-    if (closed("gset_linetype")) return -1;
+    if (gchk_open("gset_linetype") != 0) return -1;
     if (type < 0) {
         gerr_printf("gset_linetype", "invalid line type: %d\n", type);
         return -1;
@@ -144,7 +138,7 @@ int gset_linetype(int type) {
 }
 
 int gset_linewidth(float width) {
-    if (closed("gset_linewidth")) return -1;
+    if (gchk_open("gset_linewidth") != 0) return -1;
     if (width < 0.0f) {
         gerr_printf("gset_linewidth", "invalid line width: %f\n", width);
         return -1;
@@ -166,19 +160,11 @@ int gset_linewidth(float width) {
 }
 
 int gset_line_colr_ind(int index) {
-    if (closed("gset_line_colr_ind")) return -1;
+    if (gchk_open("gset_line_colr_ind") != 0) return -1;
     if (gcheck_colr_ind("gset_line_colr_ind", &index) != 0) return -1;
     if (index == st.line_color) return 0;
     st.line_color = index;
-    if (gtype_is_META()) {
-        gmeta_printf("PL_CLR %d\n", index);
-        return 0;
-    }
-    gnew_obj(35, index, 0, nullptr);
-    if (on_window())
-        XSetForeground(gget_display(), st.line_gc,
-                       static_cast<unsigned long>(gget_color_ind(index)));
-    return 0;
+    return gapply_colr_ind(35, "PL_CLR", st.line_gc, index);
 }
 
 int gset_line_print_bold(int factor) {
@@ -195,7 +181,7 @@ int gset_line_gc_func(int function) {
 }
 
 int gpolyline(int count, const float* points) {
-    if (closed("gpolyline")) return -1;
+    if (gchk_open("gpolyline") != 0) return -1;
     if (count < 2) {
         gerr_printf("gpolyline", "invalid number of points: %d\n", count);
         return -1;

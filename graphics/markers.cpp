@@ -28,12 +28,6 @@ bool on_window() {
     return gtype_is_WIN_PIX() && gget_display() && st.mark_gc;
 }
 
-bool closed(const char* function) {
-    if (gchk_graphics()) return false;
-    gerr_printf(function, "GKS not opened\n");
-    return true;
-}
-
 // Draws device points: a point for one, a polyline for more.
 void mark_draw(const std::vector<DevPoint>& pts) {
     const int count = static_cast<int>(pts.size());
@@ -150,7 +144,7 @@ int gclose_marker() {
 }
 
 int gset_marker_type(int type) {
-    if (closed("gset_marker_type")) return -1;
+    if (gchk_open("gset_marker_type") != 0) return -1;
     if (type == st.marker_type) return 0;
     st.marker_type = type;
     if (gtype_is_META()) {
@@ -162,7 +156,7 @@ int gset_marker_type(int type) {
 }
 
 int gset_marker_size(float size) {
-    if (closed("gset_marker_size")) return -1;
+    if (gchk_open("gset_marker_size") != 0) return -1;
     if (size < 0.0f) {
         gerr_printf("gset_marker_size", "invalid marker size: %f\n", size);
         return -1;
@@ -178,23 +172,15 @@ int gset_marker_size(float size) {
 }
 
 int gset_marker_colr_ind(int index) {
-    if (closed("gset_marker_colr_ind")) return -1;
+    if (gchk_open("gset_marker_colr_ind") != 0) return -1;
     if (gcheck_colr_ind("gset_marker_colr_ind", &index) != 0) return -1;
     if (index == st.marker_color) return 0;
     st.marker_color = index;
-    if (gtype_is_META()) {
-        gmeta_printf("PM_CLR %d\n", index);
-        return 0;
-    }
-    gnew_obj(45, index, 0, nullptr);
-    if (on_window())
-        XSetForeground(gget_display(), st.mark_gc,
-                       static_cast<unsigned long>(gget_color_ind(index)));
-    return 0;
+    return gapply_colr_ind(45, "PM_CLR", st.mark_gc, index);
 }
 
 int gset_marker_width(float width) {
-    if (closed("gset_marker_width")) return -1;
+    if (gchk_open("gset_marker_width") != 0) return -1;
     if (width < 0.0f) {
         gerr_printf("gset_marker_width", "invalid marker width: %f\n", width);
         return -1;
@@ -216,7 +202,7 @@ int gset_marker_width(float width) {
 }
 
 int gpolymarker(int count, const float* points) {
-    if (closed("gpolyline")) return -1;
+    if (gchk_open("gpolyline") != 0) return -1;
     if (gtype_is_META()) {
         // Every record repeats the first point: the pointer does not advance.
         gmeta_printf("PM %d ", count);

@@ -586,21 +586,9 @@ int gget_font_index(const char* name) {
 }
 
 int gset_text_colr_ind(int index) {
-    if (!gchk_graphics()) {
-        gerr_printf("gset_text_colr_ind", "GKS not opened\n");
-        return -1;
-    }
-    if (!gis_valid_colr(index)) {
-        gerr_printf("gset_text_colr_ind", "invalid color index: %d\n", index);
-        return -1;
-    }
+    if (gchk_open("gset_text_colr_ind") != 0) return -1;
+    if (gcheck_colr_ind("gset_text_colr_ind", &index) != 0) return -1;
     const bool window = is_window();
-    if (index >= GCOLR_SPECIAL_FIRST && index <= GCOLR_SPECIAL_LAST) {
-        if (window) index = 1;
-    } else if (gget_color_ind(index) == -1) {
-        gerr_printf("gset_text_colr_ind", "color index not initialized\n");
-        return -1;
-    }
     if (index == st.color) return 0;
     st.color = index;
     if (gmeta_is_text()) {
@@ -710,10 +698,7 @@ _XGC* gget_text_gc() {
 }
 
 int gtext(const float position[2], const char* string) {
-    if (!gchk_graphics()) {
-        gerr_printf("gtext", "GKS not opened\n");
-        return -1;
-    }
+    if (gchk_open("gtext") != 0) return -1;
     if (!string || !string[0]) return 0;
     if (gmeta_is_text()) {
         gmeta_printf("TE %f,%f %s\n", position[0], position[1], one_line(string).c_str());

@@ -1081,6 +1081,12 @@ int gtype_is_HPGL() {
 int gchk_graphics() {
     return st.open_graphics;
 }
+
+int gchk_open(const char* function) {
+    if (st.open_graphics) return 0;
+    gerr_printf(function, "GKS not opened\n");
+    return -1;
+}
 int gget_win_depth() {
     return st.depth;
 }
