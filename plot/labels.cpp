@@ -13,6 +13,7 @@
 #include "env/missing.h"
 #include "env/resources.h"
 #include "graphics/graphics.h"
+#include "overlays/contour_scale.h"
 #include "plot/plot.h"
 #include "plot/plot_internal.h"
 
@@ -152,7 +153,7 @@ Place place(int position, int n, float h, float d) {
 
 // A contour bar or a vector key stands where some lower labels would.
 bool position_free(int position) {
-    if (position == 3 || position == 4) return plt_get_cont_bar() < 1;
+    if (position == 3 || position == 4) return CONT_get_bar() < 1;
     return true;
 }
 

@@ -19,6 +19,7 @@
 #include "graphics/graphics.h"
 #include "maps/map_draw.h"
 #include "maps/projections.h"
+#include "overlays/contour_scale.h"
 #include "plot/plot_internal.h"
 
 namespace {
@@ -42,15 +43,11 @@ struct PlotState {
 
 PlotState ps;
 
-// Settings addressed to subsystems this program does not run (cities,
-// contours, vectors, grids, GRIB); kept so that a query reads them back.
+// Settings addressed to subsystems this program does not run (cities, grids,
+// GRIB) and the loop title; kept so that a query reads them back.
 struct ForeignSettings {
     int cty_id_type = 0;
     int grid_factor = 0;
-    int skip[2] = {0, 0};
-    float plot_offset[2] = {0.0f, 0.0f};
-    int cont_bar = 0;
-    float bar_range[2] = {0.0f, 0.0f};
     int use_hdr_file = 1;
     int max_bad = 5;
     std::string grid_format;
@@ -81,14 +78,17 @@ bool starts(const char* v, const char* keyword, int n) {
 }
 
 // Two numbers "a:b"; a single one doubles.
-void pair_int(const char* text, int out[2]) {
+// "a:b", or a single number for both; false when no number scans.
+bool pair_int(const char* text, int out[2]) {
     const int got = std::sscanf(text, "%d:%d", &out[0], &out[1]);
     if (got == 1) out[1] = out[0];
+    return got >= 1;
 }
 
-void pair_float(const char* text, float out[2]) {
+bool pair_float(const char* text, float out[2]) {
     const int got = std::sscanf(text, "%f:%f", &out[0], &out[1]);
     if (got == 1) out[1] = out[0];
+    return got >= 1;
 }
 
 bool decode_dump(const char* v) {
@@ -137,10 +137,18 @@ bool decode_settings(const char* v) {
         if (len > 5) foreign.grid_factor = std::atoi(from(v, 6));
         return true;
     }
-    if (starts(v, "plt_skip", 8)) return pair_int(from(v, 10), foreign.skip), true;
+    if (starts(v, "plt_skip", 8)) {
+        int skip[2] = {0, 0};
+        if (pair_int(from(v, 10), skip)) CONT_set_skip(skip[0], skip[1]);
+        return true;
+    }
     // Eight characters against a keyword of seven: only the bare word matches,
     // and its numbers are read from past its end, which holds none.
-    if (starts(v, "plt_off", 8)) return pair_float(from(v, 10), foreign.plot_offset), true;
+    if (starts(v, "plt_off", 8)) {
+        float offset[2] = {0.0f, 0.0f};
+        if (pair_float(from(v, 10), offset)) CONT_set_plot_offset(offset[0], offset[1]);
+        return true;
+    }
     if (starts(v, "plt_grid", 8)) {
         MAP_set_plot_limit(len > 8 ? std::atoi(from(v, 10)) : 1);
         return true;
@@ -170,15 +178,13 @@ bool decode_settings(const char* v) {
     if (whole(v, "new")) return gset_pix_mode(2), true;
     if (whole(v, "kill")) return gset_pix_mode(9), true;
     if (starts(v, "bar", 3)) {
-        foreign.cont_bar = 2;
-        float lo = 0.0f, hi = 0.0f;
-        if (len > 3 && std::sscanf(from(v, 5), "%f:%f", &lo, &hi) >= 1) {
-            foreign.bar_range[0] = hi;
-            foreign.bar_range[1] = lo;
-        }
+        CONT_set_bar(2);
+        float first = 0.0f, second = 0.0f;
+        if (len > 3 && std::sscanf(from(v, 5), "%f:%f", &first, &second) >= 1)
+            CONT_set_bar_range(second, first);
         return true;
     }
-    if (whole(v, "nobar")) return foreign.cont_bar = -2, true;
+    if (whole(v, "nobar")) return CONT_set_bar(-2), true;
     if (whole(v, "nohdr")) return foreign.use_hdr_file = 0, true;
     if (starts(v, "shadow", 6)) {
         const int n = std::atoi(from(v, 8));
@@ -438,8 +444,4 @@ int PLT_plot_refresh() {
     MAP_get_domain(&domain);
     call_back(ps.refresh_func, &domain, false);
     return 0;
-}
-
-int plt_get_cont_bar() {
-    return foreign.cont_bar;
 }

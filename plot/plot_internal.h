@@ -7,5 +7,3 @@ float* plt_view();
 int plt_set_view(const float view[4]);
 // Labels inside the picture ("fullab").
 int plt_set_full_lab(int on);
-// The contour bar setting of the plot parameters; a bar takes the lower labels' place.
-int plt_get_cont_bar();
