@@ -1326,6 +1326,14 @@ int FILE_delete(const char* name) {
     return unlink(expand_user(name).c_str());
 }
 
+long long FILE_bytes_left(FILE* f) {
+    struct stat st;
+    if (fstat(fileno(f), &st) != 0 || !S_ISREG(st.st_mode)) return -1;
+    const long long at = ftello(f);
+    if (at < 0 || at > st.st_size) return -1;
+    return static_cast<long long>(st.st_size) - at;
+}
+
 FILE* FILE_open(const char* name, const char* mode) {
     return FILE_open_user(name, mode, 0);
 }

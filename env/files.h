@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include "env/dates.h"
@@ -61,6 +62,16 @@ FILE* FILE_open_user(const char* name, const char* mode, int user_typed);
 // FILE_open that also takes the "|" rule from where the value of resource `resource`
 // came from (RES_typed): a pipe opens only for a value the user typed.
 FILE* FILE_open_res(const char* name, const char* mode, const char* resource);
+// Owns a file FILE_open gave and closes it, leaving the standard streams open.
+struct FileCloser {
+    void operator()(FILE* f) const {
+        if (f && f != stdin && f != stdout) std::fclose(f);
+    }
+};
+using FilePtr = std::unique_ptr<FILE, FileCloser>;
+// Bytes from the position to the end of a regular file; -1 for a stream whose
+// size is not known. Readers bound their allocations by it.
+long long FILE_bytes_left(FILE* f);
 
 // Output files. Opens `name` for writing via a temporary file in the same directory.
 // A name beginning with "|" opens a pipe only when `user_typed` is non-zero, else it

@@ -1,8 +1,6 @@
 // GIF files: colour quantiser, LZW coder and decoder of our own, no image library.
 #include "formats/gif.h"
 
-#include <sys/stat.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -416,14 +414,6 @@ struct Reader {
     }
 };
 
-long long bytes_left(FILE* f) {
-    struct stat st;
-    if (fstat(fileno(f), &st) != 0 || !S_ISREG(st.st_mode)) return -1;
-    long long at = ftello(f);
-    if (at < 0 || at > st.st_size) return -1;
-    return static_cast<long long>(st.st_size) - at;
-}
-
 int le16(const unsigned char* p) {
     return p[0] | p[1] << 8;
 }
@@ -608,12 +598,6 @@ Decode decode_lzw(Reader& in, RowCursor& out, int code_size) {
     return Decode::Ok;
 }
 
-struct FileCloser {
-    void operator()(FILE* f) const {
-        if (f && f != stdin) std::fclose(f);
-    }
-};
-
 void drop_pixels(Image* image) {
     std::free(image->data);
     std::free(image->colors);
@@ -744,7 +728,7 @@ int GIF_write(const char* name, Image* image) {
 int GIF_read(const char* name, Image* image, int header_only) {
     image->data = nullptr;
     image->colors = nullptr;
-    std::unique_ptr<FILE, FileCloser> file(FILE_open(name, "rb"));
+    FilePtr file(FILE_open(name, "rb"));
     if (!file) {
         MESS_print(MESS_WARN, "GIF_read: Unable to open file\n");
         return 0;
@@ -780,7 +764,7 @@ int GIF_read(const char* name, Image* image, int header_only) {
                image->num_colors);
     if (header_only == 1) return 1;
 
-    if (!allocate_picture(image, bytes_left(file.get()))) {
+    if (!allocate_picture(image, FILE_bytes_left(file.get()))) {
         drop_pixels(image);
         return 0;
     }

@@ -36,13 +36,6 @@ constexpr size_t MAX_PIXELS = 0x7FFFFFFF;
 // Seconds the compressed reader waits for a file still being written.
 int max_waits = 10;
 
-struct FileCloser {
-    void operator()(FILE* f) const {
-        if (f && f != stdin && f != stdout) std::fclose(f);
-    }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
-
 void copy_text(char* dst, size_t size, const char* src) {
     size_t n = strnlen(src, size - 1);
     std::memcpy(dst, src, n);

@@ -3,6 +3,7 @@
 // the "sat" projection with regular spacing; segments are not assembled.
 #include "formats/lrit.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -162,12 +163,9 @@ RecordReader reader_of(int type) {
     }
 }
 
+// What the file still holds; 0 when that cannot be known, which refuses the read.
 int64_t bytes_left(FILE* f) {
-    const long at = std::ftell(f);
-    if (at < 0 || std::fseek(f, 0, SEEK_END) != 0) return 0;
-    const long end = std::ftell(f);
-    std::fseek(f, at, SEEK_SET);
-    return end > at ? end - at : 0;
+    return std::max<long long>(FILE_bytes_left(f), 0);
 }
 
 // Raw samples, high byte first; 16-bit samples keep bits 2 to 9. Refused when

@@ -35,12 +35,6 @@ void on_warning(png_structp, png_const_charp text) {
     MESS_print(MESS_DEBUG, "PNG warning: %s\n", text);
 }
 
-struct FileCloser {
-    void operator()(FILE* f) const {
-        if (f && f != stdin) std::fclose(f);
-    }
-};
-
 long long file_size(FILE* f) {
     struct stat st;
     if (fstat(fileno(f), &st) != 0 || !S_ISREG(st.st_mode)) return -1;
@@ -240,7 +234,7 @@ int PNG_write(const char* name, const Image* image) {
 int PNG_read(const char* name, Image* image, int header_only) {
     image->data = nullptr;
     image->colors = nullptr;
-    std::unique_ptr<FILE, FileCloser> file(FILE_open(name, "rb"));
+    FilePtr file(FILE_open(name, "rb"));
     if (!file) {
         MESS_print(MESS_WARN, "PNG_read: Unable to open file: %s\n", name);
         return 0;

@@ -2,8 +2,6 @@
 // colour map and the pixels as the X image holds them.
 #include "formats/xwd.h"
 
-#include <sys/stat.h>
-
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -72,23 +70,9 @@ unsigned get16(const unsigned char* p) {
     return unsigned{p[0]} << 8 | p[1];
 }
 
-struct FileCloser {
-    void operator()(FILE* f) const {
-        if (f && f != stdin) std::fclose(f);
-    }
-};
-
-long long bytes_left(FILE* f) {
-    struct stat st;
-    if (fstat(fileno(f), &st) != 0 || !S_ISREG(st.st_mode)) return -1;
-    long long at = ftello(f);
-    if (at < 0 || at > st.st_size) return -1;
-    return static_cast<long long>(st.st_size) - at;
-}
-
 // Whether `need` more bytes can come from the file (always, for a stream).
 bool file_holds(FILE* f, unsigned long long need) {
-    long long left = bytes_left(f);
+    long long left = FILE_bytes_left(f);
     return left < 0 || need <= static_cast<unsigned long long>(left);
 }
 
@@ -254,7 +238,7 @@ int XWD_read(const char* name, Image* image) {
     const int max_depth = image->depth;
     image->data = nullptr;
     image->colors = nullptr;
-    std::unique_ptr<FILE, FileCloser> file(FILE_open(name, "rb"));
+    FilePtr file(FILE_open(name, "rb"));
     if (!file) {
         MESS_print(MESS_WARN, "XWD_read: Unable to open file: %s\n", name);
         return 0;
