@@ -36,10 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     if (ids.find('\0') != std::string::npos) return 0;
     std::string body = newline == std::string::npos ? input : input.substr(newline + 1);
     const std::string path = dir + "/fuzz.cty";
-    if (FILE* f = std::fopen(path.c_str(), "wb")) {
-        std::fwrite(body.data(), 1, body.size(), f);
-        std::fclose(f);
-    }
+    fuzz_write_file(path.c_str(), body.data(), body.size());
     RES_reset();
     MESS_reset();
     MESS_set(0, 0);

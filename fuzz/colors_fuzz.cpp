@@ -34,10 +34,7 @@ namespace {
 std::string dir;
 
 void write(const std::string& name, const std::string& bytes) {
-    if (FILE* f = std::fopen((dir + "/" + name).c_str(), "wb")) {
-        std::fwrite(bytes.data(), 1, bytes.size(), f);
-        std::fclose(f);
-    }
+    fuzz_write_file((dir + "/" + name).c_str(), bytes.data(), bytes.size());
 }
 
 bool setup() {

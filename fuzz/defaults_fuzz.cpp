@@ -128,10 +128,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     fuzz_reset_settings();
     clean_dir();
     const std::string path = dir + "/zmt.cfg";
-    if (FILE* f = std::fopen(path.c_str(), "wb")) {
-        std::fwrite(body.data(), 1, body.size(), f);
-        std::fclose(f);
-    }
+    fuzz_write_file(path.c_str(), body.data(), body.size());
 
     std::vector<std::string> tags;
     for (size_t p = 0; p <= list.size();) {

@@ -66,10 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
         return 0;
 
     const std::string reg_path = dir + "/zmt.reg";
-    if (FILE* f = std::fopen(reg_path.c_str(), "wb")) {
-        std::fwrite(region_file.data(), 1, region_file.size(), f);
-        std::fclose(f);
-    }
+    fuzz_write_file(reg_path.c_str(), region_file.data(), region_file.size());
 
     RES_reset();
     fuzz_messages_to_null();

@@ -135,7 +135,7 @@ inline std::string fuzz_next_line(const std::string& input, size_t& pos) {
 }
 
 // Writes an input to `path` as it is; false when the file cannot be written.
-inline bool fuzz_write_file(const char* path, const uint8_t* bytes, size_t size) {
+inline bool fuzz_write_file(const char* path, const void* bytes, size_t size) {
     FILE* f = std::fopen(path, "wb");
     if (!f) return false;
     const bool whole = std::fwrite(bytes, 1, size, f) == size;

@@ -72,10 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     // Paths would reach files outside the scratch directory.
     if (list.find('/') != std::string::npos || list.find('\0') != std::string::npos) return 0;
     const std::string map_path = dir + "/m.map";
-    if (FILE* f = std::fopen(map_path.c_str(), "wb")) {
-        std::fwrite(file.data(), 1, file.size(), f);
-        std::fclose(f);
-    }
+    fuzz_write_file(map_path.c_str(), file.data(), file.size());
 
     RES_reset();
     MESS_reset();

@@ -49,10 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     (void)ready;
     if (size < 1) return 0;
     const InScratch in_scratch(dir);
-    if (FILE* f = std::fopen("in.meta", "wb")) {
-        std::fwrite(bytes + 1, 1, size - 1, f);
-        std::fclose(f);
-    }
+    fuzz_write_file("in.meta", bytes + 1, size - 1);
     RES_reset();
     MESS_reset();
     MESS_set(0, 0);

@@ -31,10 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     static const bool ready = setup();
     (void)ready;
     const InScratch in_scratch(dir);
-    FILE* f = std::fopen("image", "wb");
-    if (!f) return 0;
-    std::fwrite(bytes, 1, size, f);
-    std::fclose(f);
+    if (!fuzz_write_file("image", bytes, size)) return 0;
 
     Image image{};
     IMG_read("image", &image, 0);

@@ -48,10 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     static const bool ready = setup();
     (void)ready;
     const std::string path = dir + "/input.raw";
-    if (FILE* f = std::fopen(path.c_str(), "wb")) {
-        std::fwrite(bytes, 1, size, f);
-        std::fclose(f);
-    }
+    fuzz_write_file(path.c_str(), bytes, size);
     RAW_reset();
     int type = 0;
     int handle = RAW_open(path.c_str(), 0, &type);

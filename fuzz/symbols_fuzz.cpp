@@ -29,10 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     static const bool ready = setup();
     (void)ready;
     const std::string path = dir + "/fuzz.smb";
-    if (FILE* f = std::fopen(path.c_str(), "wb")) {
-        std::fwrite(bytes, 1, size, f);
-        std::fclose(f);
-    }
+    fuzz_write_file(path.c_str(), bytes, size);
     WX_reset();
     if (WX_symb_file(path.c_str()) != 0) return 0;
     std::string first(reinterpret_cast<const char*>(bytes), size < 14 ? size : 14);

@@ -37,10 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     RES_put("file_path", dir.c_str());
     std::string given = text.substr(0, text.find('\0'));
     if (data[0] & 1) {
-        if (FILE* f = std::fopen("zmtloop.win", "wb")) {
-            std::fwrite(text.data(), 1, text.size(), f);
-            std::fclose(f);
-        }
+        fuzz_write_file("zmtloop.win", text.data(), text.size());
         given = "w";
     }
     WindowId id;
