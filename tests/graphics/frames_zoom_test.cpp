@@ -15,25 +15,13 @@
 #include <vector>
 
 #include "graphics/graphics.h"
-#include "xvfb.h"
+#include "window_pixels.h"
 
 namespace {
 
 void open_kernel(const std::string& display) {
     gopen_gks(nullptr);
     ASSERT_EQ(gopen_ws(1, display.c_str(), GWS_WIN), 0);
-}
-
-// Every pixel of a drawable.
-std::vector<unsigned long> pixels(XResId drawable, int w, int h) {
-    XImage* im = XGetImage(gget_display(), drawable, 0, 0, static_cast<unsigned>(w),
-                           static_cast<unsigned>(h), AllPlanes, ZPixmap);
-    std::vector<unsigned long> out;
-    if (!im) return out;
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) out.push_back(XGetPixel(im, x, y));
-    XDestroyImage(im);
-    return out;
 }
 
 bool viewable() {
@@ -95,41 +83,41 @@ TEST_P(Zoom, ReplicatesEveryPixelAndGivesThePictureBack) {
     gget_win_size(&w, &h);
     const int depth = gget_win_depth();
     fill_random(gget_base_window(), w, h, depth, 7u + static_cast<unsigned>(depth));
-    const auto original = pixels(gget_base_window(), w, h);
+    const auto original = sat_test::drawable_pixels(gget_base_window(), w, h);
 
     // Doubled about a point near the top-left corner: pulled in to the edge.
     ASSERT_EQ(gzoom(-3, 30, 20, -2, 0), 1);
     EXPECT_EQ(gget_zoom(), 2);
-    const auto twice = pixels(gget_base_window(), w, h);
+    const auto twice = sat_test::drawable_pixels(gget_base_window(), w, h);
     expect_replicated(original, twice, w, h, 0, 0, 2);
     // The window shows the zoomed picture (read back where the server can).
     if (viewable()) {
-        EXPECT_EQ(pixels(gget_root_window(), w, h), twice);
+        EXPECT_EQ(sat_test::drawable_pixels(gget_root_window(), w, h), twice);
     }
 
     // Doubled again near the right edge: the source is the zoomed picture.
     ASSERT_EQ(gzoom(-3, w - 3, h / 2, -2, 0), 1);
     EXPECT_EQ(gget_zoom(), 4);
-    expect_replicated(twice, pixels(gget_base_window(), w, h), w, h, expected_edge(w - 3, w, 2),
-                      expected_edge(h / 2, h, 2), 2);
+    expect_replicated(twice, sat_test::drawable_pixels(gget_base_window(), w, h), w, h,
+                      expected_edge(w - 3, w, 2), expected_edge(h / 2, h, 2), 2);
     // A window pixel maps back through the centre kept.
     EXPECT_DOUBLE_EQ(xZ_p(8.0f), 2.0 + expected_edge(w - 3, w, 2) + (w / 2) / 2);
 
     ASSERT_EQ(gunzoom(), 1);
     EXPECT_EQ(gget_zoom(), 1);
-    EXPECT_EQ(pixels(gget_base_window(), w, h), original);
+    EXPECT_EQ(sat_test::drawable_pixels(gget_base_window(), w, h), original);
     if (viewable()) {
-        EXPECT_EQ(pixels(gget_root_window(), w, h), original);
+        EXPECT_EQ(sat_test::drawable_pixels(gget_root_window(), w, h), original);
     }
 
     // The largest factor refuses any further step and leaves the picture alone.
     ASSERT_EQ(gzoom(-3, w / 2, h / 2, 1024, 0), 1);
-    const auto biggest = pixels(gget_base_window(), w, h);
+    const auto biggest = sat_test::drawable_pixels(gget_base_window(), w, h);
     EXPECT_EQ(gzoom(-3, w / 2, h / 2, -2, 0), 0);
     EXPECT_EQ(gget_zoom(), 1024);
-    EXPECT_EQ(pixels(gget_base_window(), w, h), biggest);
+    EXPECT_EQ(sat_test::drawable_pixels(gget_base_window(), w, h), biggest);
     gunzoom();
-    EXPECT_EQ(pixels(gget_base_window(), w, h), original);
+    EXPECT_EQ(sat_test::drawable_pixels(gget_base_window(), w, h), original);
 
     // In a running loop every frame is shown zoomed about the same centre, from
     // its own unzoomed picture; unzoomed, the current frame comes back.
@@ -137,37 +125,23 @@ TEST_P(Zoom, ReplicatesEveryPixelAndGivesThePictureBack) {
     for (int i = 0; i < 2; ++i) {
         gcreate_frame(-1);
         fill_random(gget_frame_id(i), w, h, depth, 100u + static_cast<unsigned>(i));
-        frames.push_back(pixels(gget_frame_id(i), w, h));
+        frames.push_back(sat_test::drawable_pixels(gget_frame_id(i), w, h));
     }
     gset_looping(1);
     gdisplay_frame(0);
     ASSERT_EQ(gzoom(-2, 100, 80, -2, 0), 1);
     const int left = expected_edge(100, w, 2), top = expected_edge(80, h, 2);
-    expect_replicated(frames[0], pixels(gget_base_window(), w, h), w, h, left, top, 2);
+    expect_replicated(frames[0], sat_test::drawable_pixels(gget_base_window(), w, h), w, h, left,
+                      top, 2);
     gdisplay_frame(1);
-    expect_replicated(frames[1], pixels(gget_base_window(), w, h), w, h, left, top, 2);
+    expect_replicated(frames[1], sat_test::drawable_pixels(gget_base_window(), w, h), w, h, left,
+                      top, 2);
     gunzoom();
-    EXPECT_EQ(pixels(gget_base_window(), w, h), frames[1]);
+    EXPECT_EQ(sat_test::drawable_pixels(gget_base_window(), w, h), frames[1]);
     gclose_ws();
 }
 
 INSTANTIATE_TEST_SUITE_P(Depths, Zoom, ::testing::Values(24, 16, 8));
-
-// One pixel of a drawable.
-unsigned long first_pixel_at(XResId drawable, int x, int y) {
-    XImage* im = XGetImage(gget_display(), drawable, x, y, 1, 1, AllPlanes, ZPixmap);
-    const unsigned long p = im ? XGetPixel(im, 0, 0) : ~0UL;
-    if (im) XDestroyImage(im);
-    return p & 0xffffff;
-}
-
-// The solid colour of a frame's pixmap, by its first pixel.
-unsigned long first_pixel(XResId drawable) {
-    XImage* im = XGetImage(gget_display(), drawable, 0, 0, 1, 1, AllPlanes, ZPixmap);
-    const unsigned long p = im ? XGetPixel(im, 0, 0) : ~0UL;
-    if (im) XDestroyImage(im);
-    return p;
-}
 
 void paint(int frame, unsigned long pixel) {
     int w = 0, h = 0;
@@ -226,7 +200,7 @@ TEST(Frames, LoopStepsRocksPausesAndSurvivesDeletion) {
     for (const Step& s : steps) {
         gset_loop_direct(s.direct);
         gdisplay_frame(s.from);
-        EXPECT_EQ(first_pixel(gget_root_window()), colour[s.from]);
+        EXPECT_EQ(sat_test::drawable_pixel(gget_root_window(), 0, 0), colour[s.from]);
         EXPECT_EQ(ginc_frame(0), s.expect_frame) << s.direct << " from " << s.from;
         EXPECT_EQ(gget_loop_direct(), s.expect_direct);
     }
@@ -250,7 +224,7 @@ TEST(Frames, LoopStepsRocksPausesAndSurvivesDeletion) {
     EXPECT_EQ(gget_cur_frame(), 1);
     EXPECT_EQ(gdelete_frame(0), 1);
     EXPECT_EQ(gget_num_images(), 1);
-    EXPECT_EQ(first_pixel(gget_frame_id(0)), colour[1]);
+    EXPECT_EQ(sat_test::drawable_pixel(gget_frame_id(0), 0, 0), colour[1]);
     // The only frame keeps its pixmap with the count at zero.
     const XResId kept = gget_frame_id(0);
     EXPECT_EQ(gdelete_frame(0), 1);
@@ -266,10 +240,10 @@ TEST(Frames, LoopStepsRocksPausesAndSurvivesDeletion) {
     send_client_message(server.display(), 2);
     EXPECT_EQ(gget_num_images(), 1);
     EXPECT_EQ(gget_looping(), 1);
-    EXPECT_EQ(first_pixel(gget_frame_id(0)), colour[3]);
+    EXPECT_EQ(sat_test::drawable_pixel(gget_frame_id(0), 0, 0), colour[3]);
     send_client_message(server.display(), 2);
     EXPECT_EQ(gget_num_images(), 2);
-    EXPECT_EQ(first_pixel(gget_frame_id(0)), colour[3]);
+    EXPECT_EQ(sat_test::drawable_pixel(gget_frame_id(0), 0, 0), colour[3]);
     char extra[64] = "x";
     gget_win_title_extra(extra);
     EXPECT_STREQ(extra, "");
@@ -374,7 +348,7 @@ TEST(Events, KeysButtonsRubberBandAndExposes) {
     EXPECT_EQ(calls[1].text, "B1-R-Alt-Shft");
     // The band is drawn for good on the window: its far corner is where it was clamped.
     const int right = std::max(x1, x2), top = std::min(y1, y2);
-    EXPECT_NE(first_pixel_at(gget_root_window(), right, top), 0u);
+    EXPECT_NE((sat_test::drawable_pixel(gget_root_window(), right, top) & 0xffffff), 0u);
     // Once released the band is off: a second drag is not clamped.
     calls.clear();
     gprocess_x11_event(&press);
@@ -412,18 +386,18 @@ TEST(Events, KeysButtonsRubberBandAndExposes) {
         gprocess_x11_event(&ev);
         XSync(gget_display(), False);
     };
-    const unsigned long clean = first_pixel_at(gget_base_window(), 0, 0);
+    const unsigned long clean = (sat_test::drawable_pixel(gget_base_window(), 0, 0) & 0xffffff);
     send(FocusIn);
     scribble();
     send(Expose);
-    EXPECT_EQ(first_pixel_at(gget_root_window(), 0, 0), clean);
+    EXPECT_EQ((sat_test::drawable_pixel(gget_root_window(), 0, 0) & 0xffffff), clean);
     scribble();
     send(ConfigureNotify);
     send(Expose);
-    EXPECT_EQ(first_pixel_at(gget_root_window(), 0, 0), 0x123456u);
+    EXPECT_EQ((sat_test::drawable_pixel(gget_root_window(), 0, 0) & 0xffffff), 0x123456u);
     send(FocusOut);
     send(Expose);
-    EXPECT_EQ(first_pixel_at(gget_root_window(), 0, 0), clean);
+    EXPECT_EQ((sat_test::drawable_pixel(gget_root_window(), 0, 0) & 0xffffff), clean);
     gset_mouse_callback(nullptr);
     gclose_ws();
 }

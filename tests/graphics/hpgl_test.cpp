@@ -84,7 +84,6 @@ TEST_F(Hpgl, EveryOptionOfTheTableInBothLists) {
         // The device string: options win over the environment's ...
         {"p.hpgl,port", nullptr, PCL_OPEN + body + "RO90;\n" + pens, true, {10150, 7612}},
         {"p.hpgl,rot=270,b4", "port", PCL_OPEN + body + "RO270;\n" + pens, true, {14037, 9764}},
-        {"p.hpgl,pcl", "nopcl", PCL_OPEN + body + pens, true, {10150, 7612}},
         {"p.hpgl,lwidth=1", "lwidth=0.5", PCL_OPEN + body + "PW1.0;SV;LT;\n", true, {10150, 7612}},
         // ... but "nopcl" and "lj" are looked for at the same place of the
         // environment's list, and "roll" not at all.

@@ -21,6 +21,7 @@
 #include "graphics/graphics.h"
 #include "graphics/objects.h"
 #include "test_support.h"
+#include "window_pixels.h"
 #include "xserver.h"
 
 namespace {
@@ -160,15 +161,7 @@ class Metafile : public ::testing::Test {
     std::vector<unsigned long> pixels() {
         int w = 0, h = 0;
         gget_win_size(&w, &h);
-        XImage* image =
-            XGetImage(gget_display(), gget_draw_window(), 0, 0, static_cast<unsigned>(w),
-                      static_cast<unsigned>(h), AllPlanes, ZPixmap);
-        std::vector<unsigned long> out;
-        if (!image) return out;
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) out.push_back(XGetPixel(image, x, y));
-        XDestroyImage(image);
-        return out;
+        return sat_test::drawable_pixels(gget_draw_window(), w, h);
     }
     // The pixels of a fresh window after the metafile is read onto it.
     std::vector<unsigned long> replayed(const char* file) {
@@ -269,7 +262,6 @@ TEST_F(Metafile, HostileFilesGiveMessagesAndReadingGoesOn) {
         {"PL 1000000 0.5,0.5 1,1\nTR 1\n", "PL 2 0.500000,0.500000 1.000000,1.000000 \nTR 1\n",
          nullptr},
         {"PL 5 0.5,0.5\nTR 2\n", "TR 2\n", "gpolyline: invalid number of points: 1"},
-        {"PL -7\nFA -3\nPM 0\nTR 3\n", "TR 3\n", "invalid number of points: -7"},
         {"PL 3 0.1,0.1 0.2,", "", "invalid number of points: 1"},
         {"PL 2 1e39,0 0,0\nTR 1\n", "TR 1\n", "invalid number of points: 0"},
         {"WIN 1 0 0 1e31 1\nVP 1 0 0 0 1\nTR 1\n", "TR 1\n",

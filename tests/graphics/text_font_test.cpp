@@ -165,7 +165,6 @@ TEST(StrokeFontReader, HostileFilesAreRefusedWhole) {
         {"glyph_runs_into_end", "255 128 35 0 254\n" + offsets(1, -1)},
         {"glyph_out_of_step", glyphs + offsets(2, -1)},
         {"byte_above_255", "255 128 35 0 300 254\n" + offsets(1, -1)},
-        {"negative_byte", "255 128 35 0 -4 254\n" + offsets(1, -1)},
         {"word_in_data", "255 128 35 zero 140 254\n" + offsets(1, -1)},
         {"number_past_long", "255 128 35 0 99999999999999999999999 254\n" + offsets(1, -1)},
         {"labelled_without_label", "1 test 255"},

@@ -191,44 +191,4 @@ TEST(WindowRasters, RealFilesShowTheirExpectedColours) {
     gclose_ws();
 }
 
-unsigned long pixel_of(XResId drawable, int x, int y) {
-    XImage* im = XGetImage(gget_display(), drawable, x, y, 1, 1, AllPlanes, ZPixmap);
-    const unsigned long p = XGetPixel(im, 0, 0);
-    XDestroyImage(im);
-    return p;
-}
-
-TEST(WindowEvents, ExposeRefreshesFromThePixmapAndResizeKeepsThePicture) {
-    const std::string display = display_of(24);
-    open_kernel(display);
-    const float white[3] = {1, 1, 1};
-    gset_colr_rep(1, 1, white);
-    gset_fill_colr_ind(1);
-    const float square[8] = {0.2f, 0.2f, 0.4f, 0.2f, 0.4f, 0.4f, 0.2f, 0.4f};
-    gfill_area(4, square);
-    // Drawn in the pixmap only; the window shows it after an expose.
-    const int x = static_cast<int>(xW_p(0.3f) + 0.5), y = static_cast<int>(yW_p(0.3f) + 0.5);
-    EXPECT_EQ(pixel_of(gget_root_window(), x, y), 0u);
-    XClearArea(gget_display(), gget_root_window(), 0, 0, 0, 0, True);
-    XSync(gget_display(), False);
-    gcheck_event();
-    EXPECT_EQ(pixel_of(gget_root_window(), x, y), 0xffffffu & pixel_of(gget_base_window(), x, y));
-    EXPECT_NE(pixel_of(gget_root_window(), x, y), 0u);
-
-    // A real resize: the new size, a new pixmap with the old picture in it.
-    const XResId old_base = gget_base_window();
-    EXPECT_EQ(gresize_window(800, 600), 1);
-    int w = 0, h = 0;
-    gget_win_size(&w, &h);
-    EXPECT_EQ(w, 800);
-    EXPECT_EQ(h, 600);
-    EXPECT_NE(gget_base_window(), old_base);
-    EXPECT_EQ(gget_draw_window(), gget_base_window());
-    EXPECT_NE(pixel_of(gget_base_window(), x, y), 0u);
-    // Asked again with the window already at that size: nothing to do.
-    XSync(gget_display(), False);
-    EXPECT_EQ(gresize_window(-1, -1), 0);
-    gclose_ws();
-}
-
 }  // namespace

@@ -14,6 +14,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "graphics/graphics.h"
 #include "tests/support/xvfb.h"
@@ -71,6 +72,26 @@ inline void clear_to_red() {
     gset_line_colr_ind(2);
     gset_fill_colr_ind(2);
     gset_marker_colr_ind(2);
+}
+
+// Every pixel of a drawable, row by row; empty when the server gives none.
+inline std::vector<unsigned long> drawable_pixels(XResId drawable, int w, int h) {
+    XImage* im = XGetImage(gget_display(), drawable, 0, 0, static_cast<unsigned>(w),
+                           static_cast<unsigned>(h), AllPlanes, ZPixmap);
+    std::vector<unsigned long> out;
+    if (!im) return out;
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) out.push_back(XGetPixel(im, x, y));
+    XDestroyImage(im);
+    return out;
+}
+
+// One pixel of a drawable, or all ones when it cannot be read.
+inline unsigned long drawable_pixel(XResId drawable, int x, int y) {
+    XImage* im = XGetImage(gget_display(), drawable, x, y, 1, 1, AllPlanes, ZPixmap);
+    const unsigned long p = im ? XGetPixel(im, 0, 0) : ~0UL;
+    if (im) XDestroyImage(im);
+    return p;
 }
 
 }  // namespace sat_test
