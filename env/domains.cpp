@@ -310,22 +310,6 @@ FILE* open_on_path(const char* name, std::string* tried, Lookup lookup) {
     return FILE_open_user(tried->c_str(), "r", typed_text && *tried == name ? 1 : 0);
 }
 
-// One text line, at most LINE_MAX_CHARS kept; false at end of file and at the bounds
-// of a text table.
-bool read_line(FILE* file, std::string* line, TextBudget& budget) {
-    line->clear();
-    int c;
-    bool any = false;
-    while ((c = std::fgetc(file)) != EOF) {
-        if (!budget.take(c)) return false;
-        any = true;
-        if (c == '\n') break;
-        if (line->size() < static_cast<size_t>(LINE_MAX_CHARS))
-            line->push_back(static_cast<char>(c));
-    }
-    return any;
-}
-
 struct Form {
     int slots[8];
     const char* log;
@@ -615,7 +599,7 @@ int search_file(const char* file, const char* key, char* out, Lookup lookup) {
     char abbrev[LINE_MAX_CHARS + 1];
     char text[LINE_MAX_CHARS + 1];
     TextBudget budget(tried.c_str());
-    while (read_line(fp, &line, budget)) {
+    while (budget.read_line(fp, line, static_cast<size_t>(LINE_MAX_CHARS))) {
         if (!line.empty() && line[0] == '#') continue;
         int n = std::sscanf(line.c_str(), "%500s %*s %*d %500s", abbrev, text);
         if (n < 1) break;
@@ -651,7 +635,8 @@ int DOM_read_menu(const char* file) {
     char label[21];
     int menu = 0;
     TextBudget budget(tried.c_str());
-    while (num_regs < MENU_SIZE && read_line(fp, &line, budget)) {
+    while (num_regs < MENU_SIZE &&
+           budget.read_line(fp, line, static_cast<size_t>(LINE_MAX_CHARS))) {
         if (!line.empty() && line[0] == '#') continue;
         if (std::sscanf(line.c_str(), "%500s %20s %d %*s", abbrev, label, &menu) != 3) continue;
         if (menu == 0) continue;

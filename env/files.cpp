@@ -804,20 +804,11 @@ FILE* open_name_conv(std::string& path) {
     return file;
 }
 
-// One line, of which at most LINE_MAX_LEN characters are kept; false at the end, and
-// at the text-table bounds (counted in `budget`), so that no file reads for long.
+// One line, of which at most LINE_MAX_LEN characters are kept, without a DOS line end.
 bool read_line(FILE* file, std::string& line, TextBudget& budget) {
-    line.clear();
-    int c;
-    bool any = false;
-    while ((c = std::fgetc(file)) != EOF) {
-        if (!budget.take(c)) return false;
-        any = true;
-        if (c == '\n') break;
-        if (line.size() < LINE_MAX_LEN) line += static_cast<char>(c);
-    }
+    if (!budget.read_line(file, line, LINE_MAX_LEN)) return false;
     if (!line.empty() && line.back() == '\r') line.pop_back();
-    return any;
+    return true;
 }
 
 std::vector<std::string> split_blanks(const std::string& line, size_t max) {
@@ -2110,4 +2101,17 @@ bool TextBudget::over_bound() {
     if (!over) MESS_print(MESS_WARN, "Table too large, read up to line %ld: %s\n", lines, name);
     over = true;
     return false;
+}
+
+bool TextBudget::read_line(FILE* file, std::string& line, size_t keep) {
+    line.clear();
+    int c;
+    bool any = false;
+    while ((c = std::fgetc(file)) != EOF) {
+        if (!take(c)) return false;
+        any = true;
+        if (c == '\n') break;
+        if (line.size() < keep) line.push_back(static_cast<char>(c));
+    }
+    return any;
 }

@@ -107,6 +107,9 @@ struct TextBudget {
         return over_bound();
     }
     bool over_bound();  // reports and returns false
+    // The next line without its newline, of which the first `keep` characters are
+    // kept; false at the end of the file and at the bounds.
+    bool read_line(FILE* file, std::string& line, size_t keep);
 
     const char* name;
     long bytes = 0;
