@@ -22,30 +22,21 @@ run_sat() {  # a clean environment but for sanitizer settings and what the calle
     env -i PATH="$PATH" HOME="$tmp" ${ASAN_OPTIONS:+ASAN_OPTIONS="$ASAN_OPTIONS"} "$@"
 }
 
-for n in $(seq 300 380); do
-    [ -e "/tmp/.X$n-lock" ] || [ -e "/tmp/.X11-unix/X$n" ] && continue
-    Xvfb ":$n" -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
-    xvfb=$!
-    for _ in $(seq 50); do
-        DISPLAY=":$n" xwd -root -silent >/dev/null 2>&1 && break 2
-        kill -0 $xvfb 2>/dev/null || break
-        sleep 0.1
-    done
-    kill $xvfb 2>/dev/null
-    xvfb=0
-done
-[ $xvfb -gt 0 ] || fail "no X server"
+source "$SRC/tests/support/xvfb.sh"
+start_xvfb 1280x1024x24 || true
+xvfb=$XVFB_PID
+[ "$XVFB_DISPLAY" != ":" ] || fail "no X server"
 
 window() {  # out.ppm args...: the window of a run once two dumps agree
     local out=$1 last= sum
     shift
     # Not through run_sat: $! must be the program itself, for the kill below.
-    env -i PATH="$PATH" HOME="$tmp" ${ASAN_OPTIONS:+ASAN_OPTIONS="$ASAN_OPTIONS"} DISPLAY=":$n" \
+    env -i PATH="$PATH" HOME="$tmp" ${ASAN_OPTIONS:+ASAN_OPTIONS="$ASAN_OPTIONS"} DISPLAY="$XVFB_DISPLAY" \
         "$SAT" -fp "$SRC/data" -de d -ge 1000x800+0+0 "$@" </dev/null >"$out.log" 2>&1 &
     sat=$!
     for _ in $(seq 100); do
         sleep 0.2
-        DISPLAY=":$n" xwd -nobdrs -silent -name sat 2>/dev/null | xwdtopnm 2>/dev/null >"$out"
+        DISPLAY="$XVFB_DISPLAY" xwd -nobdrs -silent -name sat 2>/dev/null | xwdtopnm 2>/dev/null >"$out"
         sum=$(md5sum <"$out")
         [ "$sum" = "$last" ] && [ "$(ppmhist -noheader "$out" 2>/dev/null | wc -l)" -gt 2 ] && break
         last=$sum
