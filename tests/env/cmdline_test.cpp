@@ -129,21 +129,6 @@ std::vector<std::string> lines_of(const std::string& text) {
     return lines;
 }
 
-// Options outside the display's list keep their own label quirks.
-TEST(Help, OtherIdsKeepTheirLabelQuirks) {
-    MESS_reset();
-    Capture cap;
-    for (int id : {111, 56, 107, 64, 65, 104, 49}) RES_help_item(id);
-    EXPECT_EQ(cap.out(),
-              " -in type    Type of input\n"
-              " -gn number  Specific grid type (number) to use\n"
-              " -de dev[,name]  ZMTLoop window number\n"
-              " -if type    Input data file type\n"
-              " -if type[,...]  Input data file type\n"
-              " val1 val2 ...  Input values:\n"
-              " file        Input file name\n");
-}
-
 // Whether the help screen shows, by message level and by the source of the level that
 // spoke last: defaults list, environment, command line.
 TEST(Binary, HelpScreenByLevelAndLatestSource) {
@@ -205,23 +190,6 @@ TEST(Binary, ErrorsGoToStandardErrorUnlessSilenced) {
         << r.err;
 }
 
-TEST(Binary, LogFileWithTimeStamps) {
-    TempDir dir;
-    std::string log = dir.file("run.log");
-    RunResult r = sat({"-me", "@fi:" + log, "-h"});
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.out, kScreen);  // still on the screen
-    std::vector<std::string> expected = lines_of(kScreen), logged = lines_of(read_file(log));
-    ASSERT_EQ(logged.size(), expected.size());
-    const std::regex stamp(
-        R"(^\d\d (JAN|FEB|MAR|APR|MAY|JUN|JUL|AUG|SEP|OCT|NOV|DEC) \d\d  \d\d:\d\d:\d\dZ -- )");
-    for (size_t i = 0; i < logged.size(); ++i) {
-        std::smatch m;
-        ASSERT_TRUE(std::regex_search(logged[i], m, stamp)) << logged[i];
-        EXPECT_EQ(logged[i].substr(m.length()), expected[i]);
-    }
-}
-
 TEST(Binary, PagingPausesEveryTwentyTwoLinesButNotInBatch) {
     RunOptions options;
     options.input = "\n\n\n\n";
@@ -235,15 +203,6 @@ TEST(Binary, PagingPausesEveryTwentyTwoLinesButNotInBatch) {
     }
     EXPECT_EQ(r.out, expected);
     EXPECT_EQ(sat({"-me", "page,line:0", "-ba", "-h"}, options).out, kScreen);
-}
-
-TEST(Binary, LoopWindowThatIsNotRunning) {
-    RunOptions options;
-    options.env["zmtdefault"] = "#7";
-    RunResult r = sat({"-h"}, options);
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.err, "ZMTloop window: 7 not running or no message queue exists\n");
-    EXPECT_EQ(r.out, kScreen);
 }
 
 }  // namespace

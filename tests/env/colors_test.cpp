@@ -55,19 +55,6 @@ TEST_F(ColorTable, FileFormsIndicesAndLists) {
     EXPECT_EQ(CLR_get_num(), 27);
 }
 
-TEST_F(ColorTable, FillRangeOnlyFromTheColorTableResource) {
-    write_file(dir.file("f.clr"), "a 0 0 0\nb 0 0 0\nc 0 0 0\nEnd\nd 1 1 1\n");
-    RES_put("color_table", "f.clr");
-    CLR_read_table(nullptr);
-    EXPECT_EQ(CLR_get_num_fill(), 3);
-    write_file(dir.file("g.clr"), "a 0 0 0\nb 0 0 0\nc 0 0 0\n");
-    RES_put("color_table", "g.clr");
-    CLR_read_table("");
-    EXPECT_EQ(CLR_get_num_fill(), 2);  // no END: the highest index
-    CLR_read_table("f.clr");           // a list from the caller leaves it alone
-    EXPECT_EQ(CLR_get_num_fill(), 2);
-}
-
 TEST_F(ColorTable, HostileTablesAreCutNotOverrun) {
     std::string text;
     for (int i = 0; i < 1000; ++i) text.append("c").append(std::to_string(i)).append(" 1 1 1\n");
@@ -89,39 +76,6 @@ TEST_F(ColorTable, HostileTablesAreCutNotOverrun) {
     for (int i = 0; i < 256; ++i) CLR_add(std::string(64, 'z').c_str(), 0, 0, 0);
     EXPECT_EQ(CLR_add("y", 0, 0, 0), -1);
     EXPECT_EQ(std::string(CLR_get_name(0)), std::string(19, 'z'));
-}
-
-TEST_F(ColorTable, ColourWords) {
-    load("black 0 0 0\nwhite 1 1 1\nblack 0.5 0.5 0.5\n");
-    EXPECT_EQ(CLR_get_ind(""), -1);
-    EXPECT_EQ(CLR_get_ind("END"), -2);
-    EXPECT_EQ(CLR_get_ind("Off"), -1);
-    EXPECT_EQ(CLR_get_ind("pbgry"), 507);
-    EXPECT_EQ(CLR_get_ind("black"), 0);  // the first entry of a name wins
-    EXPECT_EQ(CLR_get_ind("7"), 7);      // a number is taken without the table
-    EXPECT_EQ(CLR_get_ind("chartreuse"), -1);
-
-    const int added = CLR_get_ind("#ff8000");
-    EXPECT_EQ(added, 3);
-    EXPECT_EQ(CLR_get_ind("#FF8000"), added);  // found by name the second time
-    EXPECT_EQ(CLR_get_ind("#000128255"), 4);
-    float r, g, b;
-    CLR_get_rgb(4, &r, &g, &b);
-    EXPECT_FLOAT_EQ(g, 128 / 255.0f);
-    EXPECT_FLOAT_EQ(b, 1.0f);
-    EXPECT_EQ(CLR_get_ind("#12345"), -1);
-    EXPECT_EQ(CLR_get_ind("#gg0000"), -1);
-}
-
-TEST_F(ColorTable, ShippedTable) {
-    RES_put("file_path", SAT_DATA_DIR);
-    RES_put("color_table", "zmt.clr");
-    CLR_read_table(nullptr);
-    EXPECT_EQ(CLR_get_num_fill(), 16);
-    // Names that the programs' own defaults use.
-    for (const char* name : {"black", "white", "red", "green", "blue", "magenta"})
-        EXPECT_GE(CLR_get_ind(name), 0) << name;
-    EXPECT_EQ(CLR_get_ind("gry63") - CLR_get_ind("gry00"), 63);
 }
 
 TEST_F(ColorTable, AttributeStrings) {
@@ -164,16 +118,6 @@ TEST_F(ColorTable, AttributeStrings) {
     ATTRIB_update(&a, &b);
     EXPECT_EQ(a.style, 3);
     EXPECT_EQ(a.color, 4);
-}
-
-TEST(AttributeWords, FillPatternsAndMarkers) {
-    const std::pair<const char*, int> fills[] = {{"LST", 4}, {"||", 5},  {"\\\\", 6}, {"--", 8},
-                                                 {"xx", 9},  {"0%", 10}, {"9%", 19},  {"17", 17}};
-    for (const auto& [word, pattern] : fills) EXPECT_EQ(ATTR_parse_fill_pat(word), pattern) << word;
-    // Prefixes in table order: "o" catches any word starting with it, "itri" is not "tri".
-    const std::pair<const char*, int> markers[] = {{"oval", 4},   {"triangle", 7}, {"itri", 9},
-                                                   {"square", 6}, {"dots", 8},     {"12", 12}};
-    for (const auto& [word, marker] : markers) EXPECT_EQ(ATTR_parse_marker(word), marker) << word;
 }
 
 }  // namespace

@@ -61,21 +61,6 @@ std::string fields(const Domain& d) {
     return fields(d.proj, d.plon, d.clat, d.clon, d.nx, d.ny, d.dx, d.dy);
 }
 
-TEST_F(DomainTest, ProjectionWordsInTableOrder) {
-    // "lambaz" reads as Lambert conformal, so the azimuthal one is "la" or "laz"; "xp"
-    // must stand alone and "miss" is a whole word.
-    const std::pair<const char*, int> cases[] = {
-        {"ll", 2},       {"LAT", 2},       {"polar", 1},    {"ps", 1},       {"sat", 9},
-        {"lamb", 4},     {"lc", 4},        {"gnom", 6},     {"ortho", 5},    {"moll", 7},
-        {"merc", 3},     {"pixel", 99},    {"xy", 20},      {"xlogy", 22},   {"xlogp", 22},
-        {"cat", 24},     {"skewt", 40},    {"therm", 40},   {"ema", 42},     {"teph", 43},
-        {"rteph", 44},   {"stuve", 41},    {"hodo", 23},    {"vert", 22},    {"xp", 25},
-        {"zoom", 50},    {"size", 51},     {"MISS", -9999}, {"lambaz", 4},   {"laz", 8},
-        {"mercator", 3}, {"satellite", 9}, {"xpx", -1},     {"missing", -1}, {"xx", -1},
-        {"", -1},        {"l", -1},        {nullptr, -1}};
-    for (const auto& [word, code] : cases) EXPECT_EQ(DOM_proj_str(word), code) << word;
-}
-
 TEST_F(DomainTest, EveryFormAndItsDefaults) {
     struct Case {
         const char* text;
@@ -112,19 +97,6 @@ TEST_F(DomainTest, EveryFormAndItsDefaults) {
     }
 }
 
-TEST_F(DomainTest, ProjectionSlotColonParts) {
-    Domain d = decode("sat:e:0:-75.2:421.64:1,0,-75.2,801,801,0.162,0.162");
-    EXPECT_TRUE(d.ext == 1 && d.plat == 0.0f && d.plon == -75.2f && d.param[0] == 421.64f &&
-                d.param[1] == 1.0f && d.param[2] == M);
-    d = decode("ps:-105,40,-100,1");  // two parts: plon
-    EXPECT_TRUE(d.plon == -105.0f && d.plat == M);
-    d = decode("lamb:::25:25:1.5:7,40,-100,1");  // empty parts stay unset
-    EXPECT_TRUE(d.plon == M && d.param[2] == 1.5f && d.param[3] == 7.0f);
-    int result;
-    decode("lamb:1:2:3:4:5:6:7,40,-100,1", &result);  // one number too many
-    EXPECT_EQ(result, -1);
-}
-
 TEST_F(DomainTest, AbsentBadAndHostileTexts) {
     FLAG_set(5, 77);
     for (const char* text : {"", "MiSs", static_cast<const char*>(nullptr)}) {
@@ -147,17 +119,6 @@ TEST_F(DomainTest, AbsentBadAndHostileTexts) {
           std::string("ps,1e40,-1e40,2147483648,17,nan,inf"), std::string("size,1e30,-1e30"),
           std::string("id:,1"), std::string("fi:"), std::string(":")})
         decode_err(text.c_str(), &d);
-}
-
-TEST_F(DomainTest, LogLinesNameTheForm) {
-    MESS_set(1, 0x40000000);
-    testing::internal::CaptureStdout();
-    decode("ps,40,-100,25,17,1,1");
-    decode("us");
-    std::string out = testing::internal::GetCapturedStdout();
-    for (const char* line : {"******** PARSING DOMAIN: 7 ps,40,-100,25,17,1,1\n",
-                             " 7 proj,clat,clon,nx,ny,dx,dy\n", " 1 reg:REG\n"})
-        EXPECT_NE(out.find(line), std::string::npos) << line;
 }
 
 TEST_F(DomainTest, RegionFileWinsThenBuiltInTable) {
@@ -197,56 +158,6 @@ TEST_F(DomainTest, RegionFileWinsThenBuiltInTable) {
     EXPECT_EQ(DOM_get_def_region("zz", &d), 0);
 }
 
-TEST_F(DomainTest, FileAndKeyFormsAndSearchRules) {
-    write("mine.reg", "a1 First 1 ps,50,-100,25,17,1,1\nb2 Second 0 me,10,20,25,17,1,1\n");
-    EXPECT_EQ(decode("mine.reg:b2").proj, 3);
-    EXPECT_FLOAT_EQ(decode("fi:mine.reg").clat, 50.0f);  // the first domain line
-    EXPECT_EQ(decode(("fi:" + dir.file("mine.reg")).c_str()).proj, 1);
-    int result;
-    EXPECT_EQ(decode("mine.reg:", &result).proj, ZMT_MISSING);  // only loads the menu
-    EXPECT_EQ(result, 2);
-    EXPECT_EQ(DOM_get_num_regs(), 2);
-    EXPECT_STREQ(DOM_get_menu()[1].abbrev, "a1");
-    EXPECT_EQ(decode("no_such.reg:b2", &result).proj, ZMT_MISSING);
-    MESS_set(1, 0x80000000);
-    testing::internal::CaptureStdout();
-    char out[501];
-    EXPECT_EQ(DOM_search_file("no_such.reg", "us", out), 0);
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("Unable to open region file: "),
-              std::string::npos);
-
-    // A line of one field is itself the answer and ends the search; an empty line
-    // doesn't scan and ends it too.
-    write("r.reg", "k1 Label 1 ps,1,2,25,17,1,1\nps,9,9,25,17,3,3\nk2 Label 1 ps,2,3,25,17,1,1\n");
-    ASSERT_EQ(DOM_search_file("r.reg", "K1", out), 1);
-    EXPECT_STREQ(out, "ps,1,2,25,17,1,1");
-    ASSERT_EQ(DOM_search_file("r.reg", "k2", out), 1);
-    EXPECT_STREQ(out, "ps,9,9,25,17,3,3");
-    write("s.reg", "k1 Label 1 ps,1,2,25,17,1,1\n\nk2 Label 1 ps,2,3,25,17,1,1\n");
-    EXPECT_EQ(DOM_search_file("s.reg", "k2", out), 0);
-}
-
-TEST_F(DomainTest, MenuKeepsNumberedEntriesOnly) {
-    std::string text;
-    for (int i = 0; i < 25; ++i)
-        text += "r" + std::to_string(i) + "_abbrev A_label_of_20_chars_ " + std::to_string(i % 3) +
-                " ps,40,-100,25,17,1,1\n";
-    // A label over 20 characters leaves the rest for the number: passed over.
-    text += "long A_label_of_twenty_one 4 ps,40,-100,25,17,1,1\n";
-    write("m.reg", text);
-    ASSERT_EQ(DOM_read_menu("m.reg"), 1);
-    const DomMenuEntry* menu = DOM_get_menu();
-    EXPECT_EQ(DOM_get_num_regs(), 17);
-    EXPECT_STREQ(menu[1].abbrev, "r1_ab");
-    EXPECT_STREQ(menu[1].label, "A label of 20 chars ");
-    EXPECT_TRUE(menu[1].menu == 1 && menu[1].index == 1 && menu[2].menu == 2);
-    EXPECT_STREQ(menu[3].abbrev, "r4_ab");
-    EXPECT_EQ(menu[17].label[0], '\0');
-    write("n.reg", text + text);  // at most 19 entries
-    ASSERT_EQ(DOM_read_menu("n.reg"), 1);
-    EXPECT_EQ(DOM_get_num_regs(), 20);
-}
-
 TEST_F(DomainTest, HostileRegionFiles) {
     // Regions that name each other forever.
     write("zmt.reg", "aa A 1 bb\nbb B 1 aa\nself S 1 self\n");
@@ -266,67 +177,6 @@ TEST_F(DomainTest, HostileRegionFiles) {
     ASSERT_EQ(DOM_search_file("zmt.reg", "long", out), 1);
     EXPECT_EQ(std::strlen(out), 491u);
     EXPECT_EQ(DOM_read_menu("zmt.reg"), 1);
-}
-
-TEST_F(DomainTest, PrintIsADomainTextAndCompare) {
-    for (const char* text :
-         {"ps:90:-100:60,40,-100,25,17,1.2,1.2", "me,10,20,40,30,0.5,0.7", "ll,0,0,361,181,1,1",
-          "sat:e:0:-75.2:421.64:1,0,-75.2,801,801,0.162,0.162", "or:45:10,45,10,30,30,1,1"}) {
-        Domain a = decode(text), b;
-        testing::internal::CaptureStdout();
-        DOM_print(MESS_PRINT, &a);
-        std::string line = testing::internal::GetCapturedStdout();
-        ASSERT_EQ(line.back(), '\n');
-        line.pop_back();
-        ASSERT_EQ(DOM_decode(line.c_str(), &b), 1) << line;
-        EXPECT_EQ(DOM_comp(&a, &b), 1) << text << " -> " << line;
-    }
-    Domain d = decode("ps:90:-100,40.5,-100,25,17,1.2,1.2");
-    d.ext = 1;
-    d.proj = 8;
-    testing::internal::CaptureStdout();
-    DOM_print(MESS_PRINT, &d);
-    DOM_print(0x80000000, &d);  // level off: nothing
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "lambaz:e:90.000:-100.000:::,40.500,-100.000,25,17,1.2000,1.2000\n");
-
-    // An unset pole is the centre.
-    Domain a = decode("ps,40,-100,25,17,1,1"), b = decode("ps:40:-100,40,-100,25,17,1,1");
-    EXPECT_TRUE(DOM_comp(&a, &b) == 1 && DOM_comp(&b, &a) == 1);
-    b.plon = -99.0f;
-    EXPECT_EQ(DOM_comp(&a, &b), 0);
-    for (int field = 0; field < 3; ++field) {
-        b = a;
-        if (field == 0) b.param[4] = 1.0f;
-        if (field == 1) b.ext = 1;
-        if (field == 2) b.ny = 18;
-        EXPECT_EQ(DOM_comp(&a, &b), 0) << field;
-    }
-}
-
-TEST_F(DomainTest, AspectAndPriority) {
-    Domain d = decode("40,-100");
-    EXPECT_DOUBLE_EQ(DOM_aspect(&d), 1.5);
-    d.ny = 1;
-    EXPECT_DOUBLE_EQ(DOM_aspect(&d), 1.0);
-    const std::pair<float, int> steps[] = {{60, 1},    {50, 2},    {26, 2},   {25, 3},
-                                           {12.5f, 4}, {6.25f, 5}, {3.5f, 5}, {3, 6}};
-    for (const auto& [size, prior] : steps) {
-        EXPECT_EQ(DOM_set_base_prior(size), prior) << size;
-        EXPECT_EQ(DOM_get_prior(), prior);
-    }
-    const std::pair<const char*, int> adjust[] = {{"+2", 5}, {"-2", 1}, {"47", 4}, {"x", 3}};
-    for (const auto& [text, prior] : adjust) {
-        RES_put("stat_prior", text);
-        EXPECT_EQ(DOM_set_base_prior(16), prior) << text;
-    }
-    // A decode sets the priority from (ny - 1) * dy, and the key %r from the text.
-    RES_put("stat_prior", "+2");
-    decode("ps,40,-100,25,17,1,1");
-    EXPECT_EQ(DOM_get_prior(), 5);
-    char key[64] = "";
-    FILE_get_key('r', key);
-    EXPECT_STREQ(key, "ps,40,-100,25,17,1,1");
 }
 
 TEST_F(DomainTest, ShippedRegionFileIsFoundAndEveryRowWorks) {

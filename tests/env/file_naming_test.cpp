@@ -187,28 +187,6 @@ TEST_F(Naming, TemplateItemsWidthsAndSteps) {
               std::string(159, 'x'));
 }
 
-TEST_F(Naming, KeysInTagsAndTemplates) {
-    sat_test::Capture capture;
-    RES_put("name_conv", "none_such");
-    // "s=east" is a key; a colon without "=" stays in the tag.
-    EXPECT_EQ(FILE_set_name("%s/%r.%2s:s=east:r=us"), 0);
-    EXPECT_EQ(expand(day), "east/us.ea");
-    char key[30];
-    FILE_get_key('s', key);
-    EXPECT_STREQ(key, "east");
-    FILE_set_name("a:b%s");
-    EXPECT_EQ(expand(day), "a:beast");
-    // Blanks reach file names as underscores; keys hold 29 characters.
-    FILE_set_key('p', "my window title");
-    FILE_set_key("i", "07");
-    EXPECT_EQ(expand_literal("%p_%i_%z", day), "my_window_title_07_0");
-    FILE_set_key('p', std::string(100, 'k').c_str());
-    FILE_get_key('p', key);
-    EXPECT_EQ(std::string(key), std::string(29, 'k'));
-    FILE_set_key(0x1ff, "wrapped");
-    FILE_set_key(nullptr, "ignored");
-}
-
 TEST_F(Naming, PinnedFieldsAndSteps) {
     struct Case {
         int year, day, hour, minute;  // the pins
@@ -236,45 +214,6 @@ TEST_F(Naming, PinnedFieldsAndSteps) {
     expand_literal("%h%n", make(2003, 1, 14, 9, 40));
     FILE_get_date(&got);
     EXPECT_EQ(got.hour * 100 + got.minute, 630);
-}
-
-TEST_F(Naming, SaveAndRestoreBracketASecondConvention) {
-    FILE_set_name("@in%Y%h");
-    EXPECT_EQ(expand(day), "in200312");
-    FILE_save_name_conv();
-    EXPECT_EQ(expand_literal("out%Y", day), "out2003");
-    EXPECT_EQ(FILE_get_late_off(), -9999);
-    FILE_restore_name_conv();
-    EXPECT_EQ(FILE_get_late_off(), 3600);
-    EXPECT_EQ(expand(day), "in200312");
-}
-
-TEST_F(Naming, PathHelpers) {
-    char out[FILE_NAME_SIZE];
-    const char* joins[][3] = {{"/a", "-", "-"},       {"/a/", "b", "/a/b"},
-                              {"/a", "b", "/a/b"},    {nullptr, "b", "b"},
-                              {"/a", "/abs", "/abs"}, {"/a", "./rel", "./rel"}};
-    for (const auto& j : joins) EXPECT_STREQ(FILE_add_path(j[0], j[1], out), j[2]) << j[1];
-    FILE_add_path(std::string(500, 'd').c_str(), "b", out);
-    EXPECT_EQ(std::strlen(out), 159u);
-    char path[16] = "/x", empty[4] = "";
-    EXPECT_STREQ(FILE_add_path_delim(path), "/x/");
-    EXPECT_STREQ(FILE_add_path_delim(path), "/x/");
-    EXPECT_STREQ(FILE_add_path_delim(empty), "");
-    for (const char* name : {"", "-", "std", "STDN", "Std"})
-        EXPECT_TRUE(FILE_is_stdio(name)) << name;
-    for (const char* name : {"stdx", "--", "a"}) EXPECT_FALSE(FILE_is_stdio(name)) << name;
-    EXPECT_TRUE(FILE_fullpath("/a") && FILE_fullpath("./a") && FILE_fullpath("~/a"));
-    EXPECT_FALSE(FILE_fullpath("a/b"));
-
-    struct passwd* pw = getpwuid(getuid());
-    ASSERT_NE(pw, nullptr);
-    const std::string home = pw->pw_dir;
-    EXPECT_EQ(std::string(FILE_add_user_path("~/x/y", out)), home + "/x/y");
-    EXPECT_EQ(std::string(FILE_add_user_path("~", out)), home);
-    EXPECT_EQ(std::string(FILE_add_user_path(("~" + std::string(pw->pw_name) + "/q").c_str(), out)),
-              home + "/q");
-    EXPECT_STREQ(FILE_add_user_path("~no_such_user_here/q", out), "~no_such_user_here/q");
 }
 
 TEST_F(Naming, FilesOpenCreateAndDescribe) {

@@ -90,32 +90,6 @@ class ResTest : public ::testing::Test {
     std::vector<char*> argv_;
 };
 
-TEST_F(ResTest, ListStoresCopiesAndAppends) {
-    EXPECT_EQ(RES_get("x"), nullptr);
-    EXPECT_EQ(RES_new(5, "x", "one", RES_INTEGER), 0);
-    char buffer[] = "two";
-    RES_new(7, "y", buffer, RES_FLOAT);
-    buffer[0] = 'T';
-    EXPECT_EQ(get("y"), "two");  // a copy
-    RES_new(-9999, "y", nullptr, RES_STRING);
-    EXPECT_EQ(get("y"), "");  // mentioned without a value
-    RES_append(1, "y", "a", RES_LIST);
-    EXPECT_EQ(get("y"), "a");
-    RES_append(1, "y", "b", RES_LIST);
-    RES_append(1, "y", nullptr, RES_LIST);
-    EXPECT_EQ(get("y"), "a\nb");
-    RES_put("z", "p,q,,r");
-    EXPECT_EQ(vals("z"), (Values{"p", "q", "", "r"}));
-    RES_append(1, "nl", "f1", RES_LIST);
-    RES_append(1, "nl", "f,2", RES_LIST);
-    EXPECT_EQ(vals("nl"), (Values{"f1", "f,2"}));  // a list splits at newlines only
-    EXPECT_EQ(vals("none"), (Values{"<none>"}));
-    EXPECT_EQ(RES_get("X"), nullptr);  // names are case-sensitive
-    Capture cap;
-    RES_list();
-    EXPECT_EQ(cap.out(), "x: one\ny: a\nb\nz: p,q,,r\nnl: f1\nf,2\n");
-}
-
 TEST_F(ResTest, ConversionByType) {
     // Each case converts into an int that held `before`.
     // clang-format off
@@ -159,78 +133,6 @@ TEST_F(ResTest, ConversionByType) {
         ASSERT_NE(path, nullptr) << in;
         EXPECT_STREQ(path, out) << in;
         std::free(path);
-    }
-}
-
-TEST_F(ResTest, ConversionSideEffects) {
-    FLAG_reset(-9999);
-    EXPECT_EQ(RES_conv_data(nullptr, nullptr, RES_HELP), 1);
-    EXPECT_EQ(FLAG_help(), 1);
-    EXPECT_EQ(RES_conv_data(nullptr, nullptr, RES_BATCH), 1);
-    EXPECT_EQ(FLAG_batch(), 1);
-    EXPECT_EQ(MESS_get(), 0xFFu);  // batch default with no explicit level
-
-    // Unknown words change nothing.
-    // clang-format off
-    const struct { const char* text; int type, flag, value; } flags[] = {
-        {"REUSE", RES_FILEPARAM, 15, 3}, {"recalc", RES_FILEPARAM, 15, 1},
-        {"other", RES_FILEPARAM, 15, 1}, {"NONE", RES_PLOTTYPE, 11, 99},
-        {"pie", RES_PLOTTYPE, 11, 99}};
-    const struct { const char* text; int device; const char* connection; } devices[] = {
-        {"p,out.ps", 4, "out.ps"}, {"Q", 5, nullptr}, {",", 1, nullptr}};
-    // clang-format on
-    for (const auto& c : flags) {
-        RES_conv_data(c.text, nullptr, c.type);
-        EXPECT_EQ(FLAG_get(c.flag), c.value) << c.text;
-    }
-    for (const auto& c : devices) {
-        const char* connection = nullptr;
-        RES_conv_data(c.text, &connection, RES_DEVICE);
-        EXPECT_EQ(FLAG_get(2), c.device) << c.text;
-        EXPECT_STREQ(connection, c.connection) << c.text;
-    }
-    for (auto [name, device] : {std::pair{"meta", 3}, {"window", 6}, {"hp", 5}, {"display", 1}})
-        EXPECT_EQ(RES_set_device(name), device) << name;
-
-    // Draw components, one after the other: an unsigned first word clears everything
-    // first; text is 0 and the border 11; "none" is always off and "all" always on.
-    FLAG_resetplot(1);
-    // clang-format off
-    const struct { const char* text; std::vector<std::pair<int, int>> plot; } draws[] = {
-        {"map,+data,-grid,bogus", {{8, 1}, {7, 1}, {9, 0}, {0, 0}, {12, 2}}},
-        {"+text", {{0, 6}, {11, 1}}}, {"-text_ul,sum", {{1, 0}, {10, 1}, {0, 5}}},
-        {"+none", {{12, 0}}}, {"-all", {{12, 17}}}};
-    // clang-format on
-    for (const auto& c : draws) {
-        RES_conv_data(c.text, nullptr, RES_DRAW);
-        for (auto [index, value] : c.plot)
-            EXPECT_EQ(FLAG_getplot(index), value) << c.text << " " << index;
-    }
-}
-
-TEST_F(ResTest, TimeOfInterestForms) {
-    // "text=year month day hour minute", "-" for missing. "-12345" has six characters:
-    // no test of the first. The lowest minute has no opposite in an int: it turns into
-    // the highest.
-    // clang-format off
-    const std::string cases[] = {
-        "#201611260420=2016 11 26 4 20", "#2016=2016 - - - -", "#2016ab26=2016 - 26 - -",
-        "#x0161126=- 11 26 - -", "112604=- 11 26 4 -", "-12345=- -1 23 45 -", "2604=- - 26 4 -",
-        "504=- - 5 4 -", "1d6:30=- - 1 6 30", "-1d=- - -1 - -", ":45=- - - - 45",
-        "-:30=- - - - -30", "6=- - - 6 -", "-6=- - - -6 -", "6:15=- - - 6 15",
-        "-2:30=- - - -2 30", "-0:30=- - - - -30", "abc=- - - - -",
-        "-:-2147483648=- - - - 2147483647", "-0:-2147483648=- - - - 2147483647",
-        "-0=- - - - 9999"};  // a bare -0 negates the missing minute too
-    // clang-format on
-    for (const std::string& c : cases) {
-        std::string text = c.substr(0, c.find('=')), expected = c.substr(c.find('=') + 1);
-        Date d;
-        ASSERT_EQ(RES_hour_date(text.c_str(), &d), 1);
-        std::string got;
-        for (int v : {d.year, d.month, d.day, d.hour, d.minute})
-            got += (got.empty() ? "" : " ") + (v == -9999 ? "-" : std::to_string(v));
-        EXPECT_EQ(got, expected) << text;
-        EXPECT_EQ(d.second, -9999) << text;
     }
 }
 
@@ -314,16 +216,6 @@ TEST_F(ResTest, DefaultsListTagsAndConditionals) {
     EXPECT_EQ(cap.err(), "DEF_get: end without an if\n");
 }
 
-TEST_F(ResTest, DefaultsDirectorySearch) {
-    TempDir a, b;
-    write_file(a.file(".zmtdef"), "*title: dot\n");
-    write_file(a.file("Zmt.res"), "*title: res\n");
-    write_file(b.file("Zmt.res"), "*label: res\n");
-    write_file(b.file("zmt.cfg"), "*label: cfg\n");
-    setenv("zmtdefault", (a.path() + ":" + b.path() + ":/nonexistent").c_str(), 1);
-    expect_after({}, {"title=dot", "label=cfg"});
-}
-
 TEST_F(ResTest, PatternsAndQualifiedNames) {
     // The chunk after a star is taken at its first place only.
     // Pairs "name pattern" that match and that differ.
@@ -352,30 +244,6 @@ TEST_F(ResTest, PatternsAndQualifiedNames) {
     EXPECT_STREQ(DEF_parse_name("sat*.x.myflag", out), "myflag");
     EXPECT_STREQ(DEF_parse_name("abc", out), "bc");
     EXPECT_STREQ(DEF_parse_name("", out), "");
-}
-
-TEST_F(ResTest, QueueSourceWithNoWindowIsSkipped) {
-    setenv("zmtdefault", "#3", 1);
-    setenv("zmttitle", "kept", 1);
-    Capture cap;
-    expect_after({}, {"title=kept"});
-    EXPECT_EQ(cap.err(), "ZMTloop window: 3 not running or no message queue exists\n");
-}
-
-TEST_F(ResTest, UnknownIdsAndProgramName) {
-    Capture cap;
-    ResObj row;
-    RES_enter(&row, 999);
-    EXPECT_STREQ(row.name, "");
-    RES_help_item(998);
-    EXPECT_EQ(cap.out(), "999\n998\n");
-    expect_after({}, {});
-    char buffer[32];
-    EXPECT_STREQ(RES_get_progname(buffer), "sat");
-    EXPECT_STREQ(RES_get_prog(), "/usr/local/bin/sat");
-    char* allocated = RES_get_progname(nullptr);
-    EXPECT_STREQ(allocated, "sat");
-    std::free(allocated);
 }
 
 }  // namespace

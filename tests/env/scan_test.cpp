@@ -105,47 +105,6 @@ TEST(Scanp, ConversionsWidthsAndMarkers) {
     }
 }
 
-TEST(Scanp, WalkAcrossCallsAndStops) {
-    ScanCtx ctx;
-    scanp_set(&ctx, "KDCA 38.85 -77.04 12/5");
-    char id[SCANP_FIELD_MAX + 1];
-    float lat = 0, lon = 0;
-    int a = 0, b = 0;
-    ASSERT_EQ(scanp(&ctx, "%<79s ", id), 1);
-    EXPECT_STREQ(id, "KDCA");
-    EXPECT_EQ(ctx.complete, 1);
-    scanp_inc(&ctx);
-    ASSERT_EQ(scanp(&ctx, "%f %f ", &lat, &lon), 2);
-    EXPECT_FLOAT_EQ(lat, 38.85f);
-    EXPECT_FLOAT_EQ(lon, -77.04f);
-    scanp_inc(&ctx);
-    // The format runs out of text: the last blank fails, the field before it stays read.
-    EXPECT_EQ(scanp(&ctx, "%d/%d %d", &a, &b, &a), 2);
-    EXPECT_EQ(b, 5);
-    EXPECT_EQ(ctx.complete, 0);
-    EXPECT_EQ(ctx.consumed, 4);
-    scanp_inc(&ctx);
-    EXPECT_EQ(scanp(&ctx, "%d", &a), -1);  // offset at the end
-    EXPECT_EQ(scanp_char(&ctx), 0);
-
-    // A blank with no white space to read stops the walk before the next conversion.
-    scanp_set(&ctx, "12ab");
-    a = -1;
-    EXPECT_EQ(scanp(&ctx, "%<2d %s", &a, id), 1);
-    EXPECT_EQ(ctx.assigned, 1);
-    EXPECT_EQ(ctx.complete, 0);
-    EXPECT_EQ(scanp(&ctx, ""), -1);
-
-    // A marker that doesn't fit: passed over, the next item reads at the same place.
-    scanp_set(&ctx, "x7");
-    a = 1;
-    EXPECT_EQ(scanp(&ctx, "%!--!d%s", &a, id), 1);
-    EXPECT_EQ(a, 1);
-    EXPECT_STREQ(id, "x7");
-    EXPECT_EQ(scanp_search(&ctx, "7"), 1);
-    EXPECT_EQ(scanp_search(&ctx, "x"), 0);
-}
-
 TEST(Scanp, HostileFormatsAndLongFields) {
     std::string digits(500, '9');
     std::string word(300, 'w');

@@ -325,32 +325,6 @@ TEST(ProjectedDomain, MercatorLambertTangentConeMollweide) {
     EXPECT_EQ(mo.domain().proj, 7);
 }
 
-TEST(ProjectedDomain, RectangularAndMeteosat) {
-    // Reference latitude 0 on line 91, longitude 0 on element 181; one degree
-    // (exponent left at 0 so 4) by half a degree (exponent 1).
-    NavArea r("RECT", 181, 361, 1, 1, 1, 1,
-              {{4, 91}, {8, 0}, {12, 181}, {16, 0}, {20, 10000}, {24, 5}, {56, 1}});
-    Domain d = r.domain();
-    EXPECT_EQ(d.proj, 2);
-    EXPECT_FLOAT_EQ(d.dx, 1.0f);
-    EXPECT_FLOAT_EQ(d.dy, 0.5f);
-    // The image centre, line 90 and element 180, lies a line and an element from
-    // the reference point; taken back with y negated it is mirrored through it.
-    EXPECT_NEAR(d.clat, -0.5, 1e-5);
-    EXPECT_NEAR(d.clon, 1.0, 1e-5);
-    EXPECT_FLOAT_EQ(d.plon, d.clon);
-
-    NavArea m("MSAT", 500, 500, 1001, 1001, 2, 2,
-              {{12, 10}, {16, 20}, {20, 1300}, {24, -100000}});  // sub-longitude 10 E
-    d = m.domain();
-    EXPECT_EQ(d.proj, 9);
-    EXPECT_FLOAT_EQ(d.plon, 10.0f);
-    EXPECT_EQ(d.ext, 1);
-    EXPECT_NEAR(d.dx, 2 * 0.0264924, 1e-7);
-    EXPECT_TRUE(std::isfinite(d.clat) && std::isfinite(d.clon));
-    EXPECT_EQ(SAT_params().tran_sat, 0);
-}
-
 TEST(ProjectedDomain, NonsenseBlocksGiveNoDomain) {
     // Sane values first, then one nonsense field at a time: zero spacings and
     // radii, latitudes beyond the poles.
@@ -382,32 +356,6 @@ TEST(ProjectedDomain, NonsenseBlocksGiveNoDomain) {
     NavArea p("PS", 100, 100, 1, 1, 1, 1);
     p.area.ps = nullptr;
     EXPECT_EQ(p.domain().proj, -9999);
-}
-
-TEST(ProjectedDomain, GridDomainResourceAndUnknownTypes) {
-    SAT_params_reset();
-    NavArea a("PS", 100, 100, 1, 1, 1, 1);
-    RES_put("grid_domain", "ll,30,-90,61,41,0.5,0.5");
-    SAT_params().tran_sat = 1;
-    const Domain& d = a.domain();
-    EXPECT_EQ(d.proj, 2);
-    EXPECT_FLOAT_EQ(d.clat, 30.0f);
-    EXPECT_EQ(d.nx, 61);
-    EXPECT_EQ(SAT_params().tran_sat, 0);
-    RES_reset();
-
-    SAT_params().tran_sat = 1;
-    NavArea u("XXXX", 100, 120, 1, 1, 1, 1);
-    const Domain& du = u.domain();
-    EXPECT_EQ(du.proj, 0);
-    EXPECT_EQ(du.nx, 120);
-    EXPECT_EQ(du.ny, 100);
-    EXPECT_EQ(SAT_params().tran_sat, 1);
-    // Nothing to navigate: the transform leaves its outputs alone.
-    const Tran t = tran(1, 3.0f, 4.0f);
-    EXPECT_EQ(t.status, 0);
-    EXPECT_EQ(t.lat, 3.0f);
-    EXPECT_EQ(t.lon, 4.0f);
 }
 
 // The real files through the AREA reader, block byte order corrected on this

@@ -185,32 +185,6 @@ TEST(GvarFullDisk, RoundTripsLimbHiddenSideAndLatitudeBounds) {
     }
 }
 
-TEST(GvarModel, ReferenceValuesOnlyWithoutImageMotionCompensation) {
-    GvarArea g(kSector);
-    // Clearing the flag bit selects the coefficient model: the orbit and attitude
-    // terms move the image by some tens of lines.
-    g.area.gvar[2] &= ~0x80;
-    g.load();
-    float lat = 25.0f, lon = -80.0f, line_model = 0, elem_model = 0, line = 0, elem = 0;
-    AREA_tran(2, &lat, &lon, &line_model, &elem_model);
-    float sublat = 0, sublon = 0, l = 0, e = 0;
-    AREA_tran(3, &sublat, &sublon, &l, &e);
-    EXPECT_NEAR(sublon, -75.0 + GVAR_nav().lon_coef[0] / kD2R, 0.05);
-    g.area.gvar[2] |= 0x80;
-    g.load();
-    AREA_tran(2, &lat, &lon, &line, &elem);
-    EXPECT_GT(std::hypot(line_model - line, elem_model - elem), 5.0);
-
-    GattRec rec{};
-    rec.mean = 1.0f, rec.exp_mag = 2.0f, rec.exp_tc = 10.0f;
-    rec.n_sin = 1000;  // counts beyond the table stop at its end
-    rec.sin[0] = {0.5f, 0.0f};
-    rec.sin[1] = {0.25f, 0.0f};
-    // The first harmonic is of order 0; the exponential waits for its start.
-    EXPECT_NEAR(gatt(&rec, kPi, -1.0), 1.0 + 0.5 - 0.25, 1e-12);
-    EXPECT_NEAR(gatt(&rec, kPi, 10.0), 1.25 + 2.0 * std::exp(-1.0), 1e-7);
-}
-
 // A Gould floating-point word: base-16 exponent excess 64, 24-bit fraction,
 // negatives as the two's complement of the whole word.
 uint32_t to_gould(double v) {
