@@ -90,23 +90,6 @@ TEST_F(Enhancement, BreakOffsRangesAndGaps) {
     setup("0-200,0-200,red");
     EXPECT_EQ(SAT_color_get_max(), 255);
     EXPECT_EQ(SAT_color_get_fill_ind(255), 1000 + 54);
-    std::string list = "red";
-    for (int i = 0; i < 999; ++i) list += ",blue";
-    setup(list.c_str());
-    EXPECT_EQ(SAT_color_get_max(), 255);
-}
-
-TEST_F(Enhancement, DefaultsWithoutAList) {
-    setup(nullptr);
-    EXPECT_EQ(SAT_color_get_max(), 15);
-    for (int v : {0, 15, 16, 255}) EXPECT_EQ(SAT_color_get_pixel(v), v / 16) << v;
-    // A fill range of the colour table becomes the bins, one entry each.
-    write_file(dir.file("f.clr"), "black 0 0 0\nwhite 1 1 1\nred 1 0 0\nend\nblue 0 0 1\n");
-    RES_put("color_table", "f.clr");
-    CLR_read_table(nullptr);
-    setup(nullptr);
-    EXPECT_EQ(SAT_color_get_max(), 3);
-    EXPECT_EQ(SAT_color_get_fill_ind(2), red);
 }
 
 TEST_F(Enhancement, InfraredScales) {
@@ -118,35 +101,11 @@ TEST_F(Enhancement, InfraredScales) {
         EXPECT_FLOAT_EQ(SAT_ind_ir(175), -30.5f);
         EXPECT_FLOAT_EQ(SAT_ind_ir(176), -31.0f);
     }
-    setup("c-30:,white");  // an empty colour is unknown, the break-off stands
-    EXPECT_EQ(SAT_color_get_cut(0), 174);
-
     SAT_params().imager_source = 55;
     EXPECT_EQ(SAT_ir_ind(-20.0f), 189);  // 253.15 K on the Planck-type curve
     for (float t : {20.0f, -10.0f, -60.0f}) EXPECT_NEAR(SAT_ind_ir(SAT_ir_ind(t)), t, 1.5f) << t;
     setup("c-20:white,black");
     EXPECT_EQ(SAT_color_get_cut(0), 189);
-
-    SAT_params().imager_source = 59;
-    EXPECT_EQ(SAT_ir_ind(-30.0f), 0);
-}
-
-TEST_F(Enhancement, Dither) {
-    setup("red%3blue,green%cwhite,black%");
-    EXPECT_EQ(SAT_color_get_dither(), 3);
-    EXPECT_EQ(SAT_color_get_dither_ind(0), 3);
-    EXPECT_EQ(SAT_color_get_dith_color(0), blue);
-    // An entry of the other kind keeps its second colour but not its level.
-    EXPECT_EQ(SAT_color_get_dither_ind(1), 0);
-    EXPECT_EQ(SAT_color_get_dith_color(1), white);
-    EXPECT_EQ(SAT_color_get_fill_ind(2), black);
-    // The kind stands for the run.
-    setup("red%zblue,red");
-    EXPECT_EQ(SAT_color_get_dither_ind(0), 0);
-    SAT_color_reset();
-    setup("red%zblue,red");
-    EXPECT_EQ(SAT_color_get_dither(), 5);
-    EXPECT_EQ(SAT_color_get_dither_ind(0), 25);
 }
 
 TEST_F(Enhancement, Files) {
@@ -166,11 +125,6 @@ TEST_F(Enhancement, Files) {
               "SAT_color_setup: Unable to read enhancement file: " + dir.file("plain.enh") + "\n");
     EXPECT_EQ(SAT_color_get_max(), 15);
 
-    // Overlong titles and labels are cut to the 10-character field.
-    setup_file("long.enh", "@" + std::string(500, 'T') + " red blue\n");
-    EXPECT_EQ(std::string(SAT_color_get_enhance()), std::string(9, 'T'));
-    setup_file("long.enh", "t @label:" + std::string(500, 'L') + " @label red\n");
-    EXPECT_STREQ(SAT_color_get_enhance(), "");
     // A thousand entries: only the first 256 words are read.
     std::string text = "title";
     for (int i = 0; i < 1000; ++i) text += " red";
@@ -231,12 +185,6 @@ TEST_F(Enhancement, ColouringImages) {
     ASSERT_EQ(image.num_colors, CLR_get_num());
     EXPECT_FLOAT_EQ(image.colors[3 * green + 1], 1.0f);
     EXPECT_FLOAT_EQ(image.colors[3 * 5], 0.1f);
-    release();
-
-    setup("black%9white,black%9white");  // level 9 of 3 by 3: every cell on
-    make();
-    SAT_color_image(&image);
-    for (int i = 0; i < 8; ++i) EXPECT_EQ(image.data[i], white) << i;
     release();
 
     SAT_color_reset();

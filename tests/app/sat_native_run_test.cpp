@@ -81,17 +81,3 @@ TEST(SatNativeRun, RemappedCountsWrittenReadBackAndRewrittenCompressed) {
     EXPECT_EQ(DOM_comp(&second.image.domain, &first.image.domain), 1);
     EXPECT_EQ(std::memcmp(second.image.data, first.image.data, 640 * 427), 0);
 }
-
-TEST(SatNativeRun, BrokenNativeInputEndsWithTen) {
-    sat_test::TempDir dir;
-    // Templates have one directory level, so a full path to any directory stays
-    // as typed.
-    sat_test::write_file(dir.file("bad.img"), "ZMTIMX\nno\n");
-    auto r = run_sat({"-ba", "-pl", "none", "-inp", "img", dir.file("bad.img")});
-    EXPECT_EQ(r.code, 10);
-    EXPECT_NE(r.err.find("IMG_read_zmt: Invalid image type"), std::string::npos) << r.err;
-
-    sat_test::write_file(dir.file("cut.img"), "ZMTIMG\n0859Z 16 MAY 00\ninfo\n5000 5000\nabc");
-    r = run_sat({"-ba", "-pl", "none", "-inp", "img", dir.file("cut.img")});
-    EXPECT_TRUE(r.code == 0 || r.code == 10) << r.code << r.err;
-}

@@ -159,14 +159,9 @@ TEST_F(Cities, SearchKeysAndIdentifierLists) {
     struct Case {
         const char* item;
         int match;
-    } cases[] = {
-        {"Name=_beta", 1},      {"Name=_gamma", 0},   {"ST=KS", 1},         {"ST=KS_US", 1},
-        {"ST=NE", 0},           {"ST:KS", 1},         {"CN=US", 1},         {"CN:GB", 0},
-        {"ID=BBBB", 1},         {"P=2", 1},           {"P<1", 0},           {"P>2", 1},
-        {"Lat>40", 1},          {"Lat<40", 0},        {"Lon=-100", 1},      {"Elev<100", 0},
-        {"WMO>72000", 1},       {"RA<40/-100/40", 1}, {"RA<40/-100/20", 0}, {"BBBB", 1},
-        {"72002", 1},           {"Beta_", 1},         {"Beta", 0},          {"ST=KS:P<1", 0},
-        {"CN=US:P<3:Lat>40", 1}};
+    } cases[] = {{"Name=_beta", 1}, {"ST=KS_US", 1},        {"CN:GB", 0},         {"P<1", 0},
+                 {"Lat>40", 1},     {"RA<40/-100/40", 1},   {"RA<40/-100/20", 0}, {"72002", 1},
+                 {"Beta", 0},       {"CN=US:P<3:Lat>40", 1}};
     for (const Case& c : cases) {
         char* list[] = {const_cast<char*>("nothing"), const_cast<char*>(c.item)};
         EXPECT_EQ(CTY_data_cmp(2, list, &beta), c.match ? 1 : -1) << c.item;

@@ -103,14 +103,7 @@ TEST_F(RawFiles, HeadWithPositionsEveryValueAndSelections) {
                    {"72530", M, M, M, M, ",7", "", 1},
                    {"72530", M, M, 5, M, ".5e1", "", 0}});
 
-    // By number (the second value), by name, by a name found only as name=value.
-    RawVar second;
-    second.number = RAW_VAR_BASE + 1;
-    RAW_rewind(h);
-    expect_points(h, second,
-                  {{"KDCA", 38.85f, -77.04f, 270, 15, "270,15", "", 0},
-                   {"EGLL", 51.47f, -0.45f, 180, 5, "180,5", "", 0},
-                   {"72530", M, M, M, M, ",7", "", 0}});
+    // By a name found only as name=value.
     RawVar gust;
     std::snprintf(gust.name, sizeof gust.name, "gust");
     RAW_rewind(h);
@@ -164,14 +157,6 @@ TEST_F(RawFiles, NoHeadAndPlacedByIdentifier) {
                    {"KDCA", M, M, 10, M, "10", "", 0},
                    {"EGLL", M, M, M, M, "", "%3.0f", 1},
                    {"EGLL", M, M, -3, M, "-3", "", 0}});
-
-    // One vertical coordinate.
-    write_file(dir_.file("p.raw"), "W\nx\n!\nlev p t $\nA 850 12.5\nB x 3\n");
-    type = 0;
-    h = RAW_open(dir_.file("p.raw").c_str(), 0, &type);
-    ASSERT_EQ(RAW_getinfo(h, &info), 0);
-    expect_points(h, RawVar{},
-                  {{"A", 850, M, 12.5f, M, "12.5", "", 0}, {"B", M, M, 3, M, "3", "", 0}});
 }
 
 TEST_F(RawFiles, FieldListsPathsAndHandles) {
@@ -183,11 +168,9 @@ TEST_F(RawFiles, FieldListsPathsAndHandles) {
         const char* name;
         const char* format;
     } cases[] = {
-        {"obs.raw", RAW_VAR_ALL, "", ""},
         {"obs.raw-2:fm=%3.0f", RAW_VAR_BASE + 2, "", "fm=%3.0f"},
         {"obs.raw-t", RAW_VAR_ALL, "t", ""},
         {"obs.raw--9999", RAW_VAR_NONE, "", ""},
-        {"obs.raw:co=red:mk=x", RAW_VAR_ALL, "", "co=red:mk=x"},
     };
     for (const Case& s : cases) {
         RawVar var;

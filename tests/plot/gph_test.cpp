@@ -1,5 +1,5 @@
-// The drawing layer: rectangles of a proportion fitted to a view, the device
-// a plot opens, and a second begin that opens nothing.
+// The drawing layer: the device a plot opens, and a second begin that opens
+// nothing.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -42,31 +42,6 @@ class Gph : public ::testing::Test {
 };
 
 }  // namespace
-
-TEST(GphAspect, RectanglesOfAProportionFitTheView) {
-    struct Fit {
-        float view[4], w, h;
-        int hpos, vpos;
-        float want[4];
-    };
-    const std::vector<Fit> fits = {
-        // Wide view: the height is full and the width follows.
-        {{0, 2, 0, 1}, 1.5f, 1, 2, 2, {0.25f, 1.75f, 0, 1}},
-        {{0, 2, 0, 1}, 1.5f, 1, 3, 2, {0.5f, 2, 0, 1}},
-        {{0, 2, 0, 1}, 1.5f, 1, 0, 2, {0, 1.5f, 0, 1}},
-        // Tall view: the width is full.
-        {{0, 1, 0, 2}, 1, 1, 2, 2, {0, 1, 0.5f, 1.5f}},
-        {{0, 1, 0, 2}, 1, 1, 2, 3, {0, 1, 1, 2}},
-        {{0, 1, 0, 2}, 1, 1, 2, 1, {0, 1, 0, 1}},
-        // The same proportion fills the view exactly.
-        {{0.1f, 1.6f, 0.2f, 1.2f}, 3, 2, 2, 2, {0.1f, 1.6f, 0.2f, 1.2f}},
-    };
-    for (const Fit& f : fits) {
-        float got[4];
-        gset_aspect(f.view, got, f.w, f.h, f.hpos, f.vpos);
-        for (int i = 0; i < 4; ++i) EXPECT_NEAR(got[i], f.want[i], 1e-6) << i;
-    }
-}
 
 TEST_F(Gph, DeviceStringChoosesTheWorkstationAndASecondBeginOpensNothing) {
     const std::string hpgl = dir.file("plot.hpgl");

@@ -1,5 +1,5 @@
 // Labels and panels in the process: overlay stacks and the `label` resource,
-// label formats, panel sizes, and where PLT_labels draws on a PostScript page.
+// label formats, and where PLT_labels draws on a PostScript page.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -132,37 +132,6 @@ TEST_F(PlotLabels, ProgramLabelsStackAndTheResourceReplacesAPosition) {
     EXPECT_NE(find(user, "Lower"), nullptr);
 }
 
-TEST_F(PlotLabels, OverlayBaseRaisesEveryRowByWholeLines) {
-    const auto low = draw({"-pp", "over=0:2"}, 1.5f, program_labels);
-    reset();
-    const auto high = draw({"-pp", "over=1:2"}, 1.5f, program_labels);
-    ASSERT_NE(find(high, "Title"), nullptr);
-    ASSERT_NE(find(high, "Lower"), nullptr);
-    const float up = find(high, "Title")->y - find(low, "Title")->y;
-    EXPECT_GT(up, 0.005f);
-    // The same count of overlays, so the same line height: one line up.
-    EXPECT_NEAR(find(high, "Lower")->y - find(low, "Lower")->y, up, 1e-5);
-    EXPECT_NEAR(find(high, "Second")->y - find(high, "Title")->y, up, 1e-5);
-}
-
-TEST_F(PlotLabels, FullabDrawsInsideAndNoRoomDrawsOnlyTheBorder) {
-    const auto inside = draw({"-pp", "fullab,over=0:2"}, 1.5f, program_labels);
-    ASSERT_NE(find(inside, "Title"), nullptr);
-    EXPECT_LT(find(inside, "Title")->y, view[3]);
-    EXPECT_GT(find(inside, "Lower")->y, view[2]);
-    EXPECT_FLOAT_EQ(PLT_get_view_offset(), 0.0f);
-
-    // A square picture fills the height of a landscape page once the margins
-    // are gone: no room for labels, but the border is drawn.
-    reset();
-    int status = 0;
-    const auto none = draw({"-pp", "full"}, 1.0f, program_labels, &status);
-    EXPECT_EQ(status, -1);
-    EXPECT_TRUE(none.empty());
-    EXPECT_TRUE(border);
-    EXPECT_FLOAT_EQ(view[2], 0.0f);
-}
-
 TEST_F(PlotLabels, LabelFormats) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"Labels_with_blanks", "Labels with blanks"},
@@ -176,33 +145,5 @@ TEST_F(PlotLabels, LabelFormats) {
         char out[70];
         PLT_label_format(format.c_str(), out);
         EXPECT_EQ(std::string(out), want) << format;
-    }
-}
-
-TEST_F(PlotLabels, PanelsOfTheVpSizeParameter) {
-    float page[4];
-    GPH_get_view_size(page);
-    const float xvp = page[1], yvp = page[3];
-    struct Panel {
-        const char* text;
-        float sx, sy, ox, oy;
-    };
-    const std::vector<Panel> panels = {
-        {"2x2+1+0", 0.5f, 0.5f, 0.5f, 0.5f},
-        {"2x2+0+1", 0.5f, 0.5f, 0.0f, 0.0f},
-        {"3x1+2+0", 1 / 3.0f, 1, 2 / 3.0f, 0},
-        {"9x9+8+0", 0.125f, 0.125f, 1.0f, 0.875f},
-        {"0.5x0.25+0.1+0.2", 0.5f, 0.25f, 0.1f, 0.2f},
-        {"0.5x0.5", 1, 1, 0, 0},  // fewer than four items: nothing changes
-    };
-    for (const Panel& p : panels) {
-        GPH_set_view_size(1.0f, 1.0f, 0.0f, 0.0f);
-        PLT_panel_decode(p.text);
-        float r[4];
-        GPH_get_view_size(r);
-        EXPECT_NEAR(r[0], p.ox * xvp, 1e-6) << p.text;
-        EXPECT_NEAR(r[1], (p.ox + p.sx) * xvp, 1e-6) << p.text;
-        EXPECT_NEAR(r[2], p.oy * yvp, 1e-6) << p.text;
-        EXPECT_NEAR(r[3], (p.oy + p.sy) * yvp, 1e-6) << p.text;
     }
 }
