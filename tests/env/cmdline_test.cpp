@@ -148,13 +148,10 @@ TEST(Binary, HelpScreenByLevelAndLatestSource) {
         {{"-me", "none", "-h"}, {}, false},
         {{"-me=-print", "-h"}, {}, false},
         {{"--me=+debug", "-h"}, {}, true},
-        {{"-me", "print", "-h"}, {}, true},
         {{"-me", "-print", "-h"}, {}, true},  // two switches: the level stays
         {{"-ba", "-me=-print", "-h"}, {}, false},
-        {{"-me=-print", "-ba", "-h"}, {}, false},
         {{"-h"}, quiet, false},
         {{"-h"}, quiet_env, true},
-        {{"-h", "-me", "none"}, quiet_env, false},
         {{"-h"}, loud_env, false},
         {{"-h", "-me=print"}, loud_env, true},
         {{"-h", "-df", dir.file("quiet")}, {}, false},  // replaces zmtdefault
