@@ -187,6 +187,12 @@ TEST_F(Enhancement, ColouringImages) {
     EXPECT_FLOAT_EQ(image.colors[3 * 5], 0.1f);
     release();
 
+    setup("black%9white,black%9white");  // level 9 of 3 by 3: every cell on
+    make();
+    SAT_color_image(&image);
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(image.data[i], white) << i;
+    release();
+
     SAT_color_reset();
     setup("white,white");
     SAT_params().fill = 10;  // the empty pattern punches black everywhere

@@ -285,6 +285,31 @@ TEST_F(Remap, CutoffClasses) {
             << c.a << "," << c.b << " at " << c.f << " cutoff " << (c.cutoff ? c.cutoff : "none");
 }
 
+// minlon and maxlon blank in the interpolated remap only, and sharply.
+TEST_F(Remap, LongitudeClipActsOnlyWhenInterpolating) {
+    const Domain target = make_domain(2, 25.0f, -80.0f, 0.1f, 200, 120);
+    for (int remap_inc : {20, 0}) {
+        SCOPED_TRACE(remap_inc);
+        OwnedImage img;
+        ASSERT_TRUE(load(kSector, img));
+        SAT_params().remap_inc = remap_inc;
+        SAT_params().min_lon = -85.0f;
+        SAT_params().max_lon = -76.0f;
+        ASSERT_EQ(SAT_remap_image(&img.im, &target), 1);
+        long n[2] = {0, 0}, blank[2] = {0, 0};  // [outside, inside]
+        walk(target, [&](int r, int c, float, float lon) {
+            const int in = lon >= -85.0f && lon <= -76.0f;
+            ++n[in];
+            blank[in] += img.im.data[r * target.nx + c] == 0;
+        });
+        if (remap_inc != 0)
+            EXPECT_EQ(blank[0], n[0]);
+        else
+            EXPECT_LT(blank[0], n[0] / 2);
+        EXPECT_LT(blank[1], n[1] / 10);
+    }
+}
+
 // Real files: the navigated sector zooms through the satellite's own grid and
 // leaves the navigation pointed at the zoomed pixels; the projected radar file
 // zooms on its domain.

@@ -117,6 +117,33 @@ TEST_F(SymbolsWindow, BarbsHaveHalfBarbsBarbsAndFlagsWhereTheyBelong) {
     EXPECT_TRUE(lit().empty());
 }
 
+TEST_F(SymbolsWindow, CloudCircleFillsItsShare) {
+    // The share of the disk that is filled, on the pixels inside the circle.
+    struct Case {
+        const char* code;
+        double low, high;
+    } cases[] = {
+        {"0", 0.0, 0.05}, {"2", 0.22, 0.3}, {"7", 0.78, 0.9}, {"8", 0.97, 1.0}, {"?", 0.0, 0.12}};
+    const double cx = pixel_x(0.5), cy = pixel_y(0.5);
+    const double rx = 0.2 * SCALE, ry = 0.2 * 0.8 * SCALE;  // radius 20 units
+    for (const Case& c : cases) {
+        gclear_ws();
+        WX_cloud(50, 50, 20, c.code);
+        PixelSet s = lit();
+        int inside = 0, filled = 0;
+        for (int py = static_cast<int>(cy - ry); py <= cy + ry; ++py)
+            for (int px = static_cast<int>(cx - rx); px <= cx + rx; ++px) {
+                double u = (px - cx) / rx, v = (py - cy) / ry;
+                if (u * u + v * v > 0.8) continue;  // well inside the outline
+                inside++;
+                filled += s.count({px, py}) > 0;
+            }
+        double share = static_cast<double>(filled) / inside;
+        EXPECT_GE(share, c.low) << c.code;
+        EXPECT_LE(share, c.high) << c.code;
+    }
+}
+
 // Projects with pyproj: x and y in metres of a spherical earth of the map's radius.
 std::pair<double, double> pyproj(const std::string& proj, double lat, double lon) {
     char script[512];
@@ -254,7 +281,38 @@ TEST_F(SymbolsWindow, HostileSymbolFiles) {
         << capture.err();
 }
 
-TEST_F(SymbolsWindow, RawLimitsAndWindQuirks) {
+TEST_F(SymbolsWindow, RawFormatsAndTheirQuirks) {
+    // Plot parameters place "ur" to the left; a format places it to the right.
+    RES_put("plot_param", "ur,skip3,ybar5,mark=cld");
+    RawAttrib a;
+    RAW_init_attrib(&a);
+    RAW_plot_param(&a);
+    EXPECT_FLOAT_EQ(a.xoff, -0.012f);
+    EXPECT_EQ(a.skip, 3);
+    EXPECT_FLOAT_EQ(a.ybar, 5.0f);
+    EXPECT_EQ(a.mark, RAW_MARK_CLOUD);
+    struct Case {
+        const char* format;
+        int type;
+        float xoff, yoff, scale;
+        int halign, valign;
+    } cases[] = {
+        {"ur", 0, 0.012f, 0.02f, 1, 1, 3},
+        {"barb:xy=-1,2", RAW_BARB, -0.012f, 0.04f, 1, 3, 3},
+        {"fm=z%3.1f:ta=Lt", RAW_NUMBER, 0, 0, 1, 1, 1},
+    };
+    for (const Case& c : cases) {
+        RawAttrib f;
+        RAW_init_attrib(&f);
+        EXPECT_EQ(RAW_parse_format(&f, c.format), c.type) << c.format;
+        EXPECT_FLOAT_EQ(f.xoff, c.xoff) << c.format;
+        EXPECT_FLOAT_EQ(f.yoff, c.yoff) << c.format;
+        EXPECT_FLOAT_EQ(f.scale, c.scale) << c.format;
+        EXPECT_EQ(f.halign, c.halign) << c.format;
+        EXPECT_EQ(f.valign, c.valign) << c.format;
+    }
+    RES_reset();
+
     // Limits test numbers only: a text without one is drawn. A negative wind draws
     // nothing, a calm one its circle.
     sat_test::TempDir dir;

@@ -2,7 +2,8 @@
 // the window's pixels show the title upper left and the date upper right in the
 // label band, a border round the picture, the user's labels in their place,
 // "fullab" labels inside, "full" without margins and a panel in the upper right
-// quarter, and Return ends the hold. Hostile plot parameters on PostScript.
+// quarter, and Return ends the hold. Without a display the same plot goes to
+// PostScript with its border and labels; hostile plot parameters end cleanly.
 #include <gtest/gtest.h>
 // clang-format off
 #include <X11/Xlib.h>
@@ -243,6 +244,24 @@ TEST_F(PlotWindow, PanelTwoByTwoPlusOneZeroIsTheUpperRightQuarter) {
     EXPECT_LE(box[3], p.height / 2 + 1);
     // Labels and border fill that quarter: the date near its right edge.
     EXPECT_GT(p.whites(7 * p.width / 8, p.width, 0, p.height / 2), 30);
+}
+
+TEST(PlotPostScript, TheSamePlotWithoutADisplayCarriesBorderAndLabels) {
+    sat_test::TempDir dir;
+    const std::string ps = dir.file("plot.ps");
+    const auto run =
+        sat_test::run_sat({"-de", "ps," + ps, "-la", "ll:lower_left", sat_test::testdata(area)});
+    ASSERT_EQ(run.code, 0) << run.err;
+    // The border, then the title, the date and the user's label, each a text
+    // comment with its strokes.
+    const std::string text = sat_test::read_file(ps);
+    const size_t border = text.find("%%PL:5");
+    const size_t title = text.find("%%TE:", border);
+    ASSERT_NE(border, std::string::npos);
+    ASSERT_NE(title, std::string::npos);
+    EXPECT_NE(text.find(" MDR", title), std::string::npos);
+    EXPECT_NE(text.find(" 0859Z 16 MAY 00\nnp\n"), std::string::npos);
+    EXPECT_NE(text.find(" lower left\nnp\n"), std::string::npos);
 }
 
 TEST(PlotPostScript, HostilePlotParametersNeitherCrashNorStall) {

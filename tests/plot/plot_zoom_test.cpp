@@ -1,5 +1,6 @@
-// The zoom box's refusals: a release on the press's column, or another event
-// between press and release. The box's domain itself is checked on a real
+// The zoom box's refusals (a release on the press's column, another event
+// between press and release), and the replot, resize and refresh callbacks
+// handed the present map domain. The box's domain itself is checked on a real
 // window in tests/graphics/events_window_test.cpp.
 #include <gtest/gtest.h>
 
@@ -64,4 +65,20 @@ TEST_F(PlotZoom, ClicksWithoutABoxAndOtherEvents) {
     PLT_plot_zoom("B2-P", x1, y1);
     PLT_plot_zoom("B1-R", x2, y2);
     EXPECT_EQ(calls.size(), 1u);
+}
+
+TEST_F(PlotZoom, ReplotResizeAndRefreshHandOverTheMapDomain) {
+    EXPECT_EQ(PLT_plot_zoom("r-Alt", 0, 0), 0);
+    EXPECT_EQ(PLT_plot_resize("size"), 0);
+    EXPECT_EQ(PLT_plot_resize("sizes"), 0);
+    EXPECT_EQ(PLT_plot_refresh(), 0);
+    ASSERT_EQ(calls.size(), 3u);
+    for (const Domain& d : calls) {
+        EXPECT_FLOAT_EQ(d.clat, map.clat);
+        EXPECT_FLOAT_EQ(d.dx, map.dx);
+        EXPECT_EQ(d.nx, map.nx);
+    }
+    // A replot does not count as a zoom: there is no original view to go back to.
+    PLT_plot_zoom("u-Alt", 0, 0);
+    EXPECT_EQ(calls.size(), 3u);
 }
