@@ -320,6 +320,12 @@ TEST(Program, BatchWithoutAFileAndFourFailedTriesExitWithTen) {
               std::string::npos)
         << result.out;
     EXPECT_EQ(sat_run(dir, {"-sp", dir.path()}, "exit\n").code, 0);
+    // An empty answer is a name like any other: the standard input, here the file.
+    result = sat_run(
+        dir, {"-pl", "none", "-ou", "date"},
+        "\n" + sat_test::read_file(sat_test::testdata("area/goes8_wv_gvar_1998260_0745.area")));
+    EXPECT_EQ(result.code, 10) << result.err;
+    EXPECT_NE(result.out.find("0745Z 17 SEP 98"), std::string::npos) << result.out;
 }
 
 }  // namespace

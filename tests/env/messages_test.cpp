@@ -79,6 +79,21 @@ TEST_F(MessTest, LevelWordsAndSubLevels) {
     }
 }
 
+// The named single sub-levels the modules report at are the bits the letters of
+// "-me" turn on, alone.
+TEST_F(MessTest, NamedSubLevelsAreTheLettersOfTheirClass) {
+    const std::pair<const char*, uint32_t> cases[] = {
+        {"none,+warna", MESS_WARN_A},   {"none,+messd", MESS_MESS_D},
+        {"none,+debuga", MESS_DEBUG_A}, {"none,+debugb", MESS_DEBUG_B},
+        {"none,+debugc", MESS_DEBUG_C}, {"none,+debugd", MESS_DEBUG_D}};
+    for (const auto& [text, level] : cases) {
+        MESS_reset();
+        MESS_set_str(text);
+        EXPECT_EQ(MESS_get(), level) << text;
+        EXPECT_EQ(MESS_check(level), 1) << text;
+    }
+}
+
 // Prints through a log set by `-me` text, restores the screen and returns what it showed.
 std::string print_with(const std::string& level,
                        const std::vector<std::pair<uint32_t, const char*>>& lines) {

@@ -136,6 +136,32 @@ TEST_F(ResTest, ConversionByType) {
     }
 }
 
+TEST_F(ResTest, TimeOfInterestForms) {
+    // "text=year month day hour minute", "-" for missing. "-12345" has six characters:
+    // no test of the first. The lowest minute has no opposite in an int: it turns into
+    // the highest.
+    // clang-format off
+    const std::string cases[] = {
+        "#201611260420=2016 11 26 4 20", "#2016=2016 - - - -", "#2016ab26=2016 - 26 - -",
+        "#x0161126=- 11 26 - -", "112604=- 11 26 4 -", "-12345=- -1 23 45 -", "2604=- - 26 4 -",
+        "504=- - 5 4 -", "1d6:30=- - 1 6 30", "-1d=- - -1 - -", ":45=- - - - 45",
+        "-:30=- - - - -30", "6=- - - 6 -", "-6=- - - -6 -", "6:15=- - - 6 15",
+        "-2:30=- - - -2 30", "-0:30=- - - - -30", "abc=- - - - -",
+        "-:-2147483648=- - - - 2147483647", "-0:-2147483648=- - - - 2147483647",
+        "-0=- - - - 9999"};  // a bare -0 negates the missing minute too
+    // clang-format on
+    for (const std::string& c : cases) {
+        std::string text = c.substr(0, c.find('=')), expected = c.substr(c.find('=') + 1);
+        Date d;
+        ASSERT_EQ(RES_hour_date(text.c_str(), &d), 1);
+        std::string got;
+        for (int v : {d.year, d.month, d.day, d.hour, d.minute})
+            got += (got.empty() ? "" : " ") + (v == -9999 ? "-" : std::to_string(v));
+        EXPECT_EQ(got, expected) << text;
+        EXPECT_EQ(d.second, -9999) << text;
+    }
+}
+
 TEST_F(ResTest, CommandLineRules) {
     const std::string longname(60, 'q');
     const struct {
@@ -214,6 +240,16 @@ TEST_F(ResTest, DefaultsListTagsAndConditionals) {
     expect_after({}, {"title=first", "label=a", "geometry=10x10", "background=<absent>",
                       "font_list=kept_b", "color_table=<absent>", "output=counted"});
     EXPECT_EQ(cap.err(), "DEF_get: end without an if\n");
+}
+
+TEST_F(ResTest, DefaultsDirectorySearch) {
+    TempDir a, b;
+    write_file(a.file(".zmtdef"), "*title: dot\n");
+    write_file(a.file("Zmt.res"), "*title: res\n");
+    write_file(b.file("Zmt.res"), "*label: res\n");
+    write_file(b.file("zmt.cfg"), "*label: cfg\n");
+    setenv("zmtdefault", (a.path() + ":" + b.path() + ":/nonexistent").c_str(), 1);
+    expect_after({}, {"title=dot", "label=cfg"});
 }
 
 TEST_F(ResTest, PatternsAndQualifiedNames) {
