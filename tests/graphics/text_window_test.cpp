@@ -17,6 +17,7 @@
 #include "graphics/graphics.h"
 #include "test_support.h"
 #include "tests/graphics/text_stroke.h"
+#include "tests/support/window_pixels.h"
 #include "tests/support/xvfb.h"
 
 using namespace text_test;
@@ -57,23 +58,18 @@ class WindowText : public ::testing::Test {
     void clear() { gclear_ws(); }
     // The pixels of the picture that differ from the background, and their box.
     PixelBox ink(std::vector<unsigned long>* colours = nullptr) {
-        Display* d = gget_display();
         int w = 0, h = 0;
         gget_win_size(&w, &h);
-        XImage* image = XGetImage(d, gget_base_window(), 0, 0, static_cast<unsigned>(w),
-                                  static_cast<unsigned>(h), AllPlanes, ZPixmap);
+        const auto all = sat_test::drawable_pixels(gget_base_window(), w, h);
         PixelBox box;
-        if (!image) return box;
-        const unsigned long back = XGetPixel(image, 0, 0);
-        for (int y = 0; y < h; ++y)
+        for (int y = 0; y < h && !all.empty(); ++y)
             for (int x = 0; x < w; ++x) {
-                const unsigned long p = XGetPixel(image, x, y);
-                if (p == back) continue;
+                const unsigned long p = all[static_cast<size_t>(y * w + x)];
+                if (p == all[0]) continue;
                 box = {std::min(box.x0, x), std::max(box.x1, x), std::min(box.y0, y),
                        std::max(box.y1, y)};
                 if (colours) colours->push_back(p);
             }
-        XDestroyImage(image);
         return box;
     }
 
@@ -127,22 +123,17 @@ TEST_F(WindowText, DropShadowFallsDownAndRightInBlack) {
     draw_case(c, 0.4f, 0.4f);
     gset_font_drop(0);
     const PixelBox box = pixels(world_box(c, 0.4f, 0.4f));
+    auto pixel = [](int x, int y) { return sat_test::drawable_pixel(gget_base_window(), x, y); };
     Display* d = gget_display();
-    int w = 0, h = 0;
-    gget_win_size(&w, &h);
-    XImage* image = XGetImage(d, gget_base_window(), 0, 0, static_cast<unsigned>(w),
-                              static_cast<unsigned>(h), AllPlanes, ZPixmap);
-    ASSERT_NE(image, nullptr);
     const unsigned long black = BlackPixel(d, DefaultScreen(d));
     const unsigned long text = static_cast<unsigned long>(gget_color_ind(1));
     // The box's lower left corner in white, its shadow one and two pixels down
     // and right in black, and nothing up and left of it.
-    EXPECT_EQ(XGetPixel(image, box.x0, box.y1), text);
-    EXPECT_EQ(XGetPixel(image, box.x0 + 2, box.y1 + 2), black);
-    EXPECT_EQ(XGetPixel(image, box.x1 + 2, box.y1 + 1), black);
-    EXPECT_NE(XGetPixel(image, box.x0 - 2, box.y0 - 2), black);
-    EXPECT_NE(XGetPixel(image, box.x0 - 1, box.y0 - 1), black);
-    XDestroyImage(image);
+    EXPECT_EQ(pixel(box.x0, box.y1), text);
+    EXPECT_EQ(pixel(box.x0 + 2, box.y1 + 2), black);
+    EXPECT_EQ(pixel(box.x1 + 2, box.y1 + 1), black);
+    EXPECT_NE(pixel(box.x0 - 2, box.y0 - 2), black);
+    EXPECT_NE(pixel(box.x0 - 1, box.y0 - 1), black);
 }
 
 TEST_F(WindowText, ServerFontTextStandsAtItsAlignment) {
