@@ -629,6 +629,84 @@ int allocate_picture(Image* image, long long file_left) {
     return 1;
 }
 
+// The signature, past a text banner line if one leads, and the logical screen
+// descriptor; the screen's flags byte goes to `flags`.
+bool read_screen(Reader& in, Image* image, int* flags) {
+    unsigned char b[13];
+    bool got = in.read(b, 3);
+    if (got && std::memcmp(b, "** ", 3) == 0) {
+        int c;
+        while ((c = in.byte()) != EOF && c != '\n') {
+        }
+        got = in.read(b, 3);
+    }
+    if (!got || std::memcmp(b, "GIF", 3) != 0) {
+        MESS_print(MESS_WARN, "GIF_read: Not a GIF file\n");
+        return false;
+    }
+    if (!in.read(b, 3 + 7)) {
+        MESS_print(MESS_WARN, "GIF_read: File ends in the screen descriptor\n");
+        return false;
+    }
+    const unsigned char* screen = b + 3;
+    image->width = le16(screen);
+    image->height = le16(screen + 2);
+    image->bytes_per_line = image->width;
+    *flags = screen[4];
+    image->num_colors = 1 << ((*flags & 7) + 1);
+    image->depth = 8;
+    image->mapped = 1;
+    std::snprintf(image->info, sizeof image->info, "GIF");
+    MESS_print(MESS_DEBUG, "Screen: %dx%d table %d resolution %d sorted %d colors %d\n",
+               image->width, image->height, *flags >> 7, ((*flags >> 4) & 7) + 1, (*flags >> 3) & 1,
+               image->num_colors);
+    return true;
+}
+
+// The global colour table, when the screen's flags say there is one.
+bool read_global_table(Reader& in, Image* image, int flags) {
+    if (!(flags & 0x80)) return true;
+    unsigned char table[3 * 256];
+    if (!in.read(table, static_cast<size_t>(image->num_colors) * 3)) {
+        MESS_print(MESS_WARN, "GIF_read: File ends in the colour table\n");
+        return false;
+    }
+    for (int i = 0; i < image->num_colors * 3; i++) image->colors[i] = table[i] / 255.0f;
+    return true;
+}
+
+// Passes extensions and stray bytes up to the first image descriptor and
+// decodes that image; later images are not read.
+bool read_first_image(Reader& in, Image* image) {
+    for (;;) {
+        int c = in.byte();
+        if (c == EOF) {
+            MESS_print(MESS_WARN, "GIF_read: No image in the file\n");
+            return false;
+        }
+        if (c == 0x21) {
+            if (read_extension(in)) continue;
+            MESS_print(MESS_WARN, "GIF_read: File ends in an extension\n");
+            return false;
+        }
+        if (c == 0x2C) break;
+    }
+    unsigned char d[9];
+    int code_size;
+    if (!in.read(d, 9) || ((d[8] & 0x80) && !in.skip(static_cast<size_t>(3) << ((d[8] & 7) + 1))) ||
+        (code_size = in.byte()) == EOF) {
+        MESS_print(MESS_WARN, "GIF_read: File ends in the image descriptor\n");
+        return false;
+    }
+    if (code_size < 1 || code_size >= LZW_MAX_BITS) {
+        MESS_print(MESS_WARN, "GIF_read: LZW code size %d out of range\n", code_size);
+        return false;
+    }
+    RowCursor out{image, le16(d + 4), le16(d + 6), (d[8] & 0x40) != 0};
+    out.done = out.width <= 0 || out.height <= 0;
+    return decode_lzw(in, out, code_size) == Decode::Ok;
+}
+
 }  // namespace
 
 void GIF_quantise(Image* image, GifQuantiseMode mode, unsigned char* indices, GifPalette* palette) {
@@ -734,88 +812,14 @@ int GIF_read(const char* name, Image* image, int header_only) {
         return 0;
     }
     Reader in{file.get()};
-    unsigned char b[13];
-    bool got = in.read(b, 3);
-    if (got && std::memcmp(b, "** ", 3) == 0) {  // a text banner before the image
-        int c;
-        while ((c = in.byte()) != EOF && c != '\n') {
-        }
-        got = in.read(b, 3);
-    }
-    if (!got || std::memcmp(b, "GIF", 3) != 0) {
-        MESS_print(MESS_WARN, "GIF_read: Not a GIF file\n");
-        return 0;
-    }
-    if (!in.read(b, 3 + 7)) {
-        MESS_print(MESS_WARN, "GIF_read: File ends in the screen descriptor\n");
-        return 0;
-    }
-    const unsigned char* screen = b + 3;
-    image->width = le16(screen);
-    image->height = le16(screen + 2);
-    image->bytes_per_line = image->width;
-    const int flags = screen[4];
-    image->num_colors = 1 << ((flags & 7) + 1);
-    image->depth = 8;
-    image->mapped = 1;
-    std::snprintf(image->info, sizeof image->info, "GIF");
-    MESS_print(MESS_DEBUG, "Screen: %dx%d table %d resolution %d sorted %d colors %d\n",
-               image->width, image->height, flags >> 7, ((flags >> 4) & 7) + 1, (flags >> 3) & 1,
-               image->num_colors);
+    int flags = 0;
+    if (!read_screen(in, image, &flags)) return 0;
     if (header_only == 1) return 1;
-
-    if (!allocate_picture(image, FILE_bytes_left(file.get()))) {
-        drop_pixels(image);
-        return 0;
-    }
-    if (flags & 0x80) {
-        unsigned char table[3 * 256];
-        if (!in.read(table, static_cast<size_t>(image->num_colors) * 3)) {
-            MESS_print(MESS_WARN, "GIF_read: File ends in the colour table\n");
-            drop_pixels(image);
-            return 0;
-        }
-        for (int i = 0; i < image->num_colors * 3; i++) image->colors[i] = table[i] / 255.0f;
-    }
-
-    for (;;) {
-        int c = in.byte();
-        if (c == EOF) {
-            MESS_print(MESS_WARN, "GIF_read: No image in the file\n");
-            drop_pixels(image);
-            return 0;
-        }
-        if (c == 0x21) {
-            if (!read_extension(in)) {
-                MESS_print(MESS_WARN, "GIF_read: File ends in an extension\n");
-                drop_pixels(image);
-                return 0;
-            }
-            continue;
-        }
-        if (c != 0x2C) continue;  // stray bytes between blocks are passed over
-        unsigned char d[9];
-        int code_size;
-        if (!in.read(d, 9) ||
-            ((d[8] & 0x80) && !in.skip(static_cast<size_t>(3) << ((d[8] & 7) + 1))) ||
-            (code_size = in.byte()) == EOF) {
-            MESS_print(MESS_WARN, "GIF_read: File ends in the image descriptor\n");
-            drop_pixels(image);
-            return 0;
-        }
-        if (code_size < 1 || code_size >= LZW_MAX_BITS) {
-            MESS_print(MESS_WARN, "GIF_read: LZW code size %d out of range\n", code_size);
-            drop_pixels(image);
-            return 0;
-        }
-        RowCursor out{image, le16(d + 4), le16(d + 6), (d[8] & 0x40) != 0};
-        out.done = out.width <= 0 || out.height <= 0;
-        if (decode_lzw(in, out, code_size) == Decode::Refused) {
-            drop_pixels(image);
-            return 0;
-        }
+    if (allocate_picture(image, FILE_bytes_left(file.get())) &&
+        read_global_table(in, image, flags) && read_first_image(in, image))
         return 1;
-    }
+    drop_pixels(image);
+    return 0;
 }
 
 int GIF_dump(const char* name) {

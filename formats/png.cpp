@@ -87,22 +87,8 @@ struct PngHeader {
     int bit_depth = 0, color_type = 0, interlace = 0, compression = 0, filter = 0;
 };
 
-// Reads header, palette and pixels into `image`. `limit` bounds the pixel bytes.
-bool read_png(FILE* f, Image* image, int header_only, unsigned long long limit) {
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, on_error, on_warning);
-    if (!png) return false;
-    png_infop info = png_create_info_struct(png);
-    if (!info) {
-        png_destroy_read_struct(&png, nullptr, nullptr);
-        return false;
-    }
-    if (setjmp(png_jmpbuf(png))) {
-        png_destroy_read_struct(&png, &info, nullptr);
-        return false;
-    }
-    png_init_io(png, f);
-    png_set_sig_bytes(png, 8);
-    png_read_info(png, info);
+// The header's size and pixel layout, into `image`.
+PngHeader describe_header(png_structp png, png_infop info, Image* image) {
     PngHeader h;
     png_get_IHDR(png, info, &h.width, &h.height, &h.bit_depth, &h.color_type, &h.interlace,
                  &h.compression, &h.filter);
@@ -122,18 +108,13 @@ bool read_png(FILE* f, Image* image, int header_only, unsigned long long limit) 
         image->bits_per_pixel = static_cast<int>(rowbytes / h.width * 8);
     }
     image->byte_order = 1;
-    if (header_only == 1) {
-        png_destroy_read_struct(&png, &info, nullptr);
-        return true;
-    }
-    const unsigned long long bytes = static_cast<unsigned long long>(rowbytes) * h.height;
-    if (bytes > limit) {
-        MESS_print(MESS_WARN, "PNG_read: Image of %dx%d is larger than the file\n", image->width,
-                   image->height);
-        png_destroy_read_struct(&png, &info, nullptr);
-        return false;
-    }
-    if (h.color_type == PNG_COLOR_TYPE_PALETTE) {
+    return h;
+}
+
+// The palette of a mapped file, or the channel masks of an RGB one. May
+// longjmp through png_error.
+void take_colours(png_structp png, png_infop info, Image* image, int color_type) {
+    if (color_type == PNG_COLOR_TYPE_PALETTE) {
         image->mapped = 1;
         image->red_mask = image->green_mask = image->blue_mask = 0;
         png_colorp palette = nullptr;
@@ -149,36 +130,74 @@ bool read_png(FILE* f, Image* image, int header_only, unsigned long long limit) 
             image->num_colors = count;
         }
         MESS_print(MESS_DEBUG, "color table size: %d\n", count);
-    } else if (h.color_type == PNG_COLOR_TYPE_RGB || h.color_type == PNG_COLOR_TYPE_RGB_ALPHA) {
+    } else if (color_type == PNG_COLOR_TYPE_RGB || color_type == PNG_COLOR_TYPE_RGB_ALPHA) {
         image->mapped = 0;
         image->red_mask = 0xFF0000;
         image->green_mask = 0xFF00;
         image->blue_mask = 0xFF;
     }
-    image->data = static_cast<unsigned char*>(std::calloc(bytes ? bytes : 1, 1));
-    if (!image->data) {
-        MESS_print(MESS_WARN, "Unable to allocate data buffer.\n");
-        png_destroy_read_struct(&png, &info, nullptr);
-        return false;
-    }
-    // Rows go straight to the picture, so later passes of an interlaced file
-    // add to what the earlier ones left.
+}
+
+// Every pass's rows into `image->data`, which holds `bytes`. Rows go straight
+// to the picture, so later passes of an interlaced file add to what the
+// earlier ones left.
+void read_rows(png_structp png, Image* image, const PngHeader& h, size_t bytes) {
+    const size_t rowbytes = static_cast<size_t>(image->bytes_per_line);
     const int passes = png_set_interlace_handling(png);
     for (int pass = 0; pass < passes; pass++)
         for (png_uint_32 y = 0; y < h.height; y++)
             png_read_row(png, image->data + static_cast<size_t>(y) * rowbytes, nullptr);
-    if (h.color_type == PNG_COLOR_TYPE_RGB_ALPHA) {
-        // Alpha goes; the colour moves to the low three bytes, red staying in byte 0.
-        for (size_t i = 0; i + 3 < bytes; i += 4) {
-            unsigned char* p = image->data + i;
-            p[3] = p[2];
-            p[2] = p[1];
-            p[1] = p[0];
-        }
+    if (h.color_type != PNG_COLOR_TYPE_RGB_ALPHA) return;
+    // Alpha goes; the colour moves to the low three bytes, red staying in byte 0.
+    for (size_t i = 0; i + 3 < bytes; i += 4) {
+        unsigned char* p = image->data + i;
+        p[3] = p[2];
+        p[2] = p[1];
+        p[1] = p[0];
     }
+}
+
+// The colours and pixels after the header, within `limit` bytes of pixels.
+bool read_pixels(png_structp png, png_infop info, Image* image, const PngHeader& h,
+                 unsigned long long limit) {
+    const unsigned long long bytes =
+        static_cast<unsigned long long>(image->bytes_per_line) * h.height;
+    if (bytes > limit) {
+        MESS_print(MESS_WARN, "PNG_read: Image of %dx%d is larger than the file\n", image->width,
+                   image->height);
+        return false;
+    }
+    take_colours(png, info, image, h.color_type);
+    image->data = static_cast<unsigned char*>(std::calloc(bytes ? bytes : 1, 1));
+    if (!image->data) {
+        MESS_print(MESS_WARN, "Unable to allocate data buffer.\n");
+        return false;
+    }
+    read_rows(png, image, h, bytes);
     png_read_end(png, nullptr);
-    png_destroy_read_struct(&png, &info, nullptr);
     return true;
+}
+
+// Reads header, palette and pixels into `image`. `limit` bounds the pixel bytes.
+bool read_png(FILE* f, Image* image, int header_only, unsigned long long limit) {
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, on_error, on_warning);
+    if (!png) return false;
+    png_infop info = png_create_info_struct(png);
+    if (!info) {
+        png_destroy_read_struct(&png, nullptr, nullptr);
+        return false;
+    }
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_read_struct(&png, &info, nullptr);
+        return false;
+    }
+    png_init_io(png, f);
+    png_set_sig_bytes(png, 8);
+    png_read_info(png, info);
+    const PngHeader h = describe_header(png, info, image);
+    const bool ok = header_only == 1 || read_pixels(png, info, image, h, limit);
+    png_destroy_read_struct(&png, &info, nullptr);
+    return ok;
 }
 
 }  // namespace
