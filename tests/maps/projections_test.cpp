@@ -1,5 +1,5 @@
 // Projections: agreement with an independent implementation (the `proj` tool of
-// PROJ, on the same sphere), round trips, limits, grids and the map rules.
+// PROJ, on the same sphere) forward and inverse, limits, grids and the map rules.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -29,13 +29,10 @@ Domain make(const char* text) {
     return d;
 }
 
-// Decodes a domain and makes it the current one.
-Domain use(const Domain& d) {
+Domain use(const char* text) {
+    Domain d = make(text);
     MAP_domain(&d);
     return d;
-}
-Domain use(const char* text) {
-    return use(make(text));
 }
 
 Domain sat_domain(float plon, float radius, float tlat2, int ext) {
@@ -52,18 +49,6 @@ std::vector<LatLon> grid(double lat0, double lat1, double lon0, double lon1, dou
     std::vector<LatLon> pts;
     for (double lat = lat0; lat <= lat1 + 1e-9; lat += step)
         for (double lon = lon0; lon <= lon1 + 1e-9; lon += step) pts.push_back({lat, lon});
-    return pts;
-}
-
-// Points within an arc of a centre: the valid area of the azimuthal views, away
-// from the limb where a float coordinate no longer pins the point down.
-std::vector<LatLon> near(double clat, double clon, double arc, double step, double maxlat = 89.5) {
-    std::vector<LatLon> pts;
-    for (const LatLon& p : grid(-maxlat, maxlat, clon - 180, clon + 179, step)) {
-        double c = std::sin(clat * kDeg) * std::sin(p.lat * kDeg) +
-                   std::cos(clat * kDeg) * std::cos(p.lat * kDeg) * std::cos((p.lon - clon) * kDeg);
-        if (c >= std::cos(arc * kDeg)) pts.push_back(p);
-    }
     return pts;
 }
 
@@ -101,6 +86,8 @@ std::vector<std::pair<double, double>> proj_forward(const std::string& args,
 #define NEED_PROJ() \
     if (!sat_test::file_exists("/usr/bin/proj")) GTEST_SKIP() << "proj-bin not installed"
 
+// One row per projection branch: the forward against PROJ, and our inverse of
+// PROJ's coordinates back to the point.
 TEST(ProjectionOracle, MapProjectionsAgreeWithProj) {
     NEED_PROJ();
     // Our southern tangent cone takes tan(45 - tlat1/2) with the signed latitude
@@ -116,8 +103,6 @@ TEST(ProjectionOracle, MapProjectionsAgreeWithProj) {
     const Case cases[] = {
         {"ps,40,-100,25,17,1,1", "stere +lat_0=90 +lat_ts=60 +lon_0=-100", kUnits,
          grid(-70, 88, -180, 175, 7.5)},
-        {"ps:90:-80:45,40,-80,25,17,1,1", "stere +lat_0=90 +lat_ts=45 +lon_0=-80", kUnits,
-         grid(-60, 88, -180, 175, 9.5)},
         {"ps:-90:30,-60,30,25,17,1,1", "stere +lat_0=-90 +lat_ts=-60 +lon_0=30", kUnits,
          grid(-88, 70, -180, 175, 7.5)},
         // Latitude-longitude coordinates are degrees.
@@ -134,12 +119,10 @@ TEST(ProjectionOracle, MapProjectionsAgreeWithProj) {
         // constant: it is the northern cone through the mirrored latitudes.
         {"lamb:-90:100:-30:-60,-40,100,25,17,1,1", "lcc +lat_0=90 +lat_1=30 +lat_2=60 +lon_0=100",
          kUnits, grid(-80, 88, -75, 275, 6)},
-        {"or,40,-100,25,17,1,1", "ortho +lat_0=40 +lon_0=-100", kUnits, near(40, -100, 70, 5, 88)},
-        {"or,0,150,25,17,1,1", "ortho +lat_0=0 +lon_0=150", kUnits, near(0, 150, 70, 5, 88)},
+        {"or,40,-100,25,17,1,1", "ortho +lat_0=40 +lon_0=-100", kUnits, grid(10, 70, -140, -60, 5)},
         {"laz,40,-100,25,17,1,1", "laea +lat_0=40 +lon_0=-100", kUnits, grid(-80, 89, -270, 60, 7)},
         {"laz,90,0,25,17,1,1", "laea +lat_0=90 +lon_0=0", kUnits, grid(-80, 89, -180, 175, 7)},
-        // This Mollweide is the textbook one at 1/sqrt(2) of the size
-        // (x = 2/pi R lon cos t, y = R sin t): the earth fits 2R by 4R.
+        // This Mollweide is the textbook one at 1/sqrt(2) of the size.
         {"mo,0,-30,41,21,6.4,6.4", "moll +lon_0=-30", kUnits / std::sqrt(2.0),
          grid(-85, 85, -209, 149, 6.5)},
     };
@@ -158,7 +141,6 @@ TEST(ProjectionOracle, MapProjectionsAgreeWithProj) {
             double tol = 5e-5 + 2e-7 * (std::fabs(rx) + std::fabs(ry));  // 5 m and float
             EXPECT_NEAR(x, rx, tol) << p.lat << " " << p.lon;
             EXPECT_NEAR(y, ry, tol) << p.lat << " " << p.lon;
-            // Our inverse of PROJ's coordinates comes back to the point.
             ASSERT_EQ(MAP_untran(float(rx), float(ry), &lat, &lon), 1);
             expect_same_point(lat, lon, p, 1e-4);
             ++compared;
@@ -168,92 +150,55 @@ TEST(ProjectionOracle, MapProjectionsAgreeWithProj) {
 }
 
 // The geostationary view with the ellipsoid ("e") and second parameter 1 gives
-// scan angles times the orbit radius: PROJ's geos with its default sweep, whose
-// unit is the angle times the height above the surface. Another second parameter
-// gives the tangents of the angles. On the sphere only the forward is PROJ's: our
-// spherical inverse follows a straight ray through the plane and meets the
-// equatorial radius, so it is near, not exact.
+// scan angles times the orbit radius: PROJ's geos, whose unit is the angle times
+// the height above the surface. Another second parameter gives the tangents of
+// the angles. On the sphere only the forward is PROJ's: our spherical inverse
+// meets the equatorial radius, so it is near, not exact.
 TEST(ProjectionOracle, GeostationaryViewAgreesWithGeos) {
     NEED_PROJ();
-    for (float plon : {-75.2f, 0.0f, 140.7f}) {
-        const double h = double(421.64f) * 1e5 - 6378137.0;
-        const double hs = double(421.61f) * 1e5 - 6371220.0;
-        const std::string lon0 = " +lon_0=" + std::to_string(plon);
-        auto pts = grid(-75, 75, plon - 75, plon + 75, 5.0);
-        auto ref =
-            proj_forward("+proj=geos +a=6378137 +b=6356752 +h=" + std::to_string(h) + lon0, pts);
-        auto sph = proj_forward("+proj=geos +h=" + std::to_string(hs) + lon0 + kSphere, pts);
-        ASSERT_TRUE(ref.size() == pts.size() && sph.size() == pts.size());
-        Domain scan = sat_domain(plon, 421.64f, 1, 1), plane = sat_domain(plon, 421.64f, 0, 1);
-        Domain sphere = sat_domain(plon, kMiss, 1, 0);  // the default radius, 421.61
-        int compared = 0;
-        for (size_t i = 0; i < pts.size(); ++i) {
-            if (std::isnan(ref[i].first)) continue;
-            const float la = float(pts[i].lat), lo = float(pts[i].lon);
-            const double ax = ref[i].first / h, ay = ref[i].second / h;
-            float x, y, lat, lon;
-            MAP_domain(&scan);
-            // The forward's limb is that of the sphere R: right at the edge it may refuse.
-            if (MAP_tran(la, lo, &x, &y) != 1) {
-                EXPECT_GT(std::hypot(ax, ay), 0.145) << "refused inside the disk";
-                continue;
-            }
-            EXPECT_NEAR(x / 421.64, ax, 2e-7) << la << " " << lo;
-            EXPECT_NEAR(y / 421.64, ay, 2e-7) << la << " " << lo;
-            ASSERT_EQ(MAP_untran(float(ax * 421.64), float(ay * 421.64), &lat, &lon), 1);
-            double arc = std::acos(std::cos(la * kDeg) * std::cos((lo - plon) * kDeg)) / kDeg;
-            expect_same_point(lat, lon, pts[i], arc < 60 ? 1e-4 : 1e-2);
-            MAP_domain(&plane);
-            ASSERT_EQ(MAP_tran(la, lo, &x, &y), 1);
-            EXPECT_NEAR(x / 421.64, std::tan(ax), 3e-7);
-            EXPECT_NEAR(y / 421.64, std::tan(ay), 3e-7);
-            MAP_domain(&sphere);
-            if (MAP_tran(la, lo, &x, &y) == 1 && !std::isnan(sph[i].first)) {
-                EXPECT_NEAR(x / 421.61, sph[i].first / hs, 2e-7);
-                EXPECT_NEAR(y / 421.61, sph[i].second / hs, 2e-7);
-                ASSERT_EQ(MAP_untran(x, y, &lat, &lon), 1);
-                if (arc < 60) expect_same_point(lat, lon, pts[i], 0.5);
-            }
-            ++compared;
+    const float plon = -75.2f;
+    const double h = double(421.64f) * 1e5 - 6378137.0;
+    const double hs = double(421.61f) * 1e5 - 6371220.0;
+    const std::string lon0 = " +lon_0=" + std::to_string(plon);
+    auto pts = grid(-75, 75, plon - 75, plon + 75, 5.0);
+    auto ref = proj_forward("+proj=geos +a=6378137 +b=6356752 +h=" + std::to_string(h) + lon0, pts);
+    auto sph = proj_forward("+proj=geos +h=" + std::to_string(hs) + lon0 + kSphere, pts);
+    ASSERT_TRUE(ref.size() == pts.size() && sph.size() == pts.size());
+    Domain scan = sat_domain(plon, 421.64f, 1, 1), plane = sat_domain(plon, 421.64f, 0, 1);
+    Domain sphere = sat_domain(plon, kMiss, 1, 0);  // the default radius, 421.61
+    int compared = 0;
+    for (size_t i = 0; i < pts.size(); ++i) {
+        if (std::isnan(ref[i].first)) continue;
+        const float la = float(pts[i].lat), lo = float(pts[i].lon);
+        const double ax = ref[i].first / h, ay = ref[i].second / h;
+        float x, y, lat, lon;
+        MAP_domain(&scan);
+        // The forward's limb is that of the sphere R: right at the edge it may refuse.
+        if (MAP_tran(la, lo, &x, &y) != 1) {
+            EXPECT_GT(std::hypot(ax, ay), 0.145) << "refused inside the disk";
+            continue;
         }
-        EXPECT_GT(compared, 200);
-    }
-}
-
-TEST(Projections, EveryProjectionRoundTrips) {
-    const std::pair<Domain, std::vector<LatLon>> cases[] = {
-        {make("ps,40,-100,25,17,1,1"), grid(-74, 89.5, -180, 180, 2.5)},
-        {make("ps:-90:10,-60,10,25,17,1,1"), grid(-89.5, 74, -180, 180, 2.5)},
-        {make("ll,0,0,361,181,1,1"), grid(-90, 90, -180, 180, 2.5)},
-        {make("me,0,-100,25,17,1,1"), grid(-89, 89, -180, 179, 2.5)},
-        {make("lamb,40,-100,25,17,1,1"), grid(-80, 89, -279, 79, 2.5)},
-        {make("lamb:-90:100:-25:-25,-40,100,25,17,1,1"), grid(-89, 80, -79, 279, 2.5)},
-        // Two different southern true latitudes: the inverse only comes back through its
-        // sign correction (the plain formula takes a power of a negative ratio).
-        {make("lamb:-90:100:-30:-60,-40,100,25,17,1,1"), grid(-80, 89, -79, 279, 2.5)},
-        // Orthographic latitudes come from an arcsine, which loses its grip at the poles.
-        {make("or,40,-100,25,17,1,1"), near(40, -100, 70, 2.5, 88)},
-        {make("or,-20,60,25,17,1,1"), near(-20, 60, 70, 2.5, 88)},
-        // Mollweide to 85 degrees: nearer the poles the meridians crowd together.
-        {make("mo,0,0,41,21,6.4,6.4"), grid(-85, 85, -179, 179, 2.5)},
-        {make("laz,40,-100,25,17,1,1"), near(40, -100, 150, 2.5)},
-        {make("laz,-90,0,25,17,1,1"), near(-90, 0, 150, 2.5)},
-        // Satellite views up to 60 degrees of arc from the sub-point.
-        {sat_domain(-75.2f, 421.64f, 1, 1), near(0, -75.2, 60, 2.5)},
-        {sat_domain(140.7f, kMiss, 1, 1), near(0, 140.7, 60, 2.5)},
-        {sat_domain(-75.2f, 421.64f, 0, 1), near(0, -75.2, 60, 2.5)},
-        {sat_domain(140.7f, kMiss, 0, 1), near(0, 140.7, 60, 2.5)},
-    };
-    for (const auto& [d, pts] : cases) {
-        SCOPED_TRACE("proj " + std::to_string(d.proj) + " centre " + std::to_string(d.clat));
-        MAP_domain(&d);
-        for (const LatLon& p : pts) {
-            float x, y, lat, lon;
-            ASSERT_EQ(MAP_tran(float(p.lat), float(p.lon), &x, &y), 1) << p.lat << " " << p.lon;
-            ASSERT_EQ(MAP_untran(x, y, &lat, &lon), 1) << p.lat << " " << p.lon;
-            expect_same_point(lat, lon, p, 1e-4);
+        EXPECT_NEAR(x / 421.64, ax, 2e-7) << la << " " << lo;
+        EXPECT_NEAR(y / 421.64, ay, 2e-7) << la << " " << lo;
+        ASSERT_EQ(MAP_untran(float(ax * 421.64), float(ay * 421.64), &lat, &lon), 1);
+        double arc = std::acos(std::cos(la * kDeg) * std::cos((lo - plon) * kDeg)) / kDeg;
+        expect_same_point(lat, lon, pts[i], arc < 60 ? 1e-4 : 1e-2);
+        MAP_domain(&plane);
+        ASSERT_EQ(MAP_tran(la, lo, &x, &y), 1);
+        EXPECT_NEAR(x / 421.64, std::tan(ax), 3e-7);
+        EXPECT_NEAR(y / 421.64, std::tan(ay), 3e-7);
+        ASSERT_EQ(MAP_untran(x, y, &lat, &lon), 1);
+        expect_same_point(lat, lon, pts[i], arc < 60 ? 1e-4 : 1e-2);
+        MAP_domain(&sphere);
+        if (MAP_tran(la, lo, &x, &y) == 1 && !std::isnan(sph[i].first)) {
+            EXPECT_NEAR(x / 421.61, sph[i].first / hs, 2e-7);
+            EXPECT_NEAR(y / 421.61, sph[i].second / hs, 2e-7);
+            ASSERT_EQ(MAP_untran(x, y, &lat, &lon), 1);
+            if (arc < 60) expect_same_point(lat, lon, pts[i], 0.5);
         }
+        ++compared;
     }
+    EXPECT_GT(compared, 200);
 }
 
 Floats tran(const Domain& d, float lat, float lon) {
@@ -276,35 +221,24 @@ Floats untran(const char* text, float x, float y) {
     return untran(make(text), x, y);
 }
 
+// Charts round-trip through each ordinate branch; the pressure ordinate runs down.
 TEST(Projections, GraphDomains) {
-    const std::pair<const char*, std::vector<LatLon>> cases[] = {
-        {"xy,10,1000,100,50,20,500", {{10, 1000}, {30, 1500}, {-3, 900}}},
-        {"cat,0,0,10,10,5,5", {{1, 1}, {2.5, 4}}},
-        {"xp,10,1000,100,50,20,500", {{10, 1000}, {30, 1500}}},
-        {"xlogp,-40,1000,25,17,80,900", {{-40, 1000}, {0, 100}}},
-        {"hodo,0,0,25,17,20,20", {{30, 2}, {200, 15}, {359, 1}}},
-        {"stuve,-40,1000,25,17,80,900", {{-40, 1000}, {20, 500}}},
-        {"ema,-40,1000,25,17,80,900", {{20, 500}}},
-        {"rteph,-40,1000,25,17,80,900", {{-40, 1000}, {15, 850}}},
-        {"pixel,0,0,640,480,1,1", {{639, 479}}},
-        {"skewt,-40,1000,25,17,80,900", {{20, 500}}},
-        {"teph,-40,1000,25,17,80,900", {{20, 500}}},
+    const std::pair<const char*, LatLon> cases[] = {
+        {"xy,10,1000,100,50,20,500", {30, 1500}},   {"xp,10,1000,100,50,20,500", {30, 1500}},
+        {"xlogp,-40,1000,25,17,80,900", {0, 100}},  {"hodo,0,0,25,17,20,20", {200, 15}},
+        {"stuve,-40,1000,25,17,80,900", {20, 500}}, {"rteph,-40,1000,25,17,80,900", {15, 850}},
+        {"pixel,0,0,640,480,1,1", {639, 479}},      {"skewt,-40,1000,25,17,80,900", {20, 500}},
     };
-    for (const auto& [text, pts] : cases) {
-        use(text);
-        for (const LatLon& p : pts) {
-            float x, y, a, b;
-            ASSERT_EQ(MAP_tran(float(p.lat), float(p.lon), &x, &y), 1);
-            ASSERT_EQ(MAP_untran(x, y, &a, &b), 1);
-            EXPECT_NEAR(a, p.lat, 1e-3 * (1 + std::fabs(p.lat))) << text;
-            EXPECT_NEAR(b, p.lon, 1e-3 * (1 + std::fabs(p.lon))) << text;
-        }
+    for (const auto& [text, p] : cases) {
+        Floats f = tran(text, float(p.lat), float(p.lon));
+        ASSERT_EQ(f[0], 1) << text;
+        Floats b = untran(text, f[1], f[2]);
+        EXPECT_NEAR(b[1], p.lat, 1e-3 * (1 + std::fabs(p.lat))) << text;
+        EXPECT_NEAR(b[2], p.lon, 1e-3 * (1 + std::fabs(p.lon))) << text;
     }
-    // The pressure ordinate runs downwards.
     EXPECT_LT(tran("xp,10,1000,100,50,20,500", 10, 1200)[2],
               tran("xp,10,1000,100,50,20,500", 10, 1100)[2]);
     float x, y;
-
     EXPECT_EQ(MAP_domain(nullptr), -1);  // no domain: the identity
     EXPECT_EQ(MAP_get_proj(), ZMT_MISSING);
     EXPECT_EQ(MAP_tran(12.5f, -33.0f, &x, &y), 1);
@@ -345,17 +279,6 @@ TEST(Projections, ClampsWrapsAndPointsWithoutImage) {
     EXPECT_EQ(untran(sat, 0, 64.0f), none);
     EXPECT_EQ(untran(sat, 63.9f, 0)[0], 1);
     EXPECT_EQ(untran(sat, 64.2f, 0), none);
-    // So the two don't meet: the forward accepts points just behind the
-    // ellipsoid's limb (the equatorial radius is above R), which the inverse takes
-    // to the visible side.
-    bool moved = false;
-    for (float lon = 80.0f; lon < 82.0f && !moved; lon += 0.01f) {
-        Floats f = tran(sat, 0.0f, lon);
-        if (f[0] != 1) break;
-        Floats b = untran(sat, f[1], f[2]);
-        moved = b[0] == 1 && std::fabs(b[2] - lon) > 0.05f;
-    }
-    EXPECT_TRUE(moved);
     EXPECT_EQ(tran("sat:e:0:-75:421.64:1,0,-75,801,801,0.162,0.162", 0, 100), none);
 }
 
@@ -365,15 +288,11 @@ TEST(Projections, DefaultParameters) {
         return Floats{f[1], f[2], untran(d, f[1] * 0.5f, f[2] * 0.5f)[1],
                       untran(d, f[1] * 0.5f, f[2] * 0.5f)[2]};
     };
-    // An unset orbit radius uses the tabled 421.61 and its tabled powers, which
-    // must be what the powers of 421.61 come to.
+    // An unset orbit radius uses the tabled 421.61 and its tabled powers.
     EXPECT_EQ(probe(sat_domain(-75, kMiss, 0, 0)), probe(sat_domain(-75, 421.61f, 0, 0)));
-    // Lambert defaults to true latitudes 30 and 60; the scale only feeds MAP_factor.
+    // Lambert true at 30 and 60; polar stereographic at 60, -60 in the south.
     const std::pair<const char*, const char*> same[] = {
         {"lamb,40,-100,25,17,1,1", "lamb:40:-100:30:60,40,-100,25,17,1,1"},
-        {"lamb:90:-95:25:25,35,-95,25,17,1,1", "lamb:90:-95:25:25:3.5,35,-95,25,17,1,1"},
-        // Polar stereographic true at 60 by default, -60 in the south.
-        {"ps,40,-100,25,17,1,1", "ps:40:-100:60,40,-100,25,17,1,1"},
         {"ps,-40,-100,25,17,1,1", "ps:-40:-100:-60,-40,-100,25,17,1,1"}};
     for (const auto& [a, b] : same) EXPECT_EQ(probe(make(a)), probe(make(b))) << a;
     use("ps,40,-100,25,17,1,1");
@@ -381,40 +300,37 @@ TEST(Projections, DefaultParameters) {
 }
 
 TEST(Projections, GridCentreIsMapCentre) {
-    for (const char* text :
-         {"ps,40,-100,25,17,1.5,1.2", "me,10,20,30,21,0.5,0.7", "lamb,45,10,40,30,1,1",
-          "or,40,-100,41,41,1,1", "ll,0,0,361,181,1,1", "mo,0,0,41,21,6.4,6.4"}) {
-        SCOPED_TRACE(text);
-        const Domain d = use(text);
-        float lim[4], cx, cy, x, y, i, j, lat, lon;
-        MAP_get_limits(lim);
-        MAP_tran_center(&cx, &cy);
-        EXPECT_NEAR(lim[1] - lim[0], (d.nx - 1) * d.dx, 1e-3);
-        EXPECT_NEAR(lim[3] - lim[2], (d.ny - 1) * d.dy, 1e-3);
-        EXPECT_EQ(MAP_grid_tran((d.nx - 1) * 0.5f, (d.ny - 1) * 0.5f, &x, &y), 1);
-        EXPECT_NEAR(x, cx, 1e-4);
-        EXPECT_NEAR(y, cy, 1e-4);
-        MAP_untran(x, y, &lat, &lon);
-        EXPECT_NEAR(lat, d.clat, 1e-3);
-        // Grid (0, 0) is the upper left and the grid's y runs down.
-        MAP_grid_tran(0, 0, &x, &y);
-        EXPECT_TRUE(x == lim[0] && y == lim[3]);
-        MAP_grid_untran(lim[1], lim[2], &i, &j);
-        EXPECT_NEAR(i, d.nx - 1, 1e-3);
-        EXPECT_NEAR(j, d.ny - 1, 1e-3);
-        // Inside means within the limits widened by three cells.
-        EXPECT_EQ(MAP_in_grid_domain(lim[0] - 2.9f * d.dx, lim[3] + 2.9f * d.dy), 1);
-        EXPECT_EQ(MAP_in_grid_domain(lim[0] - 3.1f * d.dx, lim[2]), 0);
-        EXPECT_EQ(MAP_in_grid_domain(lim[1], lim[2] - 3.1f * d.dy), 0);
-    }
-    float x, y;
+    const Domain d = use("ps,40,-100,25,17,1.5,1.2");
+    float lim[4], cx, cy, x, y, i, j, lat, lon;
+    MAP_get_limits(lim);
+    MAP_tran_center(&cx, &cy);
+    EXPECT_NEAR(lim[1] - lim[0], (d.nx - 1) * d.dx, 1e-3);
+    EXPECT_NEAR(lim[3] - lim[2], (d.ny - 1) * d.dy, 1e-3);
+    EXPECT_EQ(MAP_grid_tran((d.nx - 1) * 0.5f, (d.ny - 1) * 0.5f, &x, &y), 1);
+    EXPECT_NEAR(x, cx, 1e-4);
+    EXPECT_NEAR(y, cy, 1e-4);
+    MAP_untran(x, y, &lat, &lon);
+    EXPECT_NEAR(lat, d.clat, 1e-3);
+    // Grid (0, 0) is the upper left and the grid's y runs down.
+    MAP_grid_tran(0, 0, &x, &y);
+    EXPECT_TRUE(x == lim[0] && y == lim[3]);
+    MAP_grid_untran(lim[1], lim[2], &i, &j);
+    EXPECT_NEAR(i, d.nx - 1, 1e-3);
+    EXPECT_NEAR(j, d.ny - 1, 1e-3);
+    // Inside means within the limits widened by three cells.
+    EXPECT_EQ(MAP_in_grid_domain(lim[0] - 2.9f * d.dx, lim[3] + 2.9f * d.dy), 1);
+    EXPECT_EQ(MAP_in_grid_domain(lim[0] - 3.1f * d.dx, lim[2]), 0);
+    EXPECT_EQ(MAP_in_grid_domain(lim[1], lim[2] - 3.1f * d.dy), 0);
     EXPECT_EQ(MAP_grid_tran(kMiss, 3.0f, &x, &y), -1);
     EXPECT_TRUE(x == kMiss && y == kMiss);
     EXPECT_EQ(MAP_grid_untran(kMiss, 3.0f, &x, &y), -1);
     EXPECT_TRUE(x == kMiss && y == kMiss);
 }
 
-TEST(Projections, DomainTranGoesThroughTheEarthAndRestores) {
+// MAP_domain_tran goes through the earth and restores the current domain;
+// switching back to a domain gives what a fresh computation gives, also after
+// MAP_proj and MAP_coord have changed the current one.
+TEST(Projections, DomainSwitchesAreExactAndRestore) {
     const Domain ll = make("ll,0,0,361,181,1,1");
     const Domain ps = use("ps,40,-100,25,17,1,1");
     float x, y, ox, oy;
@@ -433,11 +349,7 @@ TEST(Projections, DomainTranGoesThroughTheEarthAndRestores) {
     Domain orth = make("or,40,-100,25,17,1,1");
     EXPECT_EQ(MAP_domain_tran(&orth, &ll, 200.0f, 0.0f, &ox, &oy), 0);
     EXPECT_EQ(ox, kMiss);
-}
 
-// Switching back to a domain must give what a fresh computation gives, also
-// after MAP_proj and MAP_coord have changed the current one.
-TEST(Projections, SwitchingDomainsIsExact) {
     const Domain doms[] = {
         make("lamb:90:-95:25:25,35,-95,25,17,1,1"), sat_domain(-75, 421.64f, 1, 1),
         make("ps:-90:30,-60,30,25,17,1,1"),         make("or,10,10,25,17,1,1"),
@@ -460,18 +372,6 @@ TEST(Projections, SwitchingDomainsIsExact) {
             MAP_proj(2);
         }
     }
-    // MAP_proj and MAP_coord act directly and leave the limits.
-    MAP_domain(&doms[0]);
-    float lim[4], lim2[4], x, y;
-    MAP_get_limits(lim);
-    MAP_proj(2);
-    MAP_coord(0.0f, 50.0f);
-    MAP_tran(10.0f, 60.0f, &x, &y);
-    EXPECT_TRUE(x == 10.0f && y == 10.0f);
-    MAP_get_limits(lim2);
-    EXPECT_TRUE(std::equal(lim, lim + 4, lim2));
-    EXPECT_TRUE(MAP_get_clat() == 35.0f && MAP_get_clon() == -95.0f);
-    EXPECT_EQ(MAP_get_domain()->plon, 50.0f);
 }
 
 TEST(Projections, DirectionAdjustmentFollowsTheMap) {
@@ -502,7 +402,8 @@ TEST(Projections, DirectionAdjustmentFollowsTheMap) {
     EXPECT_FLOAT_EQ(MAP_dir_adj(30.0f, 0.0f, 0.0f), 130.0f);
     use("ps:-90:30,-60,30,25,17,1,1");
     EXPECT_FLOAT_EQ(MAP_dir_adj(30.0f, 0.0f, 0.0f), 60.0f);
-    use(sat_domain(-75, 421.64f, 1, 1));
+    Domain sat = sat_domain(-75, 421.64f, 1, 1);
+    MAP_domain(&sat);
     EXPECT_EQ(MAP_dir_adj(30.0f, 80.0f, 0.0f), kMiss);  // off the disk
 }
 
