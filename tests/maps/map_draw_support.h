@@ -2,6 +2,8 @@
 // of small crosses at known latitudes and longitudes with their positions by PROJ.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstdint>
 #include <cstdio>

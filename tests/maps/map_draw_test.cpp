@@ -1,15 +1,8 @@
-// Map drawing on a real window of an Xvfb server that the test starts: map lines
-// against positions that PROJ computes, seams, long records, the choice of list,
-// region blocks and scale filters, and broken map files and lists.
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
+// Map drawing on a window of the test's own Xvfb: map lines against positions
+// that PROJ computes, seams, long records, the choice of list, region blocks and
+// scale filters, and broken map files and lists.
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -17,67 +10,22 @@
 #include "env/domains.h"
 #include "env/messages.h"
 #include "env/resources.h"
-#include "graphics/graphics.h"
-#include "maps/map_draw.h"
-#include "maps/projections.h"
 #include "map_draw_support.h"
-#include "test_support.h"
 
 // Xlib last: its macros (None, Bool, Status) would break the headers above.
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-#undef None
-#undef Bool
-#undef Status
+#include "tests/support/window_pixels.h"
 
 namespace {
 
-using sat_test::TempDir;
 using namespace sat_test;
 
-// ---- An X server of the test's own -------------------------------------------
-
-pid_t xvfb_pid = 0;
-
-// Also runs when a failed open ends the process early.
-void stop_xvfb() {
-    if (xvfb_pid > 0) {
-        kill(xvfb_pid, SIGTERM);
-        waitpid(xvfb_pid, nullptr, 0);
-        xvfb_pid = 0;
-    }
-}
-
-// Xvfb picks a free display itself and writes its number to a pipe, so that tests
-// run side by side never race for one.
+// One 1000 by 800 window for the program, on a server that goes with it.
 class XvfbEnvironment : public testing::Environment {
    public:
     void SetUp() override {
-        int fds[2];
-        ASSERT_EQ(pipe(fds), 0);
-        xvfb_pid = fork();
-        if (xvfb_pid == 0) {
-            close(fds[0]);
-            if (!freopen("/dev/null", "w", stderr)) _exit(127);
-            const std::string fd = std::to_string(fds[1]);
-            execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1280x1024x24",
-                   "-nolisten", "tcp", static_cast<char*>(nullptr));
-            _exit(127);
-        }
-        close(fds[1]);
-        std::atexit(stop_xvfb);
-        std::string number;
-        char c;
-        while (read(fds[0], &c, 1) == 1 && c != '\n') number += c;
-        close(fds[0]);
-        ASSERT_FALSE(number.empty()) << "no X server could be started";
-        setenv("DISPLAY", (":" + number).c_str(), 1);
-        open_window();
-    }
-    void TearDown() override { stop_xvfb(); }
-
-   private:
-    static void open_window() {
+        static Xvfb server(24);
+        ASSERT_FALSE(server.display().empty()) << "no X server could be started";
+        setenv("DISPLAY", server.display().c_str(), 1);
         RES_put("geometry", "1000x800");
         gset_win_size(1000, 800);
         RES_put("file_path", SAT_DATA_DIR);
@@ -92,49 +40,38 @@ class XvfbEnvironment : public testing::Environment {
 
 const testing::Environment* const xvfb = testing::AddGlobalTestEnvironment(new XvfbEnvironment);
 
-// ---- Pixels and the map under test --------------------------------------------
-
 struct Pixels {
-    int width = 0, height = 0;
-    std::vector<uint32_t> rgb;
-    uint32_t at(int x, int y) const { return rgb[static_cast<size_t>(y) * width + x]; }
+    int width = 1000, height = 800;
+    std::vector<unsigned long> rgb;
+    unsigned long at(int x, int y) const { return rgb[static_cast<size_t>(y) * width + x]; }
 };
 
 Pixels grab() {
     gupdate_window();
-    Display* d = gget_display();
-    XSync(d, False);
-    Window root;
-    int x, y;
-    unsigned w, h, border, depth;
-    XGetGeometry(d, gget_draw_window(), &root, &x, &y, &w, &h, &border, &depth);
-    XImage* image = XGetImage(d, gget_draw_window(), 0, 0, w, h, AllPlanes, ZPixmap);
+    XSync(gget_display(), False);
     Pixels p;
-    p.width = static_cast<int>(w), p.height = static_cast<int>(h);
-    for (unsigned j = 0; j < h; ++j)
-        for (unsigned i = 0; i < w; ++i)
-            p.rgb.push_back(static_cast<uint32_t>(XGetPixel(image, i, j)));
-    XDestroyImage(image);
+    p.rgb = drawable_pixels(gget_draw_window(), p.width, p.height);
+    EXPECT_EQ(p.rgb.size(), 1000u * 800u);
     return p;
 }
 
 // The drawn pixels: those that differ from the background in the corner.
 std::vector<std::pair<int, int>> drawn(const Pixels& p) {
     std::vector<std::pair<int, int>> out;
-    const uint32_t background = p.at(0, 0);
     for (int y = 0; y < p.height; ++y)
         for (int x = 0; x < p.width; ++x)
-            if (p.at(x, y) != background) out.push_back({x, y});
+            if (p.at(x, y) != p.at(0, 0)) out.push_back({x, y});
     return out;
 }
 
-void clear_and_setup(const char* domain_text, Domain* domain) {
-    ASSERT_GT(DOM_decode(domain_text, domain), 0) << domain_text;
+void clear_and_setup(const char* domain_text) {
+    Domain domain;
+    ASSERT_GT(DOM_decode(domain_text, &domain), 0) << domain_text;
     gclear_ws();
     int id = 1, type = GWS_WIN;
     float rect[4] = {0, 0, 0, 0};
-    GPH_panel(id, type, static_cast<float>(DOM_aspect(domain)), rect);
-    MAP_setup(domain);
+    GPH_panel(id, type, static_cast<float>(DOM_aspect(&domain)), rect);
+    MAP_setup(&domain);
     Attrib line;
     ATTRIB_init(&line);
     ATTRIB_parse("white", &line);
@@ -147,8 +84,7 @@ class MapPositions : public testing::TestWithParam<ProjCase> {};
 // pixel of where PROJ puts the node, and nothing is drawn elsewhere.
 TEST_P(MapPositions, CrossesLandWherePROJPutsThem) {
     const ProjCase& c = GetParam();
-    Domain domain;
-    clear_and_setup(c.domain, &domain);
+    clear_and_setup(c.domain);
     std::vector<std::pair<float, float>> nodes;
     ASSERT_EQ(draw_map_bytes(binary_map(lattice(c, &nodes))), 0);
     const auto pixels = drawn(grab());
@@ -202,8 +138,7 @@ TEST(MapDraw, SeamCrossingsSplitWithoutCrossingThePicture) {
     const char* domains[] = {"latlon,0,0,721,361,0.5,0.5", "merc,0,0,801,601,0.5,0.5",
                              "moll,0,0,801,401,0.32,0.32"};
     for (const char* text : domains) {
-        Domain domain;
-        clear_and_setup(text, &domain);
+        clear_and_setup(text);
         std::vector<std::pair<float, float>> line;
         for (float lon = 150; lon <= 210; lon += 3)
             line.push_back({30, lon > 180 ? lon - 360 : lon});
@@ -229,82 +164,54 @@ TEST(MapDraw, SeamCrossingsSplitWithoutCrossingThePicture) {
 
 // 1201 points, more than the 1000 the reader keeps on the stack, draw as one line.
 TEST(MapDraw, LongRecordDrawsWhole) {
-    Domain domain;
-    clear_and_setup("us", &domain);
+    clear_and_setup("us");
     std::vector<std::pair<float, float>> line;
     for (int i = 0; i <= 1200; ++i)
         line.push_back({40.0f, -120.0f + 0.05f * static_cast<float>(i)});
     ASSERT_EQ(draw_map_bytes(binary_map({line})), 0);
     const Pixels p = grab();
-    const uint32_t background = p.at(0, 0);
     for (float lon : {-119.9f, -100.0f, -75.0f}) {
         float x, y;
         MAP_tran(40.0f, lon, &x, &y);
         const int px = static_cast<int>(xW_p(x)), py = static_cast<int>(yW_p(y));
         bool hit = false;
         for (int dy = -1; dy <= 1; ++dy)
-            for (int dx = -1; dx <= 1; ++dx) hit |= p.at(px + dx, py + dy) != background;
+            for (int dx = -1; dx <= 1; ++dx) hit |= p.at(px + dx, py + dy) != p.at(0, 0);
         EXPECT_TRUE(hit) << "lon " << lon;
     }
 }
 
 // A 30-degree graticule on a world map whose seam lies at 80 W: each parallel runs
-// unbroken across the picture, meridians stand at their columns, nothing runs
-// between them, and each parallel has its label at the left edge.
+// unbroken from edge to edge, nothing between them, and "30N" labels its line.
 TEST(MapDraw, GraticuleCrossesTheSeamAndIsLabelled) {
-    Domain domain;
-    clear_and_setup("latlon,0,100,721,361,0.5,0.5", &domain);
+    clear_and_setup("latlon,0,100,721,361,0.5,0.5");
     MAP_reset();
     RES_put("map_file", "lalo:30:30:white:s1");
     MAP_draw(6);
     const Pixels p = grab();
-    const uint32_t background = p.at(0, 0);
     short vp[4];
     gget_xviewport(vp);
-    auto row_share = [&](float lat) {
+    auto row = [&](float lat) {
         float x, y;
         MAP_tran(lat, 100, &x, &y);
-        const int py = static_cast<int>(yW_p(y) + 0.5);
+        return static_cast<int>(yW_p(y) + 0.5);
+    };
+    auto lit_columns = [&](int py) {
         int hits = 0;
         for (int px = vp[0]; px < vp[0] + vp[2]; ++px) {
             bool any = false;
-            for (int d = -1; d <= 1; ++d) any |= p.at(px, py + d) != background;
+            for (int d = -1; d <= 1; ++d) any |= p.at(px, py + d) != p.at(0, 0);
             hits += any;
         }
         return static_cast<double>(hits) / vp[2];
     };
-    auto ends_drawn = [&](float lat) {  // the pieces on both sides of the seam reach the edges
-        float x, y;
-        MAP_tran(lat, 100, &x, &y);
-        const int py = static_cast<int>(yW_p(y) + 0.5);
-        bool left = false, right = false;
-        for (int d = -1; d <= 1; ++d) {
-            left |= p.at(vp[0] + 1, py + d) != background;
-            right |= p.at(vp[0] + vp[2] - 2, py + d) != background;
-        }
-        return left && right;
-    };
-    for (float lat : {-60.0f, -30.0f, 0.0f, 30.0f, 60.0f}) {
-        EXPECT_GT(row_share(lat), 0.97) << lat;
-        EXPECT_TRUE(ends_drawn(lat)) << lat;
-    }
-    for (float lat : {-45.0f, 15.0f, 45.0f}) EXPECT_LT(row_share(lat), 0.1) << lat;
-    for (float lon : {-150.0f, 30.0f, 120.0f}) {
-        float x, y;
-        MAP_tran(45, lon, &x, &y);
-        const int px = static_cast<int>(xW_p(x) + 0.5), py = static_cast<int>(yW_p(y) + 0.5);
-        EXPECT_TRUE(p.at(px, py) != background || p.at(px - 1, py) != background ||
-                    p.at(px + 1, py) != background)
-            << lon;
-    }
-    int label_pixels = 0;  // "30N" just right of the left edge, above and below the line
-    float x, y;
-    MAP_tran(30, 100, &x, &y);
-    const int ly = static_cast<int>(yW_p(y));
-    for (int py = ly - 12; py <= ly + 12; ++py)
-        if (std::abs(py - ly) > 1)
+    for (float lat : {-60.0f, 0.0f, 60.0f}) EXPECT_GT(lit_columns(row(lat)), 0.97) << lat;
+    for (float lat : {-45.0f, 15.0f}) EXPECT_LT(lit_columns(row(lat)), 0.1) << lat;
+    int label_pixels = 0;  // just right of the left edge, above and below the line
+    for (int py = row(30) - 12; py <= row(30) + 12; ++py)
+        if (std::abs(py - row(30)) > 1)
             for (int px = vp[0] + 4; px < vp[0] + 40; ++px)
-                label_pixels += p.at(px, py) != background;
+                label_pixels += p.at(px, py) != p.at(0, 0);
     EXPECT_GT(label_pixels, 10);
 }
 
@@ -312,8 +219,7 @@ TEST(MapDraw, GraticuleCrossesTheSeamAndIsLabelled) {
 
 // Warnings of one MAP_draw, with map_file set to `list` (empty: unset).
 std::string draw_list(const char* domain_text, const char* list, int mask = 6) {
-    Domain domain;
-    clear_and_setup(domain_text, &domain);
+    clear_and_setup(domain_text);
     RES_put("map_file", list);
     testing::internal::CaptureStderr();
     MAP_draw(mask);
@@ -378,8 +284,7 @@ TEST(MapDraw, RegionBlocksScaleFiltersAndSidesSelect) {
 // ---- Broken input ---------------------------------------------------------------
 
 TEST(MapDraw, BrokenMapFilesEndCleanly) {
-    Domain domain;
-    clear_and_setup("us", &domain);
+    clear_and_setup("us");
     const std::vector<std::vector<std::pair<float, float>>> good = {
         {{40, -100}, {41, -99}, {42, -98}}};
     const std::string bin = binary_map(good), text = text_map(good);
