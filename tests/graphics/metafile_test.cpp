@@ -1,18 +1,10 @@
-// The metafile device and its reader. A scene of lines, fills, patterns, markers
-// and stroke text over two transformations is drawn on a window (a private Xvfb),
-// written as a text metafile, and replayed onto a fresh window: the pixels agree
-// exactly, and the window's object list writes the same records. Hostile files
-// give their messages; the CGM form parses element by element to its end.
-// gtest before Xlib, whose macros (None, Bool) it would trip over.
+// The metafile device and its reader: a scene drawn on a window, written as a
+// text metafile and replayed onto a fresh window gives the same pixels; hostile
+// files give their messages; the CGM form parses element by element to its end.
 #include <gtest/gtest.h>
-// clang-format off
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-// clang-format on
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -22,7 +14,6 @@
 #include "graphics/objects.h"
 #include "test_support.h"
 #include "window_pixels.h"
-#include "xserver.h"
 
 namespace {
 
@@ -97,12 +88,8 @@ void scene() {
     gset_linetype(1);
     gset_linewidth(1);
     gset_line_colr_ind(1);
-    std::vector<float> curve;
-    for (int i = 0; i < 50; ++i) {
-        curve.push_back(-12.0f + 0.5f * static_cast<float>(i));
-        curve.push_back(0.02f * static_cast<float>((i - 25) * (i - 25)) - 8.0f);
-    }
-    gpolyline(50, curve.data());
+    const float curve[8] = {-12, 4.5f, -4, -6.5f, 4, -6.5f, 12.5f, 3.5f};  // out past both sides
+    gpolyline(4, curve);
 
     // Back to the defaults.
     gset_fill_int_style(1);
@@ -133,11 +120,6 @@ std::string records(const std::string& text) {
 
 class Metafile : public ::testing::Test {
    protected:
-    static void SetUpTestSuite() {
-        server_ = new sat_test::Xvfb(24);
-        ASSERT_FALSE(server_->display().empty()) << "Xvfb did not start";
-    }
-    static void TearDownTestSuite() { delete server_; }
     void SetUp() override {
         for (const char* v : {"zmtmeta_out", "METAOUT", "zmtredraw"}) unsetenv(v);
         RES_reset();
@@ -156,8 +138,7 @@ class Metafile : public ::testing::Test {
         RES_reset();
         EXPECT_EQ(chdir(old_cwd_.c_str()), 0);
     }
-    void open_window() { ASSERT_EQ(gopen_ws(1, server_->display().c_str(), GWS_WIN), 0); }
-    // The drawing pixmap, pixel by pixel.
+    void open_window() { ASSERT_EQ(gopen_ws(1, server_.display().c_str(), GWS_WIN), 0); }
     std::vector<unsigned long> pixels() {
         int w = 0, h = 0;
         gget_win_size(&w, &h);
@@ -172,44 +153,34 @@ class Metafile : public ::testing::Test {
         gclose_ws();
         return out;
     }
-    static size_t lit(const std::vector<unsigned long>& p) {
-        size_t n = 0;
-        for (unsigned long v : p) n += v != p[0];
-        return n;
-    }
 
-    static sat_test::Xvfb* server_;
+    sat_test::Xvfb server_{24};
     sat_test::TempDir dir_;
     std::string old_cwd_;
 };
-sat_test::Xvfb* Metafile::server_ = nullptr;
 
 TEST_F(Metafile, ReplayOntoAWindowGivesTheWindowsPixels) {
+    ASSERT_FALSE(server_.display().empty()) << "Xvfb did not start";
     // The plot drawn on the window, with the object list recording.
     open_window();
     gset_redraw(1);
     function_calls = 0;
     scene();
     const std::vector<unsigned long> original = pixels();
-    ASSERT_GT(lit(original), 2000u);
+    size_t lit = 0;
+    for (unsigned long v : original) lit += v != original[0];
+    ASSERT_GT(lit, 2000u);
     EXPECT_EQ(function_calls, 0);  // kept, not called
     setenv("METAOUT", "list.meta", 1);
     EXPECT_EQ(gobj_print_meta(1, ""), 0);
     EXPECT_EQ(function_calls, 1);  // replayed, and writes no record
-    EXPECT_EQ(gget_win_type(), GWS_WIN);
     gclose_ws();
 
-    // The same plot on the metafile device.
     ASSERT_EQ(gopen_ws(1, "scene.meta", GWS_META), 0);
     scene();
     gclose_ws();
     const std::string direct = sat_test::read_file("scene.meta");
     ASSERT_EQ(direct.rfind("ZMTMETA\n", 0), 0u);
-    for (const char* record :
-         {"WS_WIN 1 ", "\nCLR 1 4 0.200000 0.400000 1.000000\n", "\nTR 1\n", "\nME scene\n",
-          "\nPL_TYPE 2\n", "\nPL 12 ", "\nFA_ST 5\n", "\nPM_TYPE 9\n", "\nTE_ALGN 2 3\n",
-          "\nTE_UP 0.600000,0.800000\n", "\nTE 0.000000,0.000000 Meta 123\n", "\nPL 50 "})
-        EXPECT_NE(direct.find(record), std::string::npos) << record;
 
     // The object list has no header, and otherwise the device's records but for
     // the workstation window, which follows each device's aspect.
@@ -224,34 +195,7 @@ TEST_F(Metafile, ReplayOntoAWindowGivesTheWindowsPixels) {
     EXPECT_EQ(replayed("list_with_header.meta"), original);
 }
 
-TEST_F(Metafile, RecordingFollowsTheRedrawVariable) {
-    setenv("zmtredraw", "NO", 1);
-    gset_redraw(1);
-    open_window();  // the variable turns recording off
-    EXPECT_EQ(gget_redraw(), 0);
-    scene();
-    setenv("METAOUT", "empty.meta", 1);
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(gobj_print_meta(1, ""), 0);
-    const std::string err = ::testing::internal::GetCapturedStderr();
-    EXPECT_NE(err.find("gobj_print_meta: No redraw data to make metafile from"), std::string::npos)
-        << err;
-    EXPECT_EQ(gget_num_objs(), 0);
-    EXPECT_EQ(sat_test::read_file("empty.meta"), "");
-    gclose_ws();
-
-    // "yes" turns it on at open.
-    setenv("zmtredraw", "Yes", 1);
-    gset_redraw(0);
-    open_window();
-    EXPECT_EQ(gget_redraw(), 1);
-    const float line[4] = {0.1f, 0.1f, 0.5f, 0.5f};
-    gpolyline(2, line);
-    EXPECT_EQ(gget_num_objs(), 1);
-}
-
 TEST_F(Metafile, HostileFilesGiveMessagesAndReadingGoesOn) {
-    const std::string x120(120, 'x');
     struct Case {
         std::string input;    // after the header line
         std::string written;  // records the reading drew, on a text metafile
@@ -266,17 +210,11 @@ TEST_F(Metafile, HostileFilesGiveMessagesAndReadingGoesOn) {
         {"PL 2 1e39,0 0,0\nTR 1\n", "TR 1\n", "invalid number of points: 0"},
         {"WIN 1 0 0 1e31 1\nVP 1 0 0 0 1\nTR 1\n", "TR 1\n",
          "gread_metafile: value out of range in WIN record"},
-        {"TE 0.1,0.2 " + x120 + "\nPL_TYPE 3\n",
+        {"TE 0.1,0.2 " + std::string(120, 'x') + "\nPL_TYPE 3\n",
          "TE 0.100000,0.200000 " + std::string(100, 'x') + "\nPL_TYPE 3\n", nullptr},
-        {"TE 0.5", "", nullptr},
         {"CLR 1 5 2.0 0 0\nCLR 1 5 0.5\n", "", "value out of range in CLR record"},
         {"PL_LW nan\nPL_LW 1e9\nTE_EXP 50\nPL_TYPE 4\n", "PL_TYPE 4\n",
          "value out of range in PL_LW record"},
-        {"TE_UP 0,0\nTE_UP 1,0\n", "TE_UP 1.000000,0.000000\n", "value out of range in TE_UP"},
-        {"WS_WIN 1 a b c d PL_CLR 501\nWS_VP 1 0 0 1 1\nME hi there\nCLR_REG 0 0 1 1\n",
-         "PL_CLR 501\n", nullptr},
-        {"FA_ST 99\nTE_FNT 1 1\nPL_CLR 99999\n", "",
-         "gset_fill_style_ind: invalid style index: 99"},
         {"PL_TYPE 99999999999\nPL 2 0,0 1,1", "PL 2 0.000000,0.000000 1.000000,1.000000 \n",
          nullptr},
     };
@@ -293,12 +231,6 @@ TEST_F(Metafile, HostileFilesGiveMessagesAndReadingGoesOn) {
         else
             EXPECT_EQ(err, "") << c.input;
     }
-    ASSERT_EQ(gopen_ws(1, "out.meta", GWS_META), 0);
-    ::testing::internal::CaptureStderr();
-    gread_metafile("no_such.meta");
-    EXPECT_NE(::testing::internal::GetCapturedStderr().find(
-                  "gread_metafile: Unable to open image file: no_such.meta"),
-              std::string::npos);
 }
 
 // Big-endian words of a CGM, element by element.
@@ -332,7 +264,7 @@ std::vector<CgmElement> parse_cgm(const std::string& bytes, std::string& error) 
     return out;
 }
 
-TEST_F(Metafile, CgmParsesToItsEndWithEveryPolylineAndClip) {
+TEST_F(Metafile, CgmParsesToItsEndAndOutputNamesKeepTheirOrder) {
     ASSERT_EQ(gopen_ws(1, "plot.cgm,zmt,cgm", GWS_META), 0);
     EXPECT_EQ(gmeta_get_type(), 1);
     scene();
@@ -365,39 +297,33 @@ TEST_F(Metafile, CgmParsesToItsEndWithEveryPolylineAndClip) {
     const std::string first{static_cast<char>(x0 >> 8), static_cast<char>(x0 & 0xff),
                             static_cast<char>(y0 >> 8), static_cast<char>(y0 & 0xff)};
     EXPECT_EQ(last.substr(0, 4), first);
-}
 
-TEST_F(Metafile, OutputNamesComeFromTheDeviceThenTheEnvironment) {
+    // The device's name, then zmtmeta_out, then the default of the form; the
+    // last of "cgm" and "zmt" decides the form.
     struct Case {
         const char* connection;
         const char* variable;  // zmtmeta_out, or null
-        const char* option;    // "cgm" to switch to the binary form first
+        int type;              // the form chosen before the open
         const char* file;
     } cases[] = {
-        {"a.meta", "b.meta", nullptr, "a.meta"},
-        {"", "b.meta", nullptr, "b.meta"},
-        {"", nullptr, nullptr, "zmt.meta"},
-        {"", nullptr, "cgm", "zmt.cgm"},
+        {"a.meta", "b.meta", 0, "a.meta"},
+        {"", "b.meta", 0, "b.meta"},
+        {"", nullptr, 0, "zmt.meta"},
+        {"", nullptr, 1, "zmt.cgm"},
     };
     for (const Case& c : cases) {
         if (c.variable)
             setenv("zmtmeta_out", c.variable, 1);
         else
             unsetenv("zmtmeta_out");
-        gmeta_set_type(c.option ? 1 : 0);
+        gmeta_set_type(c.type);
         ASSERT_EQ(gopen_ws(1, c.connection, GWS_META), 0);
         gclose_ws();
         EXPECT_TRUE(sat_test::file_exists(c.file)) << c.file;
-        std::remove(c.file);
     }
-    // The last of "cgm" and "zmt" decides the form.
-    for (const char* connection : {"x,cgm,zmt", "x,zmt,cgm"}) {
-        ASSERT_EQ(gopen_ws(1, connection, GWS_META), 0);
-        gclose_ws();
-        const std::string bytes = sat_test::read_file(connection);
-        const bool cgm = connection[std::strlen(connection) - 1] == 'm';
-        EXPECT_EQ(bytes.substr(0, 2), cgm ? std::string("\x00\x20", 2) : "ZM") << connection;
-    }
+    ASSERT_EQ(gopen_ws(1, "x,cgm,zmt", GWS_META), 0);
+    gclose_ws();
+    EXPECT_EQ(sat_test::read_file("x,cgm,zmt").substr(0, 8), "ZMTMETA\n");
 }
 
 }  // namespace
