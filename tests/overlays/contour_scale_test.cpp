@@ -1,18 +1,14 @@
-// The contour value scale: classes, cutoffs and their fill colours, and a raw
-// point plot coloured by it on a window of the test's own Xvfb.
+// The contour value scale: classes, cutoffs and their fill colours (a raw plot
+// coloured by it is checked on a window in symbols_window_test).
+#include "overlays/contour_scale.h"
+
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <limits>
-#include <set>
 #include <string>
 
-#include "env/domains.h"
 #include "env/missing.h"
-#include "env/resources.h"
-#include "maps/projections.h"
-#include "overlays/contour_scale.h"
-#include "overlays/raw_plot.h"
-#include "test_support.h"
-#include "tests/support/window_pixels.h"
 
 namespace {
 
@@ -39,7 +35,6 @@ TEST(ContourScale, ClassesCutoffsAndColours) {
         {0, NONE, 5, NONE, 3, 6, 1.0f, CONT_BEYOND, 0, 0},  // beyond even without a step
         // No usable step, or no number: no class, and no division by zero.
         {0, 0, NONE, NONE, 3, 6, 5.0f, -1, 0, 0},
-        {0, NONE, NONE, NONE, 3, 6, 5.0f, -1, 0, 0},
         {0, 10, NONE, NONE, 3, 6, NONE, -1, 0, 0},
         {0, 10, NONE, NONE, 3, 6, std::numeric_limits<float>::quiet_NaN(), -1, 0, 0},
         // Without a fill range in the colour table, the basic colours 1 to 15.
@@ -77,59 +72,6 @@ TEST(ContourScale, ClassesCutoffsAndColours) {
     CONT_set_type(7);
     CONT_init();
     EXPECT_EQ(CONT_get_type(), 7);
-}
-
-// Pixel values lit in a 9 by 9 box around a point of the plain world 0..100.
-std::set<unsigned long> colours_near(float x, float y) {
-    const double scale = sat_test::kWinH - 1;
-    const int px = static_cast<int>((0.1 + x / 100.0) * scale + 0.5);
-    const int py = static_cast<int>((1.0 - (0.1 + 0.8 * y / 100.0)) * scale + 0.5);
-    XImage* im = XGetImage(gget_display(), gget_draw_window(), 0, 0, sat_test::kWinW,
-                           sat_test::kWinH, AllPlanes, ZPixmap);
-    const unsigned long back = static_cast<unsigned long>(gget_color_ind(-1));
-    std::set<unsigned long> out;
-    for (int dy = -4; dy <= 4; dy++)
-        for (int dx = -4; dx <= 4; dx++)
-            if (unsigned long p = XGetPixel(im, px + dx, py + dy); p != back) out.insert(p);
-    XDestroyImage(im);
-    return out;
-}
-
-TEST(ContourScaleWindow, RawPointsTakeTheirClassColour) {
-    sat_test::open_test_window();
-    sat_test::TempDir dir;
-    sat_test::write_file(dir.file("p.raw"),
-                         "W points\nlabel\n!Two classes\nid lat lon n $\n"
-                         "A 20 50 -5\nB 40 50 5\nC 60 50 15\nD 80 50 25\n");
-    RES_put("raw_path", dir.path().c_str());
-    Domain none;
-    DOM_init(&none);
-    MAP_domain(&none);
-
-    // The base resource: ">" cuts below, "<" above, a bare number cuts nothing.
-    struct Case {
-        const char* base;
-        int drawn;
-    } cases[] = {{">0", 3}, {"<20", 3}, {"10", 4}};
-    for (const Case& c : cases) {
-        RES_put("con_base", c.base);
-        RES_put("con_interval", "10");
-        gclear_ws();
-        ASSERT_EQ(RAW_plot_file("p.raw:mk=plus", nullptr), 0);
-        EXPECT_EQ(RAW_plot_count(), c.drawn) << c.base;
-    }
-
-    // From base 0 by 10: 5 in class 0 (colour 1, white), 15 in class 1 (colour 2,
-    // red); -5 below the cutoff is not drawn.
-    RES_put("con_base", ">0");
-    gclear_ws();
-    ASSERT_EQ(RAW_plot_file("p.raw:mk=plus", nullptr), 0);
-    EXPECT_TRUE(colours_near(20, 50).empty());
-    const std::set<unsigned long> first = colours_near(40, 50), second = colours_near(60, 50);
-    EXPECT_EQ(first, std::set<unsigned long>{static_cast<unsigned long>(gget_color_ind(1))});
-    EXPECT_EQ(second, std::set<unsigned long>{static_cast<unsigned long>(gget_color_ind(2))});
-    gclose_ws();
-    RES_reset();
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // the test's own), checked on the pixels read back from the server.
 #include <cmath>
 #include <cstdio>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -81,9 +82,6 @@ TEST_F(SymbolsWindow, BarbsHaveHalfBarbsBarbsAndFlagsWhereTheyBelong) {
         {10, 0.5, {{0.904, 0.904}}},
         {50, 0.5, {{0.904, 1.0}}},
         {65, 0.5, {{0.904, 1.0}, {0.784, 0.784}, {0.664, 0.664}}},
-        {1000,
-         0.5,
-         {{0.904, 1.0}, {0.784, 0.88}, {0.664, 0.76}, {0.544, 0.64}, {0.424, 0.52}, {0.304, 0.4}}},
     };
     const int staff = static_cast<int>(pixel_x(x / 100.0) + 0.5);
     const int column = static_cast<int>(pixel_x((x + 0.1 * length) / 100.0) + 0.5);
@@ -171,44 +169,43 @@ TEST_F(SymbolsWindow, WeatherSymbolStandsOnItsStation) {
     const auto centre = pyproj(proj, 38.9, -77.0);
     ASSERT_FALSE(std::isnan(centre.first));
     const double half_x = (limits[1] - limits[0]) / 2, half_y = (limits[3] - limits[2]) / 2;
-    // Positions as OurAirports has them.
-    struct Station {
-        const char* id;
-        double lat, lon;
-    } stations[] = {{"KDCA", 38.8521, -77.037697},
-                    {"KIAD", 38.9445, -77.455803},
-                    {"KBWI", 39.1754, -76.668297}};
     const float size = 0.4f;  // 40 km: a circle of 0.35 size around the centre
-    for (const Station& st : stations) {
-        SCOPED_TRACE(st.id);
-        gclear_ws();
-        CityXY rec{};
-        ASSERT_EQ(CTY_search(st.id, &rec), 1);
-        GPH_text_align(2, 3);
-        ASSERT_EQ(WX_symb(rec.x, rec.y, "00", size), 1);
-        PixelSet s = lit();
-        ASSERT_FALSE(s.empty());
-        double sx = 0, sy = 0;
-        int left = WIN_W, right = 0, top = WIN_H, bottom = 0;
-        for (const Pixel& p : s) {
-            left = std::min(left, p.first), right = std::max(right, p.first);
-            top = std::min(top, p.second), bottom = std::max(bottom, p.second);
-        }
-        sx = (left + right) / 2.0;
-        sy = (top + bottom) / 2.0;
-        const auto at = pyproj(proj, st.lat, st.lon);
-        const double wx = (at.first - centre.first) * 1e-5 + half_x;  // 100 km units
-        const double wy = (at.second - centre.second) * 1e-5 + half_y;
-        EXPECT_NEAR(sx, pixel_x(wx / (2 * half_x)), 1.0);
-        EXPECT_NEAR(sy, pixel_y(wy / (2 * half_y)), 1.0);
+    CityXY rec{};
+    ASSERT_EQ(CTY_search("KDCA", &rec), 1);
+    GPH_text_align(2, 3);
+    ASSERT_EQ(WX_symb(rec.x, rec.y, "00", size), 1);
+    PixelSet s = lit();
+    ASSERT_FALSE(s.empty());
+    int left = WIN_W, right = 0, top = WIN_H, bottom = 0;
+    for (const Pixel& p : s) {
+        left = std::min(left, p.first), right = std::max(right, p.first);
+        top = std::min(top, p.second), bottom = std::max(bottom, p.second);
     }
+    const auto at = pyproj(proj, 38.8521, -77.037697);            // KDCA as OurAirports has it
+    const double wx = (at.first - centre.first) * 1e-5 + half_x;  // 100 km units
+    const double wy = (at.second - centre.second) * 1e-5 + half_y;
+    EXPECT_NEAR((left + right) / 2.0, pixel_x(wx / (2 * half_x)), 1.0);
+    EXPECT_NEAR((top + bottom) / 2.0, pixel_y(wy / (2 * half_y)), 1.0);
     EXPECT_EQ(WX_symb(0, 0, "", size), 0);
     EXPECT_EQ(WX_symb(0, 0, " 61", size), 0);
     EXPECT_EQ(WX_symb(0, 0, "nosuch", size), 0);
     EXPECT_EQ(WX_symb_count(), 100);
 }
 
-TEST_F(SymbolsWindow, RawFileHonoursSkipMinAndMax) {
+// Pixel values lit in a 9 by 9 box around a point of the plain world 0..100.
+std::set<unsigned long> colours_near(float x, float y) {
+    const int px = static_cast<int>(pixel_x(x / 100.0) + 0.5);
+    const int py = static_cast<int>(pixel_y(y / 100.0) + 0.5);
+    const auto all = sat_test::drawable_pixels(gget_draw_window(), WIN_W, WIN_H);
+    const unsigned long back = static_cast<unsigned long>(gget_color_ind(-1));
+    std::set<unsigned long> out;
+    for (int dy = -4; dy <= 4; dy++)
+        for (int dx = -4; dx <= 4; dx++)
+            if (unsigned long p = all[(py + dy) * WIN_W + px + dx]; p != back) out.insert(p);
+    return out;
+}
+
+TEST_F(SymbolsWindow, RawPlotHonoursSkipLimitsAndClasses) {
     // 1000 points on a 40 by 25 grid of the plain world (no projection: x is the
     // first coordinate, y the second), the value of each its number.
     sat_test::TempDir dir;
@@ -223,6 +220,13 @@ TEST_F(SymbolsWindow, RawFileHonoursSkipMinAndMax) {
         text += line;
     }
     sat_test::write_file(dir.file("grid.raw"), text);
+    // Limits test numbers only: a text without one is drawn. A negative wind draws
+    // nothing, a calm one its circle.
+    sat_test::write_file(dir.file("t.raw"), "A 20 20 abc:text\nB 40 40 7:text\n");
+    sat_test::write_file(dir.file("w.raw"), "C 50 50 90,-5:barb\n");
+    sat_test::write_file(dir.file("c.raw"), "D 50 50 90,0:barb\n");
+    sat_test::write_file(dir.file("p.raw"),
+                         "W\nlabel\n!\nid lat lon n $\nA 20 50 -5\nB 40 50 5\nC 60 50 15\n");
     RES_put("raw_path", dir.path().c_str());
     Domain none;
     DOM_init(&none);
@@ -241,6 +245,41 @@ TEST_F(SymbolsWindow, RawFileHonoursSkipMinAndMax) {
         EXPECT_EQ(any, drawn) << i;
     }
     EXPECT_EQ(RAW_plot_count(), expected);
+
+    gclear_ws();
+    RAW_plot_file("t.raw:mn=0:mx=5", nullptr);
+    EXPECT_EQ(RAW_plot_count(), 1);
+    EXPECT_FALSE(lit().empty());
+    gclear_ws();
+    RAW_plot_file("w.raw", nullptr);
+    EXPECT_TRUE(lit().empty());
+    RAW_plot_file("c.raw", nullptr);
+    EXPECT_FALSE(lit().empty());
+
+    // Classes of the contour scale from base 0 by 10, cut below 0: 5 in class 0
+    // (colour 1, white), 15 in class 1 (colour 2, red); -5 is not drawn.
+    RES_put("con_base", ">0");
+    RES_put("con_interval", "10");
+    gclear_ws();
+    ASSERT_EQ(RAW_plot_file("p.raw:mk=plus", nullptr), 0);
+    EXPECT_EQ(RAW_plot_count(), 2);
+    EXPECT_TRUE(colours_near(20, 50).empty());
+    EXPECT_EQ(colours_near(40, 50),
+              std::set<unsigned long>{static_cast<unsigned long>(gget_color_ind(1))});
+    EXPECT_EQ(colours_near(60, 50),
+              std::set<unsigned long>{static_cast<unsigned long>(gget_color_ind(2))});
+
+    RES_put("con_base", "<10");  // cut above: 15 goes
+    ASSERT_EQ(RAW_plot_file("p.raw:mk=plus", nullptr), 0);
+    EXPECT_EQ(RAW_plot_count(), 2);
+
+    // A format's own offset counts 0.012 across and 0.02 up a step.
+    RawAttrib f;
+    RAW_init_attrib(&f);
+    EXPECT_EQ(RAW_parse_format(&f, "barb:xy=-1,2"), RAW_BARB);
+    EXPECT_FLOAT_EQ(f.xoff, -0.012f);
+    EXPECT_FLOAT_EQ(f.yoff, 0.04f);
+    EXPECT_EQ(f.halign, 3);
 }
 
 TEST_F(SymbolsWindow, HostileSymbolFiles) {
@@ -279,58 +318,6 @@ TEST_F(SymbolsWindow, HostileSymbolFiles) {
     EXPECT_NE(capture.err().find("WX_symb_file: Unable to open file: " + dir.file("none.smb")),
               std::string::npos)
         << capture.err();
-}
-
-TEST_F(SymbolsWindow, RawFormatsAndTheirQuirks) {
-    // Plot parameters place "ur" to the left; a format places it to the right.
-    RES_put("plot_param", "ur,skip3,ybar5,mark=cld");
-    RawAttrib a;
-    RAW_init_attrib(&a);
-    RAW_plot_param(&a);
-    EXPECT_FLOAT_EQ(a.xoff, -0.012f);
-    EXPECT_EQ(a.skip, 3);
-    EXPECT_FLOAT_EQ(a.ybar, 5.0f);
-    EXPECT_EQ(a.mark, RAW_MARK_CLOUD);
-    struct Case {
-        const char* format;
-        int type;
-        float xoff, yoff, scale;
-        int halign, valign;
-    } cases[] = {
-        {"ur", 0, 0.012f, 0.02f, 1, 1, 3},
-        {"barb:xy=-1,2", RAW_BARB, -0.012f, 0.04f, 1, 3, 3},
-        {"fm=z%3.1f:ta=Lt", RAW_NUMBER, 0, 0, 1, 1, 1},
-    };
-    for (const Case& c : cases) {
-        RawAttrib f;
-        RAW_init_attrib(&f);
-        EXPECT_EQ(RAW_parse_format(&f, c.format), c.type) << c.format;
-        EXPECT_FLOAT_EQ(f.xoff, c.xoff) << c.format;
-        EXPECT_FLOAT_EQ(f.yoff, c.yoff) << c.format;
-        EXPECT_FLOAT_EQ(f.scale, c.scale) << c.format;
-        EXPECT_EQ(f.halign, c.halign) << c.format;
-        EXPECT_EQ(f.valign, c.valign) << c.format;
-    }
-    RES_reset();
-
-    // Limits test numbers only: a text without one is drawn. A negative wind draws
-    // nothing, a calm one its circle.
-    sat_test::TempDir dir;
-    sat_test::write_file(dir.file("t.raw"), "A 20 20 abc:text\nB 40 40 7:text\n");
-    sat_test::write_file(dir.file("w.raw"), "C 50 50 90,-5:barb\n");
-    sat_test::write_file(dir.file("c.raw"), "D 50 50 90,0:barb\n");
-    RES_put("raw_path", dir.path().c_str());
-    Domain none;
-    DOM_init(&none);
-    MAP_domain(&none);
-    RAW_plot_file("t.raw:mn=0:mx=5", nullptr);
-    EXPECT_EQ(RAW_plot_count(), 1);
-    EXPECT_FALSE(lit().empty());
-    gclear_ws();
-    RAW_plot_file("w.raw", nullptr);
-    EXPECT_TRUE(lit().empty());
-    RAW_plot_file("c.raw", nullptr);
-    EXPECT_FALSE(lit().empty());
 }
 
 }  // namespace
