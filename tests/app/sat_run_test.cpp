@@ -21,7 +21,7 @@ TEST(SatRun, ReportRunsPrintAndEndWithTen) {
     auto r = run_sat({"-pl", "none", "-ou", "date", gvar});
     EXPECT_EQ(r.code, 10);
     EXPECT_TRUE(contains(r.out, "0745Z 17 SEP 98\n")) << r.out;
-    EXPECT_FALSE(contains(r.out, "Size:")) << "a report run plots nothing";
+    EXPECT_FALSE(contains(r.out, "Size:")) << r.out;
 
     r = run_sat({"-pl", "none", "-ou", "seq", radar});
     EXPECT_EQ(r.code, 10);
@@ -49,10 +49,6 @@ TEST(SatRun, ReportsFollowTheMessageLevel) {
     r = run_sat({"-ba", "-pl", "none", "-me", "out3", gvar});
     EXPECT_TRUE(contains(r.out, "Resolution: 4x8\n")) << r.out;
     EXPECT_TRUE(contains(r.out, "Image domain: sat")) << r.out;
-
-    r = run_sat({"-ba", "-pl", "none", "-me", "out2", radar});
-    EXPECT_TRUE(contains(r.out, "Comments: MDR")) << r.out;
-    EXPECT_TRUE(contains(r.out, "Image domain: pstereo")) << r.out;
 }
 
 TEST(SatRun, UnreadableFilesEndWithTenAndTheirMessage) {
@@ -63,13 +59,6 @@ TEST(SatRun, UnreadableFilesEndWithTenAndTheirMessage) {
     EXPECT_EQ(r.code, 10);
     EXPECT_TRUE(contains(r.err, "SAT_read_file: Unable to read image file")) << r.err;
     EXPECT_TRUE(r.out.find("SAT_read_file") == std::string::npos) << "errors go to stderr";
-
-    // A header claiming a huge image with nothing behind it.
-    std::string header = sat_test::read_file(radar).substr(0, 768);
-    sat_test::write_file(dir.file("cut.area"), header);
-    r = run_sat({"-ba", "-pl", "none", dir.file("cut.area")});
-    EXPECT_NE(r.code, 128 + 11) << "no crash";
-    EXPECT_TRUE(r.code == 0 || r.code == 10) << r.code;
 
     // -me none silences the message, and the code stays 10.
     r = run_sat({"-ba", "-pl", "none", "-me", "none", empty});

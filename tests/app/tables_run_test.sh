@@ -19,24 +19,9 @@ run() {  # run NAME [options...], from the scratch directory
     pngtopnm "$work/$name.png" > "$work/$name.ppm"
 }
 
-# Number of pixels of colour R G B.
+# Number of pixels of colour R G B, by netpbm's histogram.
 count() {
-    python3 - "$1" "$2" "$3" "$4" <<'PY'
-import sys
-data = open(sys.argv[1], "rb").read()
-fields, at = [], 0
-while len(fields) < 4:
-    while data[at:at + 1].isspace():
-        at += 1
-    end = at
-    while not data[end:end + 1].isspace():
-        end += 1
-    fields.append(data[at:end])
-    at = end
-pixels = data[at + 1:]
-want = bytes(int(v) for v in sys.argv[2:5])
-print(sum(1 for i in range(0, len(pixels), 3) if pixels[i:i + 3] == want))
-PY
+    ppmhist -noheader "$1" | awk -v c="$2 $3 $4" '$1" "$2" "$3 == c { n = $5 } END { print n + 0 }'
 }
 
 fail() {

@@ -1,7 +1,6 @@
-// Plot dumps on a window of an Xvfb of the test's own: GIF (plain, interlaced,
+// Plot dumps of a window on an Xvfb of the test's own: GIF (plain, interlaced,
 // transparent), PNG and XWD files decode with giflib and netpbm to the pixels
-// that xwd reads from the same window; names follow the convention's keys, and
-// the program itself names its dumps from -pp and -of.
+// xwd reads from the window; names follow the keys, in the process and the program.
 #include "plot/dump.h"
 
 #include <gtest/gtest.h>
@@ -13,14 +12,14 @@
 #include "formats/xwd.h"
 #include "graphics/graphics.h"
 #include "tests/formats/gif_png_xwd_oracle.h"
-#include "tests/graphics/xserver.h"
+#include "xvfb.h"
 
 namespace {
 
 using namespace raster_test;
 using sat_test::read_file;
 
-// Runs the test body in a directory of its own, where relative dump names land.
+// The test body runs in a directory of its own, where relative dump names land.
 class InDir {
    public:
     explicit InDir(const std::string& dir) {
@@ -40,9 +39,8 @@ void draw_window(const std::string& display) {
     ASSERT_EQ(gopen_ws(1, display.c_str(), GWS_WIN), 0);
     float xv = 0, yv = 0;
     ginq_maxview(1, &xv, &yv);
-    const float full[4] = {0, xv, 0, yv};
+    const float full[4] = {0, xv, 0, yv}, vp[4] = {0.1f, 0.9f, 0.1f, 0.9f};
     gset_ws_win(1, full);
-    const float vp[4] = {0.1f, 0.9f, 0.1f, 0.9f};
     gset_vp(2, vp);
     gset_win(2, vp);
     gsel_norm_tran(2);
@@ -64,10 +62,9 @@ Rgb window_by_xwd(const std::string& display, const std::string& dir) {
     return oracle("xwdtopnm", out);
 }
 
-// Whether a dump shows the window's colours. A 16-bit window's channels come out
-// of GIF and PNG as their bits shifted up, where xwdtopnm scales them to 255; an
-// 8-bit window's colour map is read as fractions, truncated where xwdtopnm rounds,
-// and taken as full above 0.99.
+// Whether a dump shows the window's colours: GIF and PNG shift a 16-bit window's
+// channels up where xwdtopnm scales them; an 8-bit colour map's fractions are
+// truncated where xwdtopnm rounds, and taken as full above 0.99.
 bool same_colours(const Rgb& dump, const Rgb& window, int depth) {
     if (depth == 24 || dump.width != window.width || dump.height != window.height)
         return dump == window;
@@ -110,20 +107,19 @@ TEST_P(Dump, FilesDecodeToTheWindowPixelsReadByXwd) {
     Rgb flat = window;
     for (size_t i = 3; i < flat.rgb.size(); i++) flat.rgb[i] = flat.rgb[i % 3];
 
-    struct Case {
+    const struct {
         int type;
         const char* name;  // the convention, with the frame key
         const char* file;  // what it becomes with no frames
         const char* tool;
         int interlace;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {PLT_DUMP_GIF, "%i.gif", "win.gif", "giftopnm", 0},
         {PLT_DUMP_GIF, "inter_%i.gif", "inter_win.gif", "giftopnm", 1},
         {PLT_DUMP_PNG, "%i.png", "win.png", "pngtopam", 0},
         {PLT_DUMP_XWD, "%i.xwd", "win.xwd", "xwdtopnm", 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.file);
         GIF_interlace(c.interlace);
         PLT_set_dump(c.type, c.name);
@@ -144,8 +140,7 @@ TEST_P(Dump, FilesDecodeToTheWindowPixelsReadByXwd) {
     EXPECT_EQ(PLT_dump(-2), 0);
     std::string named = std::string(gget_win_title()) + ".gif";
     std::replace(named.begin(), named.end(), ' ', '_');  // as file names take blanks
-    auto r = sat_test::run_program("/usr/bin/giftopnm", {"--alphaout=alpha.pgm", named});
-    ASSERT_EQ(r.code, 0) << r.err;
+    oracle("giftopnm", named, {"--alphaout=alpha.pgm"});
     const Rgb alpha = decode_pnm(read_file("alpha.pgm"));
     ASSERT_EQ(alpha.width, window.width);
     int clear = 0;
@@ -176,27 +171,26 @@ TEST(DumpRun, ProgramNamesItsDumpsFromPlotParametersAndOutputFiles) {
     options.env["DISPLAY"] = server.display();
     options.cwd = dir.path();
     const std::string radar = sat_test::testdata("area/radar_composite_ps_2000137_0859.area");
-    struct Case {
+    const struct {
         std::vector<std::string> args;
         const char* file;
         const char* tool;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {{"-pp", "gif:" + dir.file("%i_%p.gif")}, "win_sat.gif", "giftopnm"},
         {{"-of", "png:" + dir.file("out_%i.png")}, "out_win.png", "pngtopam"},
         {{"-pp", "xwd"}, "zmt.xwd", "xwdtopnm"},
     };
     Rgb first;
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.file);
-        std::vector<std::string> args = c.args;
+        auto args = c.args;
         args.push_back(radar);
-        auto r = sat_test::run_sat(args, options);
+        const auto r = sat_test::run_sat(args, options);
         EXPECT_EQ(r.code, 0) << r.err;
         const Rgb got = oracle(c.tool, dir.file(c.file));
         ASSERT_GT(got.width, 0);
         if (first.width == 0) first = got;
-        EXPECT_TRUE(got == first) << "the same picture in every format";
+        EXPECT_TRUE(got == first);
     }
 }
 

@@ -1,5 +1,5 @@
-// Labels and panels in the process: overlay stacks and the `label` resource,
-// label formats, and where PLT_labels draws on a PostScript page.
+// Labels in the process: overlay stacks and the `label` resource, label formats,
+// where PLT_labels draws on a PostScript page; and the device a plot opens.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -24,9 +24,12 @@ struct Drawn {
 
 class PlotLabels : public ::testing::Test {
    protected:
-    void SetUp() override { reset(); }
+    void SetUp() override {
+        reset();
+        FLAG_set(2, 0);
+    }
     void TearDown() override {
-        if (gchk_graphics()) PLT_close();
+        if (gchk_graphics()) GPH_end(1);
         reset();
     }
     static void reset() {
@@ -42,10 +45,9 @@ class PlotLabels : public ::testing::Test {
         GPH_set_view_size(1.0f, 1.0f, 0.0f, 0.0f);
         plt_set_full_lab(0);
     }
-    // Decodes a command line with the PostScript device on a file of the test.
-    // The resources keep pointers into the command line, so it lives as long as the test.
+    // The resources keep pointers into the command line, which lives with the test.
     void decode(std::vector<std::string> args) {
-        args.insert(args.begin(), {"sat", "-de", "ps," + dir.file("page.ps")});
+        args.insert(args.begin(), "sat");
         line = std::move(args);
         argv.clear();
         for (auto& a : line) argv.push_back(a.data());
@@ -54,15 +56,16 @@ class PlotLabels : public ::testing::Test {
         static const int positional[] = {50, 0};
         RES_init(static_cast<int>(argv.size()) - 1, argv.data(), keyed, positional);
     }
-    // Opens the plot, lets the program set its labels, draws them and closes.
-    std::vector<Drawn> draw(const std::vector<std::string>& args, float aspect,
-                            void (*program)() = nullptr, int* status = nullptr) {
+    // Opens the plot on a PostScript page, lets the program set its labels, draws
+    // them and closes.
+    std::vector<Drawn> draw(std::vector<std::string> args, float aspect,
+                            void (*program)()) {
+        args.insert(args.begin(), {"-de", "ps," + dir.file("page.ps")});
         decode(args);
         EXPECT_EQ(PLT_open(aspect), 0);
         PLT_get_view(view);
-        if (program) program();
-        const int s = PLT_labels();
-        if (status) *status = s;
+        program();
+        EXPECT_EQ(PLT_labels(), 0);
         PLT_close();
         std::vector<Drawn> drawn;
         std::istringstream in(sat_test::read_file(dir.file("page.ps")));
@@ -146,4 +149,23 @@ TEST_F(PlotLabels, LabelFormats) {
         PLT_label_format(format.c_str(), out);
         EXPECT_EQ(std::string(out), want) << format;
     }
+}
+
+TEST_F(PlotLabels, DeviceStringChoosesTheWorkstationAndASecondBeginOpensNothing) {
+    const std::string hpgl = dir.file("plot.hpgl");
+    decode({"-de", "q," + hpgl});
+    int id = 0, type = 0;
+    float rect[4] = {0, 0, 0.04f, 0.04f};
+    GPH_setup(&id, &type, 1.5f, rect);
+    EXPECT_EQ(id, 1);
+    EXPECT_EQ(type, GWS_HPGL);
+    int again = GWS_PS;
+    const std::string other = dir.file("other.ps");
+    EXPECT_EQ(GPH_begin(&id, other.c_str(), &again), 0);
+    EXPECT_EQ(gget_win_type(), GWS_HPGL);
+    GPH_end(id);
+    EXPECT_TRUE(sat_test::file_exists(hpgl));
+    EXPECT_FALSE(sat_test::file_exists(other));
+    // Ending gives flag 2 back the type asked for, here the second begin's.
+    EXPECT_EQ(FLAG_get(2), GWS_PS);
 }

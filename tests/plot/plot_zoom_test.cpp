@@ -1,10 +1,7 @@
-// The zoom box's refusals (a release on the press's column, another event
-// between press and release), and the replot, resize and refresh callbacks
-// handed the present map domain. The box's domain itself is checked on a real
-// window in tests/graphics/events_window_test.cpp.
+// The zoom box's refusals and the replot, resize and refresh callbacks handed the
+// map domain; the box's domain itself is checked in graphics/events_window_test.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <string>
 #include <vector>
 
@@ -42,9 +39,6 @@ class PlotZoom : public ::testing::Test {
         calls.clear();
     }
     void TearDown() override { MESS_reset(); }
-    // Projection coordinates of a point of the earth.
-    static void at(float lat, float lon, float* x, float* y) { MAP_tran(lat, lon, x, y); }
-
     Domain map{};
 };
 
@@ -52,8 +46,8 @@ class PlotZoom : public ::testing::Test {
 
 TEST_F(PlotZoom, ClicksWithoutABoxAndOtherEvents) {
     float x1, y1, x2, y2;
-    at(35.0f, -100.0f, &x1, &y1);
-    at(42.0f, -90.0f, &x2, &y2);
+    MAP_tran(35.0f, -100.0f, &x1, &y1);
+    MAP_tran(42.0f, -90.0f, &x2, &y2);
     // A release on the press's column is refused and leaves the box open.
     PLT_plot_zoom("B1-P-Shft", x1, y1);
     EXPECT_EQ(PLT_plot_zoom("B1-R", x1, y2), -1);

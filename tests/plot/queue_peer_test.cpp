@@ -1,9 +1,5 @@
-// sat against a loop window of another process (tests/tools/loop_peer): it draws
-// into the peer's pixmap found through the window-id file, asks for a new frame
-// and waits for the answer, tells the peer to stop, and takes its resources
-// from the peer's message queue while handing back what its own command line
-// set. Without a peer the run says so and goes on, or ends with exit 4 when the
-// window was asked for.
+// sat against a loop window of another process (tests/tools/loop_peer): drawing
+// into its pixmap, frames and stop by client message, resources by its queue.
 #include <gtest/gtest.h>
 // clang-format off
 #include <X11/Xlib.h>
@@ -150,15 +146,18 @@ TEST(LoopPeer, DrawsIntoThePeersPixmapAsksForFramesAndStopsIt) {
     EXPECT_NE((r.out + r.err).find("gopen_ws: unable to open window id file"), std::string::npos);
 }
 
-TEST(LoopPeer, ResourcesComeFromThePeersQueueAndGoBackToIt) {
+// Resources come from the peer's queue and what the command line set goes back to
+// it; a peer that stops answering ends the run with 7 when the queue's alarm rings,
+// and no queue at all is a message while the run goes on.
+TEST(LoopPeer, ResourcesThroughTheQueueAndAQueueThatDoesNotAnswer) {
     sat_test::TempDir dir;
     const std::string key = std::to_string(queue_key());
     sat_test::Xvfb server(24, "800x600");
     ASSERT_FALSE(server.display().empty());
     Peer peer(server.display(), dir, "plot_domain=mw");
     ASSERT_NE(peer.pixmap(), 0u) << peer.output();
-    const auto r = sat(server.display(), {"-df", "#" + key, "-fp", dir.path(), "-ti", "hello",
-                                          "-de", "ps," + dir.file("o.ps"), radar()});
+    auto r = sat(server.display(), {"-df", "#" + key, "-fp", dir.path(), "-ti", "hello", "-de",
+                                    "ps," + dir.file("o.ps"), radar()});
     ASSERT_EQ(r.code, 0) << r.out << r.err;
     // The domain of the window's resources: the Midwest, centred at 43N 93W.
     EXPECT_NE(r.out.find(",43.000,-93.000,"), std::string::npos) << r.out;
@@ -166,36 +165,22 @@ TEST(LoopPeer, ResourcesComeFromThePeersQueueAndGoBackToIt) {
     EXPECT_NE(said.find("connect\n"), std::string::npos) << said;
     EXPECT_NE(said.find("set title=hello\n"), std::string::npos) << said;
     EXPECT_NE(said.find("quit\n"), std::string::npos) << said;
-}
 
-TEST(LoopPeer, NoQueueMeansAMessageAndTheRunGoesOn) {
-    sat_test::TempDir dir;
-    const auto r = sat("", {"-df", "#" + std::to_string(queue_key() + 0x100000), "-fp",
-                            SAT_DATA_DIR, "-de", "ps," + dir.file("o.ps"), radar()});
-    EXPECT_EQ(r.code, 0) << r.out << r.err;
-    const std::string said = r.out + r.err;
-    EXPECT_NE(said.find("ZMTloop window: " + std::to_string(queue_key() + 0x100000) +
-                        " not running or no message queue exists"),
-              std::string::npos)
-        << said;
-}
-
-// A peer that has stopped answering: every queue operation has its alarm, and
-// the run ends with exit code 7 when it rings (twenty seconds).
-TEST(LoopPeer, QueueThatDoesNotAnswerEndsTheRunWithSeven) {
-    sat_test::TempDir dir;
-    const std::string key = std::to_string(queue_key());
-    sat_test::Xvfb server(24, "800x600");
-    ASSERT_FALSE(server.display().empty());
-    Peer peer(server.display(), dir, "plot_domain=mw");
-    ASSERT_NE(peer.pixmap(), 0u) << peer.output();
     peer.answer(false);
-    const auto r = sat(server.display(), {"-df", "#" + key, "-fp", dir.path(), "-de",
-                                          "ps," + dir.file("o.ps"), radar()});
+    r = sat(server.display(),
+            {"-df", "#" + key, "-fp", dir.path(), "-de", "ps," + dir.file("p.ps"), radar()});
     peer.answer(true);
     EXPECT_EQ(r.code, 7) << r.out << r.err;
     EXPECT_NE((r.out + r.err).find("Queue not responding!!"), std::string::npos) << r.out << r.err;
-    EXPECT_EQ(sat_test::read_file(dir.file("o.ps")), "");
+    EXPECT_EQ(sat_test::read_file(dir.file("p.ps")), "");
+
+    const std::string none = std::to_string(queue_key() + 0x100000);
+    r = sat("", {"-df", "#" + none, "-fp", SAT_DATA_DIR, "-de", "ps," + dir.file("q.ps"), radar()});
+    EXPECT_EQ(r.code, 0) << r.out << r.err;
+    EXPECT_NE(
+        (r.out + r.err).find("ZMTloop window: " + none + " not running or no message queue exists"),
+        std::string::npos)
+        << r.out << r.err;
 }
 
 }  // namespace
