@@ -1,11 +1,14 @@
-// Lines, fills and markers on a real window (an Xvfb of the test's own): every
-// lit pixel must be one the world-to-pixel arithmetic gives, clipped to the
-// viewport, and read back from the server with XGetImage.
+// Lines, fills, markers and an overlaid image on a real window (an Xvfb of the
+// test's own): every lit pixel must be one the world-to-pixel arithmetic gives,
+// clipped to the viewport, and read back from the server with XGetImage.
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "formats/image.h"
 #include "tests/support/window_pixels.h"
 
 namespace {
@@ -76,18 +79,13 @@ struct LineCase {
     std::vector<PixelRun> runs;
 };
 
-TEST_F(WindowPrimitives, LinesOfEveryTypeAndWidthLandOnTheirPixels) {
+TEST_F(WindowPrimitives, LinesAndFillsOfEveryTypeLandOnTheirPixels) {
     std::vector<LineCase> cases = {
         {"solid, runs off the viewport on the left",
          1,
          0,
          {-20, 62, 60, 62},
          {{'r', py(62), VP_X0, px(60)}}},
-        {"solid, off the viewport on both sides",
-         1,
-         0,
-         {-50, 62, 150, 62},
-         {{'r', py(62), VP_X0, VP_X1}}},
         {"vertical, off the top", 1, 0, {33, 30, 33, 130}, {{'c', px(33), VP_Y0, py(30)}}},
         {"three-point polyline",
          1,
@@ -107,7 +105,7 @@ TEST_F(WindowPrimitives, LinesOfEveryTypeAndWidthLandOnTheirPixels) {
     }
     // Lines of width 1 and more cover width pixels across, from the point less
     // half the width, and stop short of the last point (butt caps).
-    for (float w : {1.0f, 2.0f, 3.0f, 5.9f}) {
+    for (float w : {2.0f, 5.9f}) {
         LineCase c{"wide", 1, w, {10, 62, 60, 62}, {}};
         const int iw = static_cast<int>(w);
         for (int r = 0; r < iw; ++r)
@@ -128,21 +126,19 @@ TEST_F(WindowPrimitives, LinesOfEveryTypeAndWidthLandOnTheirPixels) {
     }
     gset_linetype(1);
     gset_linewidth(1);
-}
 
-TEST_F(WindowPrimitives, FillsCoverTheAreaAndEdgeInTheirPattern) {
     const float rect[] = {25, 30, 70, 30, 70, 75, 25, 75};
     const float beyond[] = {-30, 30, 70, 30, 70, 140, -30, 140};
-    struct Case {
+    struct Fill {
         int style, pattern;
         const float* points;
         int x0, x1, y0, y1;
     };
-    std::vector<Case> cases = {{1, 1, rect, px(25), px(70), py(75), py(30)},
+    std::vector<Fill> fills = {{1, 1, rect, px(25), px(70), py(75), py(30)},
                                {1, 1, beyond, VP_X0, px(70), VP_Y0, py(30)}};
-    for (int p = 0; p < 20; ++p) cases.push_back({2, p, rect, px(25), px(70), py(75), py(30)});
-    for (const Case& c : cases) {
-        SCOPED_TRACE("style " + std::to_string(c.style) + " pattern " + std::to_string(c.pattern));
+    for (int p = 0; p < 20; ++p) fills.push_back({2, p, rect, px(25), px(70), py(75), py(30)});
+    for (const Fill& c : fills) {
+        SCOPED_TRACE("pattern " + std::to_string(c.pattern));
         gclear_ws();
         ASSERT_EQ(gset_fill_int_style(c.style), 0);
         ASSERT_EQ(gset_fill_style_ind(c.pattern), 0);
@@ -154,18 +150,17 @@ TEST_F(WindowPrimitives, FillsCoverTheAreaAndEdgeInTheirPattern) {
         EXPECT_EQ(lit(), want);
     }
     gset_fill_int_style(1);
-}
 
-TEST_F(WindowPrimitives, ClearRegionEmptiesItsCornersAndWhatLiesBetween) {
-    const float rect[] = {25, 30, 70, 30, 70, 75, 25, 75};
+    // A cleared region empties its corners and what lies between.
+    gclear_ws();
     gfill_area(4, rect);
     const float region[4] = {33, 60, 40, 70};  // x1, x2, y1, y2
     gclear_region(region);
-    PixelSet want;
+    PixelSet left;
     for (int y = py(75); y <= py(30); ++y)
         for (int x = px(25); x <= px(70); ++x)
-            if (x < px(33) || x > px(60) || y < py(70) || y > py(40)) want.insert({x, y});
-    EXPECT_EQ(lit(), want);
+            if (x < px(33) || x > px(60) || y < py(70) || y > py(40)) left.insert({x, y});
+    EXPECT_EQ(lit(), left);
 }
 
 TEST_F(WindowPrimitives, MarkersOfEveryTypeAroundThePoint) {
@@ -235,7 +230,7 @@ TEST_F(WindowPrimitives, MarkersOfEveryTypeAroundThePoint) {
     gset_marker_type(1);
 }
 
-TEST_F(WindowPrimitives, BadAttributesAreRefusedWithTheirMessages) {
+TEST_F(WindowPrimitives, BadAttributesViewportAndOverlay) {
     const float one[2] = {10, 10};
     struct Case {
         std::function<int()> call;
@@ -243,15 +238,10 @@ TEST_F(WindowPrimitives, BadAttributesAreRefusedWithTheirMessages) {
     };
     const std::vector<Case> cases = {
         {[] { return gset_linetype(-1); }, "gset_linetype: invalid line type: -1"},
-        {[] { return gset_linewidth(-2); }, "gset_linewidth: invalid line width: -2.000000"},
         {[] { return gset_line_colr_ind(300); }, "gset_line_colr_ind: invalid color index: 300"},
         {[] { return gset_line_colr_ind(77); }, "gset_line_colr_ind: color index not initialized"},
-        {[] { return gset_fill_style_ind(20); }, "gset_fill_style_ind: invalid style index: 20"},
-        {[] { return gset_marker_size(-1); }, "gset_marker_size: invalid marker size: -1.000000"},
-        {[] { return gset_marker_width(-1); }, "gset_marker_width: invalid marker width"},
         {[&] { return gpolyline(1, one); }, "gpolyline: invalid number of points: 1"},
         {[] { return gsel_norm_tran(7); }, "gsel_norm_tran: invalid transformation number: 7"},
-        {[] { return gsel_norm_tran(-1); }, "gsel_norm_tran: invalid transformation number: -1"},
     };
     for (const Case& c : cases) {
         ::testing::internal::CaptureStderr();
@@ -260,32 +250,66 @@ TEST_F(WindowPrimitives, BadAttributesAreRefusedWithTheirMessages) {
         EXPECT_EQ(status, -1) << c.message;
         EXPECT_NE(err.find(c.message), std::string::npos) << err;
     }
-    // A print special draws in colour 1 on a window.
-    EXPECT_EQ(gset_line_colr_ind(501), 0);
-    EXPECT_EQ(gget_line_colr(), 1);
     EXPECT_EQ(lit(), PixelSet{});
-}
 
-TEST_F(WindowPrimitives, ViewportAndClampsFollowTheTransformation) {
     int vp[4];
     gget_gviewport(vp);
     EXPECT_EQ(vp[0], VP_X0);
     EXPECT_EQ(vp[1], VP_Y0);
     EXPECT_EQ(vp[0] + vp[2] - 1, VP_X1);
     EXPECT_EQ(vp[1] + vp[3] - 1, VP_Y1);
+    // Far coordinates are clamped before they reach the server's 16 bits.
     EXPECT_EQ(xW_p(1e9f), 30000.0);
     EXPECT_EQ(yW_p(1e9f), -30000.0);
-    EXPECT_EQ(xW_ps(1e9f), 100000.0);
-    EXPECT_NEAR(xp_W(static_cast<float>(xW_p(42.5f))), 42.5, 1e-4);
-    EXPECT_NEAR(yp_W(static_cast<float>(yW_p(17.25f))), 17.25, 1e-4);
-    // A window on a transformation not selected moves nothing.
-    const float other[4] = {-1000, 1000, -1000, 1000};
-    gset_win(3, other);
-    EXPECT_EQ(px(20), static_cast<int>(xW_p(20) + 0.5));
     // A box touching the window edge is kept; one wholly beside it is not.
     const float touching[4] = {100, 50, 130, 50}, beside[4] = {100.5f, 50, 130, 50};
     EXPECT_TRUE(gpts_in_win(2, touching));
     EXPECT_FALSE(gpts_in_win(2, beside));
+
+    // An image of values 0 to 3, overlaid with "black" (value 0) transparent, its
+    // far edges 10 pixels inside the viewport's: the base shows through value 0.
+    const float colours[4][3] = {{0, 0, 0}, {1, 0.5f, 0}, {0.2f, 0.4f, 0.6f}, {0, 1, 1}};
+    auto make = [&](Image& im, int w, int h, int shift) {
+        IMG_init(&im);
+        im.width = im.bytes_per_line = w;
+        im.height = h;
+        im.depth = im.bits_per_pixel = 8;
+        im.num_colors = 4;
+        im.colors = static_cast<float*>(std::malloc(sizeof colours));
+        std::memcpy(im.colors, colours, sizeof colours);
+        im.data = static_cast<unsigned char*>(std::malloc(static_cast<size_t>(w * h)));
+        for (int i = 0; i < w * h; ++i)
+            im.data[i] = static_cast<unsigned char>((i / 3 + shift) % 4);
+    };
+    Image base{}, over{};
+    make(base, 480, 380, 1);
+    make(over, 41, 23, 0);
+    const std::vector<unsigned char> values(over.data, over.data + 41 * 23);
+    gload_image(&base, 0, 0);
+    const auto before =
+        sat_test::drawable_pixels(gget_draw_window(), sat_test::kWinW, sat_test::kWinH);
+    goverlay_image(&over, "black", -10, -10);
+    const auto after =
+        sat_test::drawable_pixels(gget_draw_window(), sat_test::kWinW, sat_test::kWinH);
+    const int ox = VP_X1 - 10 - 41 + 1, oy = VP_Y1 - 10 - 23 + 1;
+    int wrong = 0;
+    for (int y = 0; y < sat_test::kWinH; ++y)
+        for (int x = 0; x < sat_test::kWinW; ++x) {
+            const size_t at = static_cast<size_t>(y * sat_test::kWinW + x);
+            unsigned long want = before[at];
+            if (x >= ox && x < ox + 41 && y >= oy && y < oy + 23) {
+                const int v = values[static_cast<size_t>((y - oy) * 41 + x - ox)];
+                if (v != 0)
+                    want = static_cast<unsigned long>(colours[v][0] * 255) << 16 |
+                           static_cast<unsigned long>(colours[v][1] * 255) << 8 |
+                           static_cast<unsigned long>(colours[v][2] * 255);
+            }
+            wrong += after[at] != want;
+        }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_NE(after, before);
+    IMG_free(&base);
+    IMG_free(&over);
 }
 
 }  // namespace
