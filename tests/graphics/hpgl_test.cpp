@@ -23,7 +23,8 @@ const std::string PCL_CLOSE = "\033%0A\033E";
 class Hpgl : public ::testing::Test {
    protected:
     void SetUp() override {
-        for (const char* v : {"zmtprint", "zmthp_param", "zmthp_out", "zmthp_geometry", "PSCOLOR"})
+        for (const char* v :
+             {"zmtprint", "zmthp_param", "zmthp_out", "zmthp_geometry", "PSCOLOR", "zmtps_param"})
             unsetenv(v);
         RES_reset();
         MESS_reset();
@@ -76,11 +77,9 @@ TEST_F(Hpgl, EveryOptionOfTheTableInBothLists) {
         {"p.hpgl", "rot=180", PCL_OPEN + body + "RO180;\n" + pens, true, {10150, 7612}},
         {"p.hpgl", "rot=45", PCL_OPEN + body + pens, true, {10150, 7612}},
         {"p.hpgl", "lwidth=0.35", PCL_OPEN + body + "PW0.3;SV;LT;\n", true, {10150, 7612}},
-        {"p.hpgl", "scale=3", PCL_OPEN + body + pens, true, {10150, 7612}},
         {"p.hpgl", "a4", PCL_OPEN + body + pens, true, {11357, 7876}},
         {"p.hpgl", "SZ=20x10", PCL_OPEN + body + pens, true, {19792, 9642}},
         {"p.hpgl", "roll=30", PCL_OPEN + body + pens, true, {29942, 23345}},
-        {"p.hpgl", "ansid,letter", PCL_OPEN + body + pens, true, {10657, 8120}},
         // The device string: options win over the environment's ...
         {"p.hpgl,port", nullptr, PCL_OPEN + body + "RO90;\n" + pens, true, {10150, 7612}},
         {"p.hpgl,rot=270,b4", "port", PCL_OPEN + body + "RO270;\n" + pens, true, {14037, 9764}},
@@ -108,7 +107,19 @@ TEST_F(Hpgl, EveryOptionOfTheTableInBothLists) {
     }
 }
 
-TEST_F(Hpgl, OutputNamesInTheirOrderAndAppendedPlots) {
+TEST_F(Hpgl, OutputNamesInTheirOrderAppendedPlotsAndUnwritableOutputs) {
+    // Outputs that cannot be created fail the open and leave nothing.
+    sat_test::write_file("blocker", "");
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(gopen_ws(1, "blocker/out.ps", GWS_PS), -1);
+    EXPECT_EQ(gopen_ws(1, "blocker/out.hpgl", GWS_HPGL), -1);
+    EXPECT_EQ(gopen_ws(1, "blocker/out.meta", GWS_META), -1);
+    const std::string err = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("gopen_ws: unable to open HPGL file"), std::string::npos) << err;
+    EXPECT_NE(err.find("gopen_ws: unable to open metafile"), std::string::npos);
+    EXPECT_EQ(gchk_graphics(), 0);
+    EXPECT_EQ(sat_test::run_program("/bin/ls", {"-A", "."}).out, "blocker\n");
+
     setenv("zmthp_out", "env.hpgl", 1);
     ASSERT_EQ(gopen_ws(1, "dev.hpgl", GWS_HPGL), 0);
     gclose_ws();
@@ -140,6 +151,20 @@ TEST_F(Hpgl, OutputNamesInTheirOrderAndAppendedPlots) {
     EXPECT_EQ(second.find("SP;PG;"), std::string::npos);
     EXPECT_EQ(second.find('\033'), std::string::npos);
     EXPECT_NE(second.find("PU"), std::string::npos);
+
+    // A PostScript request under zmtprint=HPGL becomes HPGL under its default
+    // name, and the PostScript options are not read.
+    setenv("zmtprint", "HPGL", 1);
+    setenv("zmtps_param", "a1", 1);
+    ASSERT_EQ(gopen_ws(1, "", GWS_PS), 0);
+    EXPECT_EQ(gget_win_type(), GWS_HPGL);
+    int w = 0, h = 0;
+    gget_win_size(&w, &h);
+    EXPECT_EQ(std::make_pair(w, h), std::make_pair(10150, 7612));
+    gclose_ws();
+    unsetenv("zmtprint");
+    unsetenv("zmtps_param");
+    EXPECT_FALSE(sat_test::file_exists("zmt.ps"));
 }
 
 TEST_F(Hpgl, ShadesWidthsTypesAndFills) {
