@@ -16,31 +16,11 @@
 #include "maps/map_draw.h"
 #include "maps/projections.h"
 #include "test_support.h"
+#include "tests/support/window_dump.h"
 
 namespace {
 
 using namespace sat_test;
-
-struct Gray {
-    int width = 0, height = 0;
-    std::vector<unsigned char> v;
-};
-
-// A binary PGM as Ghostscript writes it.
-Gray read_pgm(const std::string& path) {
-    Gray g;
-    const std::string bytes = read_file(path);
-    int maxval = 0, used = 0;
-    std::string header = bytes.substr(0, 200);
-    for (size_t hash; (hash = header.find('#')) != std::string::npos;)
-        header.replace(hash, header.find('\n', hash) - hash, header.find('\n', hash) - hash, ' ');
-    if (std::sscanf(header.c_str(), "P5 %d %d %d%n", &g.width, &g.height, &maxval, &used) != 3)
-        return g;
-    const size_t start = static_cast<size_t>(used) + 1;
-    g.v.assign(bytes.begin() + static_cast<long>(start), bytes.end());
-    if (g.v.size() < static_cast<size_t>(g.width) * g.height) g.width = g.height = 0;
-    return g;
-}
 
 class MapPositionsPS : public testing::TestWithParam<ProjCase> {};
 
@@ -84,13 +64,15 @@ TEST_P(MapPositionsPS, CrossesLandWherePROJPutsThem) {
     for (auto& [x, y] : device) x += ox * 72, y += oy * 72;
 
     // 4 pixels to the PostScript unit, on a page large enough for any panel.
-    const std::string pgm = dir.file("map.pgm");
+    const std::string ppm = dir.file("map.ppm");
     auto r =
-        run_program("/usr/bin/gs", {"-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", "-sDEVICE=pgmraw",
+        run_program("/usr/bin/gs", {"-q", "-dSAFER", "-dBATCH", "-dNOPAUSE", "-sDEVICE=ppmraw",
                                     "-r288", "-dDEVICEWIDTHPOINTS=900", "-dDEVICEHEIGHTPOINTS=900",
-                                    "-dFIXEDMEDIA", "-sOutputFile=" + pgm, ps});
+                                    "-dFIXEDMEDIA", "-sOutputFile=" + ppm, ps});
     ASSERT_EQ(r.code, 0) << r.err;
-    const Gray g = read_pgm(pgm);
+    std::string bytes = read_file(ppm);
+    if (bytes.compare(3, 1, "#") == 0) bytes.erase(3, bytes.find('\n', 3) - 2);  // gs's comment
+    const Ppm g = parse_ppm(bytes);
     ASSERT_GT(g.width, 0);
     int inside = 0;
     for (size_t n = 0; n < nodes.size(); ++n) {
@@ -104,8 +86,7 @@ TEST_P(MapPositionsPS, CrossesLandWherePROJPutsThem) {
         int count = 0;
         for (int y = static_cast<int>(py) - 24; y <= static_cast<int>(py) + 24; ++y)
             for (int x = static_cast<int>(px) - 24; x <= static_cast<int>(px) + 24; ++x)
-                if (x >= 0 && y >= 0 && x < g.width && y < g.height &&
-                    g.v[static_cast<size_t>(y) * g.width + x] < 128)
+                if (x >= 0 && y >= 0 && x < g.width && y < g.height && g.at(x, y, 0) < 128)
                     sx += x, sy += y, ++count;
         ASSERT_GT(count, 0) << c.name << " nothing drawn at " << nodes[n].first << ","
                             << nodes[n].second;
