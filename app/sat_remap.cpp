@@ -76,6 +76,11 @@ struct Remap {
     int cutbase;
     int numcut;
     const int32_t* cutoff;
+    // The target's columns: first and last x, step and count; its top row's y.
+    float xmin, xmax, dx, ymax;
+    int nx;
+    int remap_inc;        // columns between interpolation anchors; 0 for exact
+    bool no_source_grid;  // the source has no grid to place a point on
 };
 
 // The longitude clip: a point beyond min_lon or max_lon, on the near side of the
@@ -288,27 +293,12 @@ int SAT_zoom_image_to(Image* image, float lat, float lon, float zoom, int vw, in
     return 0;
 }
 
-// Kept whole: split into helpers, its per-pixel loop measured 5-10% slower on remap_bench.
-int SAT_remap_image(Image* image, const Domain* domain) {
-    if (domain == nullptr || domain->proj == ZMT_MISSING) return 0;
+namespace {
 
-    MESS_print(MESS_MESS, "Remapping image...\n");
-    MESS_print(MESS_OUT2, "New domain: ");
-    DOM_print(MESS_OUT1, domain);
-    gsel_norm_tran(2);
-
-    MAP_domain(domain);
+// The remap's sources and parameters; the target's plot limits must be current.
+Remap start_remap(const Image* image, const Domain* domain) {
     float limits[4] = {0.0f, 0.0f, 0.0f, 0.0f};
     MAP_get_limits(limits);
-    const float xmin = limits[0], xmax = limits[1], ymax = limits[3];
-    const int nx = domain->nx > 0 ? domain->nx : 0;
-    const int ny = domain->ny > 0 ? domain->ny : 0;
-    const float dx = domain->dx;
-    const float dy = domain->dy;
-
-    unsigned char* out = alloc_pixels(static_cast<int64_t>(nx) * ny, "SAT_remap_image");
-    if (out == nullptr) return 0;
-
     const SatParams& params = SAT_params();
     Remap r{};
     r.image = image;
@@ -323,74 +313,106 @@ int SAT_remap_image(Image* image, const Domain* domain) {
     // The class table holds five bounds, so at most four classes.
     r.numcut = params.numcut < 3 ? params.numcut : 3;
     r.cutoff = params.cutoff;
-    const int remap_inc = params.remap_inc;
-    const bool no_source_grid = r.source.dx == 0.0f || r.source.clat == ZMT_FMISSING;
+    r.xmin = limits[0];
+    r.xmax = limits[1];
+    r.ymax = limits[3];
+    r.dx = domain->dx;
+    r.nx = domain->nx > 0 ? domain->nx : 0;
+    r.remap_inc = params.remap_inc;
+    r.no_source_grid = r.source.dx == 0.0f || r.source.clat == ZMT_FMISSING;
+    return r;
+}
 
-    unsigned char* o = out;
-    float y = ymax;
-    for (int row = 0; row < ny; ++row, y = y - dy) {
-        // Interpolation state, carried across the columns of a row.
-        float ax = 0.0f, ay = 0.0f;    // anchor position in the source
-        float vx = 0.0f, vy = 0.0f;    // vector to the next anchor
-        float step = 0.0f;             // columns from this anchor to the next
-        int k = 0;                     // columns since the anchor
-        float lat = 0.0f, lon = 0.0f;  // at the segment's end
-        float alat = 0.0f;             // at the anchor
-        float x = xmin;
-        for (int col = 0; col < nx; ++col, x = x + dx, ++o) {
-            MAP_domain(domain);
-            float ix = ZMT_FMISSING, iy = ZMT_FMISSING;
-            if (remap_inc == 0) {
-                float la = 0.0f, lo = 0.0f, px = 0.0f, py = 0.0f;
-                MAP_untran(x, y, &la, &lo);
-                MAP_domain(&r.source);
-                MAP_tran(la, lo, &px, &py);
-                if (no_source_grid) continue;
-                MAP_grid_untran(px, py, &ix, &iy);
-            } else {
-                if (col == 0) {
-                    MAP_untran(x, y, &lat, &lon);
-                    clip_lon(r, lat, lon);
-                    to_source(r, lat, lon, vx, vy);
-                    ax = 0.0f;
-                    ay = 0.0f;
-                }
-                if (col % remap_inc == 0) {
-                    ax = ax + vx;
-                    ay = ay + vy;
-                    alat = lat;
-                    step = static_cast<float>(remap_inc);
-                    const float xn = step * dx + x;
-                    if (xn > xmax) {
-                        step = (xmax - x) / dx;
-                        MAP_untran(xmax, y, &lat, &lon);
-                    } else {
-                        MAP_untran(xn, y, &lat, &lon);
-                    }
-                    clip_lon(r, lat, lon);
-                    to_source(r, lat, lon, vx, vy);
-                    // The segment's end has fallen off the source.
-                    if (vx < 0.0f || vy < 0.0f) lat = ZMT_FMISSING;
-                    vx = vx - ax;
-                    vy = vy - ay;
-                    k = 0;
-                }
-                if (lat == ZMT_FMISSING || alat == ZMT_FMISSING) {
-                    // Near the limb or the clip, interpolation would smear: exact.
-                    float la = 0.0f, lo = 0.0f;
-                    MAP_untran(x, y, &la, &lo);
-                    clip_lon(r, la, lo);
-                    to_source(r, la, lo, ix, iy);
-                } else {
-                    const float t = static_cast<float>(k) / step;
-                    ix = t * vx + ax;
-                    iy = t * vy + ay;
-                }
-                ++k;
+// One output row at plot y. Every remap_inc columns an anchor is placed exactly
+// and the columns between are interpolated along the row; the per-pixel loop
+// stays in one piece because it is the program's hottest.
+void remap_row(const Remap& r, float y, unsigned char* o) {
+    // Locals, so that the calls in the loop don't make the compiler reload them.
+    const float dx = r.dx, xmax = r.xmax;
+    const int remap_inc = r.remap_inc, nx = r.nx;
+    const Domain* target = r.target;
+    const bool no_source_grid = r.no_source_grid;
+    float ax = 0.0f, ay = 0.0f;    // anchor position in the source
+    float vx = 0.0f, vy = 0.0f;    // vector to the next anchor
+    float step = 0.0f;             // columns from this anchor to the next
+    int k = 0;                     // columns since the anchor
+    float lat = 0.0f, lon = 0.0f;  // at the segment's end
+    float alat = 0.0f;             // at the anchor
+    float x = r.xmin;
+    for (int col = 0; col < nx; ++col, x = x + dx, ++o) {
+        MAP_domain(target);
+        float ix = ZMT_FMISSING, iy = ZMT_FMISSING;
+        if (remap_inc == 0) {
+            float la = 0.0f, lo = 0.0f, px = 0.0f, py = 0.0f;
+            MAP_untran(x, y, &la, &lo);
+            MAP_domain(&r.source);
+            MAP_tran(la, lo, &px, &py);
+            if (no_source_grid) continue;
+            MAP_grid_untran(px, py, &ix, &iy);
+        } else {
+            if (col == 0) {
+                MAP_untran(x, y, &lat, &lon);
+                clip_lon(r, lat, lon);
+                to_source(r, lat, lon, vx, vy);
+                ax = 0.0f;
+                ay = 0.0f;
             }
-            *o = sample(r, ix, iy);
+            if (col % remap_inc == 0) {
+                ax = ax + vx;
+                ay = ay + vy;
+                alat = lat;
+                step = static_cast<float>(remap_inc);
+                const float xn = step * dx + x;
+                if (xn > xmax) {
+                    step = (xmax - x) / dx;
+                    MAP_untran(xmax, y, &lat, &lon);
+                } else {
+                    MAP_untran(xn, y, &lat, &lon);
+                }
+                clip_lon(r, lat, lon);
+                to_source(r, lat, lon, vx, vy);
+                // The segment's end has fallen off the source.
+                if (vx < 0.0f || vy < 0.0f) lat = ZMT_FMISSING;
+                vx = vx - ax;
+                vy = vy - ay;
+                k = 0;
+            }
+            if (lat == ZMT_FMISSING || alat == ZMT_FMISSING) {
+                // Near the limb or the clip, interpolation would smear: exact.
+                float la = 0.0f, lo = 0.0f;
+                MAP_untran(x, y, &la, &lo);
+                clip_lon(r, la, lo);
+                to_source(r, la, lo, ix, iy);
+            } else {
+                const float t = static_cast<float>(k) / step;
+                ix = t * vx + ax;
+                iy = t * vy + ay;
+            }
+            ++k;
         }
+        *o = sample(r, ix, iy);
     }
+}
+
+}  // namespace
+
+int SAT_remap_image(Image* image, const Domain* domain) {
+    if (domain == nullptr || domain->proj == ZMT_MISSING) return 0;
+
+    MESS_print(MESS_MESS, "Remapping image...\n");
+    MESS_print(MESS_OUT2, "New domain: ");
+    DOM_print(MESS_OUT1, domain);
+    gsel_norm_tran(2);
+
+    MAP_domain(domain);
+    const Remap r = start_remap(image, domain);
+    const int nx = r.nx;
+    const int ny = domain->ny > 0 ? domain->ny : 0;
+    unsigned char* out = alloc_pixels(static_cast<int64_t>(nx) * ny, "SAT_remap_image");
+    if (out == nullptr) return 0;
+    float y = r.ymax;
+    for (int row = 0; row < ny; ++row, y = y - domain->dy)
+        remap_row(r, y, out + static_cast<size_t>(row) * static_cast<size_t>(nx));
 
     std::free(image->data);
     image->data = out;
