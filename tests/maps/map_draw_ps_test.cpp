@@ -1,21 +1,10 @@
 // Map lines in PostScript: the lattice of crosses drawn to a PostScript file,
 // rendered by Ghostscript, lands where PROJ puts the nodes.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "env/colors.h"
 #include "env/domains.h"
-#include "env/messages.h"
 #include "env/resources.h"
 #include "graphics/graphics.h"
 #include "map_draw_support.h"
-#include "maps/map_draw.h"
-#include "maps/projections.h"
-#include "test_support.h"
 #include "tests/support/window_dump.h"
 
 namespace {
