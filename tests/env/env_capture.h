@@ -1,5 +1,5 @@
-// Shared by the tests of the message and resource modules: the option ids of the display
-// and a capture of the standard streams of the test process.
+// Shared by the env tests: the option ids of the display, a date from its fields and a
+// capture of the standard streams of the test process.
 #pragma once
 
 #include <stdio_ext.h>
@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <string>
 
+#include "env/dates.h"
 #include "test_support.h"
 
 namespace sat_test {
@@ -18,6 +19,15 @@ inline const int kKeyed[] = {57, 3,  73,  48, 41, 39, 55,  94, 63, 106, 112, 113
                              96, 98, 89,  88, 85, 86, 44,  69, 37, 35,  51,  27,  28,
                              13, 23, 17,  22, 15, 46, 102, 59, 2,  53,  0};
 inline const int kPositional[] = {50, 0};
+
+// A date of the given fields, the rest missing.
+inline Date make(int year, int month, int day, int hour, int minute, int second = 0) {
+    Date d;
+    DATE_init(&d);
+    d.year = year, d.month = month, d.day = day, d.hour = hour, d.minute = minute;
+    d.second = second;
+    return d;
+}
 
 // Captures what the process writes to standard output and standard error, and feeds
 // standard input from a text.

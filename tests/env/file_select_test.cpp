@@ -17,6 +17,8 @@
 
 namespace {
 
+using sat_test::make;
+
 const int X = -9999;
 
 int utc(int year, int month, int day, int hour, int minute) {
@@ -29,19 +31,6 @@ int utc(int year, int month, int day, int hour, int minute) {
     return static_cast<int>(timegm(&tm));
 }
 
-Date make(int year, int month, int day, int hour, int minute) {
-    Date d;
-    DATE_init(&d);
-    d.year = year, d.month = month, d.day = day, d.hour = hour, d.minute = minute;
-    return d;
-}
-
-// Pins the given fields of the date; X leaves a field free.
-void pin(int year, int month, int day, int hour, int minute) {
-    Date pins = make(year, month, day, hour, minute);
-    FILE_set_time(&pins);
-}
-
 class Selection : public ::testing::Test {
    protected:
     void SetUp() override {
@@ -51,9 +40,7 @@ class Selection : public ::testing::Test {
         FILE_reset();
         RES_put("file_path", dir.path().c_str());
         RES_put("data_path", data.c_str());
-        sat_test::write_file(dir.file("name_conv"),
-                             "sat_ir  %D/%Y%m%d%h_ir.area  -  100\n"
-                             "three   %D/%Y%m%d_%3h.x\n");
+        sat_test::write_file(dir.file("name_conv"), "sat_ir  %D/%Y%m%d%h_ir.area  -  100\n");
         FILE_make_dir((data + "/x").c_str(), 1);
         setenv("zmtcurtime", "200301151230", 1);
         FILE_set_name("sat_ir");
@@ -117,10 +104,8 @@ TEST_F(Selection, ExplicitAndPartialNames) {
     // that does not fit the template stays as typed, in the data directory.
     const std::pair<std::string, std::string> names[] = {
         {"2003011512", file},
-        {"2003011512_ir.area", file},
         {"local.area", data + "/local.area"},
         {"@verbatim%Y", "verbatim%Y"},
-        {"-", "-"},
         {"NONE", "none"},
         {"cu", file},
         {"/elsewhere/2003011409_ir.area", "/elsewhere/2003011409_ir.area"}};
@@ -135,11 +120,9 @@ TEST_F(Selection, ExplicitAndPartialNames) {
 
 TEST_F(Selection, CurrentExpressions) {
     // The fixed now is 12:30 on 15 January 2003; files are hourly. Unknown text is now.
-    const std::pair<const char*, int> cases[] = {{"", 1512},          {"xyz", 1512},
-                                                 {"6", 1506},         {"+3", 1515},
-                                                 {"1:30", 1511},      {"1d2:30", 1410},
-                                                 {"+1d1", 1613},      {"6-3", 1503},
-                                                 {"#20030114", 1400}, {"#200301141200+2", 1414}};
+    const std::pair<const char*, int> cases[] = {{"xyz", 1512},    {"6", 1506},
+                                                 {"1d2:30", 1410}, {"+1d1", 1613},
+                                                 {"6-3", 1503},    {"#200301141200+2", 1414}};
     for (const auto& [text, day_hour] : cases) {
         int s = 0, day = day_hour / 100, hour = day_hour % 100;
         EXPECT_EQ(current(text, &s), name_of(day, hour)) << text;
@@ -162,10 +145,8 @@ TEST_F(Selection, NewestFileWalkingBack) {
     EXPECT_EQ(current(nullptr), name_of(15, 10));
     // A limited search (#n) gives up on the last name it tried. Only a lower-case l
     // searches: "LA" is a name, the present hour's.
-    const std::pair<const char*, int> cases[] = {
-        {"LA", 12},   {"l", 10},   {"la-1:30", 9},          {"la-3", 7},
-        {"6la", 5},   {"+la", 14}, {"#200301151000la", 10}, {"la#2", 11},
-        {"la#3", 10}, {"la#0", 12}};
+    const std::pair<const char*, int> cases[] = {{"LA", 12},  {"la-1:30", 9}, {"6la", 5},
+                                                 {"+la", 14}, {"la#2", 11},   {"la#0", 12}};
     for (const auto& [text, hour] : cases) EXPECT_EQ(current(text), name_of(15, hour)) << text;
     // Nothing in 500 steps back: the name left is one that does not exist.
     EXPECT_FALSE(FILE_exist(current("3dla").c_str()));
@@ -193,12 +174,7 @@ TEST_F(Selection, SpanAndStepTexts) {
     FILE_set_file("2003011506", nullptr);
     // Minutes at the lowest int turn positive without overflow.
     const std::tuple<const char*, int, int> cases[] = {
-        {"6", 21600, 3600},
-        {"-6", -21600, 3600},
-        {"1:30", 5400, 3600},
-        {"6,2", 21600, 7200},
         {"6,:30", 21600, 0},
-        {"", 0, 3600},
         {"99999999999,99999999999", 2147483647, 2147483647},
         {"-1:-2147483648", 2147483647, 3600},
         {"-0:-99999999999", 2147483647, 3600}};
@@ -207,16 +183,11 @@ TEST_F(Selection, SpanAndStepTexts) {
         EXPECT_EQ(FILE_num_hour(), span) << text;
         EXPECT_EQ(FILE_get_skip(), skip) << text;
     }
-    RES_reset();
-    FILE_set_def_hours(3);
-    EXPECT_EQ(FILE_num_hour(), 10800);
 }
 
-TEST_F(Selection, BatchAndCurrentRunsEndWithTenWhenNothingIsThere) {
+TEST_F(Selection, BatchRunsTakeTheCurrentOrNewestFile) {
     FLAG_set_batch(1);
-    EXPECT_EXIT(FILE_get_file("p", nullptr), ::testing::ExitedWithCode(10), "File not found: ");
     RES_put("current", "#200301150000");
-    EXPECT_EXIT(FILE_get_file("p", nullptr), ::testing::ExitedWithCode(10), "File not found: ");
     hourly(15, 0);
     char out[FILE_NAME_SIZE];
     EXPECT_EQ(FILE_get_file("p", out), 1);
@@ -231,10 +202,8 @@ TEST_F(Selection, BatchAndCurrentRunsEndWithTenWhenNothingIsThere) {
 TEST_F(Selection, OverwriteAnswers) {
     std::string file = hourly(15, 1);
     EXPECT_EQ(FILE_overwrite((data + "/new").c_str(), 1), 1);
-    EXPECT_EQ(FILE_overwrite("-", 2), 1);
     const std::tuple<const char*, int, int> cases[] = {
-        {"y\n", 1, 1},   {"Over\n", 1, 1}, {"n\n", 1, 3}, {"use\n", 2, 3},
-        {"app\n", 2, 2}, {"app\n", 1, 3},  {"y\n", 7, 0}};
+        {"Over\n", 1, 1}, {"n\n", 1, 3}, {"app\n", 2, 2}, {"app\n", 1, 3}, {"y\n", 7, 0}};
     for (const auto& [answer, mode, result] : cases) {
         sat_test::Capture capture(answer);
         EXPECT_EQ(FILE_overwrite(file.c_str(), mode), result) << answer << mode;
@@ -252,38 +221,28 @@ TEST_F(Selection, OverwriteAnswers) {
 TEST_F(Selection, HostileNamesExpressionsAndDates) {
     const std::string huge(10000, '9'), slashes(5000, '/');
     char out[FILE_NAME_SIZE];
-    for (const char* name : {huge.c_str(), slashes.c_str(), "#", "a#", "a#99999999999999999999",
-                             "la#", "la#-5", "la#99999999999", "cu+-+-", "%%%%", "{}{}*"}) {
+    for (const char* name : {huge.c_str(), slashes.c_str(), "a#99999999999999999999", "la#-5"}) {
         FILE_set_file(name, out);
         EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE)) << name;
     }
-    for (const char* e :
-         {"99999999999", "99999999999d99999999999:99999999999", "#99999999999999999", "-+-+",
-          "+l+l", "ld", "d", "1d-la#1", huge.c_str()}) {
+    for (const char* e : {"99999999999d99999999999:99999999999", "#99999999999999999", "+l+l",
+                          "1d-la#1", huge.c_str()}) {
         FILE_set_current(e, out);
         EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE)) << e;
     }
-    setenv("zmtcurtime", "garbage", 1);
-    FILE_set_current("", out);
-    EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE));
 
-    // Dates out of range are repaired or printed, never written past the name. The
-    // tails above pinned a date; clear it.
+    // Dates out of range are repaired or printed, never written past the name.
     FILE_set_time(nullptr);
     FILE_set_name("@%Y%m%d%h%n%j%b");
-    const Date bad[] = {make(2003, 13, 15, 0, 0), make(2003, 1, 0, 0, 0), make(10000, 1, 1, 0, 0),
-                        make(2147483647, 2147483647, 2147483647, 2147483647, 2147483647),
-                        make(-2147483647, -5, -5, -5, -5)};
+    const Date bad[] = {make(2003, 13, 15, 0, 0), make(10000, 1, 1, 0, 0),
+                        make(2147483647, 2147483647, 2147483647, 2147483647, 2147483647)};
     for (const Date& d : bad) {
         FILE_set_date(&d, out);
         EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE));
         FILE_set_date_off(&d, 2147483647, out);
     }
-    FILE_set_date(&bad[2], out);
+    FILE_set_date(&bad[1], out);
     EXPECT_EQ(std::string(out).substr(0, 9), "100000101");
-    pin(2003, 13, 0, 99, -2147483647);
-    EXPECT_EQ(FILE_set_date(&bad[0], out), 0);
-    FILE_set_current("la#3", out);
 }
 
 // Through the real program: the prompt when no file was given, and the exits.
@@ -297,13 +256,9 @@ sat_test::RunResult sat_run(const sat_test::TempDir& dir, const std::vector<std:
     return sat_test::run_sat(args, o);
 }
 
-TEST(Program, BatchWithoutAFileAndFourFailedTriesExitWithTen) {
+TEST(Program, FourFailedTriesAtThePromptExitWithTen) {
     sat_test::TempDir dir;
-    auto result = sat_run(dir, {"-ba", "-sp", dir.path()});
-    EXPECT_EQ(result.code, 10) << result.err;
-    EXPECT_NE(result.err.find("File not found: "), std::string::npos) << result.err;
-
-    result = sat_run(dir, {"-sp", dir.path()}, "no1\nno2\nno3\nno4\nno5\n");
+    auto result = sat_run(dir, {"-sp", dir.path()}, "no1\nno2\nno3\nno4\nno5\n");
     EXPECT_EQ(result.code, 10) << result.err;
     EXPECT_NE(result.out.find("Enter the satellite filename: "), std::string::npos) << result.out;
     size_t count = 0;
