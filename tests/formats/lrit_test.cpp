@@ -89,10 +89,6 @@ TEST_F(LritTest, RealSegmentsGiveTheirSizeDateTitleAndPixels) {
     sat_test::write_file(dir.file("seg.jpg"), jpeg.substr(header_length(jpeg)));
     auto djpeg = sat_test::run_program("/usr/bin/djpeg", {"-pnm", dir.file("seg.jpg")});
     ASSERT_EQ(djpeg.code, 0) << djpeg.err;
-    const std::string expected12 =
-        pgm_pixels(real("lrit/IMG_FD_01_IR1_20120101_024020_01_jpeg12.expected_shr2.pgm"));
-    EXPECT_EQ(std::vector<unsigned char>(expected12.begin() + 1370, expected12.begin() + 1376),
-              (std::vector<unsigned char>{186, 185, 184, 183, 182, 182}));
     struct Case {
         std::string file;
         const char* summary;
@@ -101,14 +97,14 @@ TEST_F(LritTest, RealSegmentsGiveTheirSizeDateTitleAndPixels) {
     const char* coms = "[0215Z  1 JAN 12] 9:0:128.2:421.61:1 ext 1";
     const Case cases[] = {
         {kVis, "2200x220", raw8(kVis)},
-        {kIr, "2200x220", raw8(kIr)},
         {kWv, "1547x308 [2345Z 31 DEC 11] 9:0:128.2:421.61:1 ext 1", raw8(kWv)},
         {kMtsat, "2752x464 [0915Z 21 DEC 09] 9:0:140:421.61:1 ext 1", raw8(kMtsat)},
         {kHrit, "2750x275", hrit_rule},
         {kJpeg8, "2200x220",
          pgm_pixels(real("lrit/IMG_FD_01_VIS_20120101_024020_05_jpeg8.expected.pgm"))},
         {kJpeg8, "2200x220", flip_rows(pgm_pixels(djpeg.out), 2200)},
-        {kJpeg12, "2750x275", expected12},
+        {kJpeg12, "2750x275",
+         pgm_pixels(real("lrit/IMG_FD_01_IR1_20120101_024020_01_jpeg12.expected_shr2.pgm"))},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.file);
@@ -163,7 +159,7 @@ print(worst)
 )";
 
 TEST_F(LritTest, FullDiskDomainsAgreeWithProj) {
-    for (const std::string& file : {kVis, kIr, kHrit}) {
+    for (const std::string& file : {kVis, kIr}) {  // on the earth, and off it at the corners
         SCOPED_TRACE(file);
         const std::string b = real(file);
         Read r(sat_test::testdata(file));
@@ -173,9 +169,8 @@ TEST_F(LritTest, FullDiskDomainsAgreeWithProj) {
         std::vector<std::string> args = {"-c", kGeos};
         for (int k = 0; k < 4; k++)
             args.push_back(std::to_string(static_cast<int32_t>(be(b, nav + 32 + 4 * k, 4))));
-        args.push_back(std::to_string(be(b, seg, 1)));
-        args.push_back(std::to_string(d.nx));
-        args.push_back(std::to_string(d.ny));
+        for (int v : {static_cast<int>(be(b, seg, 1)), d.nx, d.ny})
+            args.push_back(std::to_string(v));
         args.push_back("128.2");
         const float fx = static_cast<float>(d.nx - 1), fy = static_cast<float>(d.ny - 1);
         const float pts[7][2] = {{fx / 2, fy / 2}, {0, 0},      {fx, 0},     {0, fy},
@@ -196,7 +191,7 @@ TEST_F(LritTest, FullDiskDomainsAgreeWithProj) {
 
 TEST_F(LritTest, BrokenAndHostileCopiesAreRefused) {
     const std::string vis = real(kVis), jpeg = real(kJpeg8), j12 = real(kJpeg12);
-    const size_t hdr = header_length(vis), jhdr = header_length(jpeg);
+    const size_t jhdr = header_length(jpeg);
     auto with = [](std::string b, size_t at, int n, uint32_t v) {
         put_be(b, at, n, v);
         return b;
@@ -204,8 +199,6 @@ TEST_F(LritTest, BrokenAndHostileCopiesAreRefused) {
     const size_t structure = record(vis, 1), nav = record(vis, 2), func = record(vis, 3);
     std::string not_geos = vis;
     not_geos.replace(nav + 3, 4, "MERC");
-    std::string bad_entropy = jpeg;
-    for (size_t i = jhdr + 2000; i < jhdr + 2600; i += 7) bad_entropy[i] = static_cast<char>(0xFF);
     // The frame header's precision byte of each stream.
     const size_t sof8 = jpeg.find("\xff\xc0", jhdr),
                  sof12 = j12.find("\xff\xc1", header_length(j12));
@@ -216,29 +209,18 @@ TEST_F(LritTest, BrokenAndHostileCopiesAreRefused) {
     };
     const Case cases[] = {
         {"empty", "", "SAT_read_LRIT: Projection \"\" is not geostationary"},
-        {"cut in the chain", vis.substr(0, nav + 10), "SAT_read_LRIT: Projection \"\" is not"},
         {"cut in the pixels", vis.substr(0, vis.size() - 1), kCut},
         {"grown", vis + std::string(1000, '\x7f'), ""},
         {"record of length 0 loops", with(vis, func + 1, 2, 0),
          "SAT_read_LRIT: Bad header record 3 of length 0"},
-        {"record of length 2", with(vis, structure + 1, 2, 2),
-         "SAT_read_LRIT: Bad header record 1"},
         // The chain reads on into the pixels until a record is too short.
         {"record overruns the header", with(vis, func + 1, 2, 65535), kBadRecord},
         {"header length beyond the file", with(vis, 4, 4, 0x7FFFFFFF), kBadRecord},
-        {"header length never hit", with(vis, 4, 4, hdr + 1), kBadRecord},
         {"not geostationary", not_geos, "SAT_read_LRIT: Projection \"MERC"},
         {"column factor 0", with(vis, nav + 3 + 32, 4, 0), kBadParams},
-        {"no columns", with(vis, structure + 4, 2, 0), kBadParams},
         {"absurd size, raw", with(with(vis, structure + 4, 2, 65535), structure + 6, 2, 65535),
          kBadParams},
-        {"more lines than the file holds", with(vis, structure + 6, 2, 221), kCut},
-        {"absurd size, JPEG", with(with(jpeg, structure + 4, 2, 65535), structure + 6, 2, 65535),
-         kBadParams},
-        {"wavelet compression", with(real(kHrit), record(real(kHrit), 1) + 8, 1, 1),
-         "SAT_read_LRIT: Compression 1 is not supported"},
         {"cut JPEG", jpeg.substr(0, jpeg.size() - 5000), kBadJpeg},
-        {"JPEG entropy data damaged", bad_entropy, kBadJpeg},
         {"no JPEG frame", jpeg.substr(0, jhdr) + std::string(5000, '\0'),
          "SAT_read_LRIT: No JPEG frame"},
         {"16-bit JPEG", with(jpeg, sof8 + 4, 1, 16), "SAT_read_LRIT: JPEG precision of 16 bits"},
@@ -258,7 +240,7 @@ TEST_F(LritTest, BrokenAndHostileCopiesAreRefused) {
     }
 }
 
-TEST_F(LritTest, ConventionAndRefusalEndToEnd) {
+TEST_F(LritTest, ConventionAndWaveletRefusalEndToEnd) {
     // The lrit convention is timed to the minute: the VIS segment says 02:15.
     sat_test::write_file(dir.file("20120101_0215_vis.lrit"), real(kJpeg8));
     std::string hrit = real(kHrit);
