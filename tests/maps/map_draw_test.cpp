@@ -129,8 +129,6 @@ TEST_P(MapPositions, CrossesLandWherePROJPutsThem) {
 INSTANTIATE_TEST_SUITE_P(Domains, MapPositions, testing::ValuesIn(proj_cases),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// ---- Seams and long records -----------------------------------------------------
-
 // A line along a parallel that crosses the seam behind the centre splits: the
 // old piece runs on to the edge through the point moved by one period, the new
 // one starts at the point itself; nothing runs across the picture.
@@ -215,8 +213,6 @@ TEST(MapDraw, GraticuleCrossesTheSeamAndIsLabelled) {
     EXPECT_GT(label_pixels, 10);
 }
 
-// ---- The list -----------------------------------------------------------------
-
 // Warnings of one MAP_draw, with map_file set to `list` (empty: unset).
 std::string draw_list(const char* domain_text, const char* list, int mask = 6) {
     clear_and_setup(domain_text);
@@ -246,31 +242,27 @@ TEST(MapDraw, DefaultListFollowsTheDomainAndStays) {
     EXPECT_STREQ(MAP_get_name(), "cont.map,country.map") << "the first choice stands for the run";
 }
 
-// Which map entries of a list a pass tries, read from the missing-file warnings.
+// Which map entries of a list a pass tries at 40 N 100 W (scale 40), read from
+// the missing-file warnings.
 TEST(MapDraw, RegionBlocksScaleFiltersAndSidesSelect) {
     const struct {
-        const char* domain;
         const char* list;
         int mask;
         const char* tried;
     } cases[] = {
-        {"lamb,40,-100,500,400,0.1,0.1", "[20,60,-130,-60,100],a.map,[],b.map", 6, "a.map"},
-        {"lamb,40,100,500,400,0.1,0.1", "[20,60,-130,-60,100],a.map,[],b.map", 6, "b.map"},
-        {"lamb,40,-100,500,400,0.1,0.1", "[60,20,-60,-130,30],a.map,[],b.map", 6,
-         "b.map"},  // scale 40 > 30
-        {"lamb,40,-100,500,400,0.1,0.1", "c.map,[20,60,-130,-60],a.map,[0,10,0,10],d.map", 6,
-         "c.map a.map"},
-        {"lamb,40,-100,500,400,0.1,0.1", "s+30:a.map,s+50:b.map,s-50:c.map,s-30:d.map", 6,
-         "a.map c.map"},
-        {"lamb,40,-100,500,400,0.1,0.1",
-         ">30<50:a.map,>30<35:b.map,<50>30:c.map,<35:d.map,>39:e.map", 6, "a.map c.map e.map"},
-        {"lamb,40,-100,500,400,0.1,0.1", "s+30:<50:x.map,s+30:<35:y.map", 6, "x.map"},
-        {"lamb,40,-100,500,400,0.1,0.1", "-under.map,+over.map,plain.map", 1, "under.map"},
-        {"lamb,40,-100,500,400,0.1,0.1", "-under.map,+over.map,plain.map", 6, "over.map plain.map"},
+        {"[20,60,-130,-60,100],a.map,[],b.map", 6, "a.map"},
+        {"[20,60,60,130,100],a.map,[],b.map", 6, "b.map"},
+        {"[60,20,-60,-130,30],a.map,[],b.map", 6, "b.map"},  // scale 40 > 30
+        {"c.map,[20,60,-130,-60],a.map,[0,10,0,10],d.map", 6, "c.map a.map"},
+        {"s+30:a.map,s+50:b.map,s-50:c.map,s-30:d.map", 6, "a.map c.map"},
+        {">30<50:a.map,>30<35:b.map,<50>30:c.map,<35:d.map,>39:e.map", 6, "a.map c.map e.map"},
+        {"s+30:<50:x.map,s+30:<35:y.map", 6, "x.map"},
+        {"-under.map,+over.map,plain.map", 1, "under.map"},
+        {"-under.map,+over.map,plain.map", 6, "over.map plain.map"},
     };
     for (const auto& c : cases) {
         MAP_reset();
-        const std::string err = draw_list(c.domain, c.list, c.mask);
+        const std::string err = draw_list("lamb,40,-100,500,400,0.1,0.1", c.list, c.mask);
         std::string tried;
         for (size_t at = 0; (at = err.find("Map file not found: ", at)) != std::string::npos;) {
             at += 20;
@@ -280,8 +272,6 @@ TEST(MapDraw, RegionBlocksScaleFiltersAndSidesSelect) {
         EXPECT_EQ(tried, c.tried) << c.list << " mask " << c.mask;
     }
 }
-
-// ---- Broken input ---------------------------------------------------------------
 
 TEST(MapDraw, BrokenMapFilesEndCleanly) {
     clear_and_setup("us");
