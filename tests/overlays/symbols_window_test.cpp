@@ -225,8 +225,9 @@ TEST_F(SymbolsWindow, RawPlotHonoursSkipLimitsAndClasses) {
     sat_test::write_file(dir.file("t.raw"), "A 20 20 abc:text\nB 40 40 7:text\n");
     sat_test::write_file(dir.file("w.raw"), "C 50 50 90,-5:barb\n");
     sat_test::write_file(dir.file("c.raw"), "D 50 50 90,0:barb\n");
-    sat_test::write_file(dir.file("p.raw"),
-                         "W\nlabel\n!\nid lat lon n $\nA 20 50 -5\nB 40 50 5\nC 60 50 15\n");
+    sat_test::write_file(
+        dir.file("p.raw"),
+        "W\nlabel\n!\nid lat lon n $\nA 20 50 -5\nB 40 50 5\nC 60 50 15\nD 80 50 10\n");
     RES_put("raw_path", dir.path().c_str());
     Domain none;
     DOM_init(&none);
@@ -257,21 +258,23 @@ TEST_F(SymbolsWindow, RawPlotHonoursSkipLimitsAndClasses) {
     EXPECT_FALSE(lit().empty());
 
     // Classes of the contour scale from base 0 by 10, cut below 0: 5 in class 0
-    // (colour 1, white), 15 in class 1 (colour 2, red); -5 is not drawn.
+    // (colour 1, white), 15 and 10 (an edge opens the class above) in class 1
+    // (colour 2, red); -5 is not drawn. The cutoff itself is in.
     RES_put("con_base", ">0");
     RES_put("con_interval", "10");
     gclear_ws();
     ASSERT_EQ(RAW_plot_file("p.raw:mk=plus", nullptr), 0);
-    EXPECT_EQ(RAW_plot_count(), 2);
+    EXPECT_EQ(RAW_plot_count(), 3);
     EXPECT_TRUE(colours_near(20, 50).empty());
     EXPECT_EQ(colours_near(40, 50),
               std::set<unsigned long>{static_cast<unsigned long>(gget_color_ind(1))});
-    EXPECT_EQ(colours_near(60, 50),
-              std::set<unsigned long>{static_cast<unsigned long>(gget_color_ind(2))});
+    const std::set<unsigned long> red{static_cast<unsigned long>(gget_color_ind(2))};
+    EXPECT_EQ(colours_near(60, 50), red);
+    EXPECT_EQ(colours_near(80, 50), red);
 
     RES_put("con_base", "<10");  // cut above: 15 goes
     ASSERT_EQ(RAW_plot_file("p.raw:mk=plus", nullptr), 0);
-    EXPECT_EQ(RAW_plot_count(), 2);
+    EXPECT_EQ(RAW_plot_count(), 3);
 
     // A format's own offset counts 0.012 across and 0.02 up a step.
     RawAttrib f;
