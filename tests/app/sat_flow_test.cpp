@@ -1,5 +1,5 @@
 // The display's own decisions: input type and name convention from the options,
-// plot parameters, output conventions, and the report runs through the real binary.
+// plot parameters, output conventions; reports and exits of the real binary.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -15,7 +15,16 @@
 #include "formats/image.h"
 #include "test_support.h"
 
+using sat_test::run_sat;
+
 namespace {
+
+const std::string gvar = sat_test::testdata("area/goes8_wv_gvar_1998260_0745.area");
+const std::string radar = sat_test::testdata("area/radar_composite_ps_2000137_0859.area");
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
 
 // Decodes a command line in this process, as main does first.
 void decode(std::vector<std::string> args) {
@@ -124,8 +133,7 @@ TEST(SatOutFile, LastValueDecidesForm) {
         int result;
         const char* tag;
     } cases[] = {
-        {"imgz:sat_wv", 2, "sat_wv"},
-        {"img,imgz", 2, "sat_img"},
+        {"img,imgz:sat_wv", 2, "sat_wv"},
         {"sat_ir", 1, "sat_ir"},
     };
     for (const auto& c : cases) {
@@ -135,4 +143,32 @@ TEST(SatOutFile, LastValueDecidesForm) {
     }
     decode({});
     EXPECT_EQ(SAT_out_file(), 0);
+}
+
+TEST(SatRun, ReportRunsAndUnreadableFilesEndWithTen) {
+    auto r = run_sat({"-pl", "none", "-ou", "date", gvar});
+    EXPECT_EQ(r.code, 10);
+    EXPECT_TRUE(contains(r.out, "0745Z 17 SEP 98\n")) << r.out;
+    EXPECT_FALSE(contains(r.out, "Size:")) << r.out;
+
+    r = run_sat({"-pl", "none", "-ou", "seq", radar});
+    EXPECT_EQ(r.code, 10);
+    EXPECT_TRUE(contains(r.out, "200005160859\n")) << r.out;
+
+    // The file report names the file the output convention gives for the date.
+    sat_test::TempDir dir;
+    r = run_sat({"-pl", "none", "-ou", "file", "-of", "sat_img", "-sp", dir.path(), radar});
+    EXPECT_EQ(r.code, 10);
+    EXPECT_TRUE(contains(r.out, dir.path() + "/20000516_0845.img\n")) << r.out;
+
+    // An unreadable file: 10 and the message on stderr, silenced by -me none.
+    const std::string empty = dir.file("empty.area");
+    sat_test::write_file(empty, "");
+    r = run_sat({"-ba", "-pl", "none", empty});
+    EXPECT_EQ(r.code, 10);
+    EXPECT_TRUE(contains(r.err, "SAT_read_file: Unable to read image file")) << r.err;
+    EXPECT_TRUE(r.out.find("SAT_read_file") == std::string::npos) << "errors go to stderr";
+    r = run_sat({"-ba", "-pl", "none", "-me", "none", empty});
+    EXPECT_EQ(r.code, 10);
+    EXPECT_EQ(r.err, "");
 }

@@ -22,6 +22,15 @@ struct Drawn {
     float x, y;
 };
 
+void program_labels() {
+    PLT_label_up_left("Title");
+    PLT_set_overlay(1);
+    PLT_label_up_left("Second");
+    PLT_label_low_right("Lower");
+    PLT_set_overlay(0);
+    PLT_label_up_right("Date");
+}
+
 class PlotLabels : public ::testing::Test {
    protected:
     void SetUp() override {
@@ -56,15 +65,14 @@ class PlotLabels : public ::testing::Test {
         static const int positional[] = {50, 0};
         RES_init(static_cast<int>(argv.size()) - 1, argv.data(), keyed, positional);
     }
-    // Opens the plot on a PostScript page, lets the program set its labels, draws
+    // Opens a 1.5 to 1 plot on a PostScript page, sets the program's labels, draws
     // them and closes.
-    std::vector<Drawn> draw(std::vector<std::string> args, float aspect,
-                            void (*program)()) {
+    std::vector<Drawn> draw(std::vector<std::string> args) {
         args.insert(args.begin(), {"-de", "ps," + dir.file("page.ps")});
         decode(args);
-        EXPECT_EQ(PLT_open(aspect), 0);
+        EXPECT_EQ(PLT_open(1.5f), 0);
         PLT_get_view(view);
-        program();
+        program_labels();
         EXPECT_EQ(PLT_labels(), 0);
         PLT_close();
         std::vector<Drawn> drawn;
@@ -89,15 +97,6 @@ class PlotLabels : public ::testing::Test {
     bool border = false;
 };
 
-void program_labels() {
-    PLT_label_up_left("Title");
-    PLT_set_overlay(1);
-    PLT_label_up_left("Second");
-    PLT_label_low_right("Lower");
-    PLT_set_overlay(0);
-    PLT_label_up_right("Date");
-}
-
 const Drawn* find(const std::vector<Drawn>& drawn, const std::string& text) {
     for (const Drawn& d : drawn)
         if (d.text == text) return &d;
@@ -108,7 +107,7 @@ const Drawn* find(const std::vector<Drawn>& drawn, const std::string& text) {
 
 TEST_F(PlotLabels, ProgramLabelsStackAndTheResourceReplacesAPosition) {
     // Two overlays in use: each position is a stack of two lines.
-    const auto plain = draw({"-pp", "over=0:2"}, 1.5f, program_labels);
+    const auto plain = draw({"-pp", "over=0:2"});
     ASSERT_NE(find(plain, "Title"), nullptr);
     ASSERT_NE(find(plain, "Second"), nullptr);
     // Overlay 1 stands one line above overlay 0, upper labels above the picture.
@@ -121,8 +120,7 @@ TEST_F(PlotLabels, ProgramLabelsStackAndTheResourceReplacesAPosition) {
     EXPECT_TRUE(border);
 
     reset();
-    const auto user =
-        draw({"-pp", "over=0:2", "-la", "ul:User_label,ur3:Third_%%"}, 1.5f, program_labels);
+    const auto user = draw({"-pp", "over=0:2", "-la", "ul:User_label,ur3:Third_%%"});
     EXPECT_NE(find(user, "User label"), nullptr);
     EXPECT_EQ(find(user, "Title"), nullptr);
     // A replaced position shows its one line: overlay 1 of it is not drawn.

@@ -43,8 +43,7 @@ struct RunOptions {
     int timeout_seconds = 60;
 };
 
-// Runs the built sat binary with the given arguments. The environment holds only
-// PATH, HOME and whatever the options add, so no zmt* variable of the caller leaks in.
+// Runs the built sat binary in an environment of PATH, HOME and the options' only.
 RunResult run_sat(const std::vector<std::string>& args, const RunOptions& options = {});
 // Runs any program the same way.
 RunResult run_program(const std::string& program, const std::vector<std::string>& args,

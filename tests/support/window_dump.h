@@ -1,6 +1,5 @@
-// A window's pixels as independent tools see them: xwd dumps it and netpbm's
-// xwdtopnm decodes it; and the channel value a visual of a given depth holds
-// for a colour asked for, so tests can compare the two.
+// A window's pixels as xwd and netpbm's xwdtopnm see them, and the channel value
+// a visual of a given depth holds for a colour asked for.
 #pragma once
 
 #include <cctype>

@@ -1,7 +1,6 @@
-// A kernel window of 640 by 512 on an Xvfb of the program's own: transformation
-// 2 maps a world window onto the normalised viewport 0.1..1.1 by 0.1..0.9 of a
-// workstation window 0..(639/511) by 0..1; colour 1 is white, 2 red. The pixels
-// a drawing lit are read back from the server with XGetImage.
+// A kernel window of 640 by 512 on an Xvfb of the program's own, transformation 2
+// on the viewport 0.1..1.1 by 0.1..0.9, colour 1 white and 2 red; its pixels are
+// read back with XGetImage.
 #pragma once
 
 // gtest before Xlib, whose macros (None, Bool) it would trip over.
@@ -48,8 +47,8 @@ inline void open_test_window() {
     gset_colr_rep(1, 2, red);
 }
 
-// Every pixel of the drawing pixmap that is not the background; with `only_red`
-// each must be colour 2.
+// The pixels of the drawing pixmap that are not the background (with `only_red`,
+// each must be colour 2).
 inline PixelSet lit(bool only_red = false) {
     XImage* im =
         XGetImage(gget_display(), gget_draw_window(), 0, 0, kWinW, kWinH, AllPlanes, ZPixmap);

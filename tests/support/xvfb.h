@@ -1,6 +1,5 @@
-// An X server of a test's own. Xvfb picks a free display number itself and
-// writes it to a pipe (-displayfd), so tests running side by side never race on
-// lock files; the object kills the server when it goes.
+// An X server of a test's own on a display number it picks itself (-displayfd),
+// killed when the object goes.
 #pragma once
 
 #include <fcntl.h>
@@ -12,8 +11,8 @@
 
 namespace sat_test {
 
-// Starts Xvfb with one screen of the size and depth given; the display (":N")
-// and the server's pid, or an empty string when it did not start.
+// Starts Xvfb with one screen of the size and depth given: the display (":N") and
+// the pid, or an empty string when it did not start.
 inline std::string start_xvfb(int depth, const std::string& size, pid_t* pid) {
     int fds[2];
     *pid = -1;

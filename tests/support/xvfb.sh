@@ -1,8 +1,6 @@
 # Sourced by the shell tests: start_xvfb SCREEN (such as 1024x768x24) starts an X
-# server of the test's own and sets XVFB_DISPLAY and XVFB_PID. The server picks a
-# free display and writes its number once it accepts clients, so tests running
-# side by side never race for one; its output goes nowhere, so it holds no pipe
-# of the test runner. The caller kills XVFB_PID when it is done.
+# server on a display it picks itself and sets XVFB_DISPLAY and XVFB_PID, which
+# the caller kills when it is done.
 start_xvfb() {
     local number
     number=$(mktemp)

@@ -1,12 +1,7 @@
-// A stand-in loop window for the tests: a process that owns a window and its
-// pixmap, publishes them in the window-id file "zmtloop.win", answers the
-// client messages of a process drawing into the pixmap (2: a new frame, 9: stop)
-// and serves resources on a System V message queue. It prints one line for each
-// thing it did, flushed, so a test can follow it.
-//
+// A stand-in loop window for the tests: owns a window and pixmap published in
+// DIR/zmtloop.win, answers client messages 2 (new frame) and 9 (stop), serves
+// resources on queue KEY, and prints a line for each thing it did.
 //   loop_peer DIR KEY WIDTHxHEIGHT [name=value ...]
-//
-// It ends on a stop message or SIGTERM, removing its queue and window-id file.
 #include <X11/Xlib.h>
 #include <signal.h>
 #include <sys/ipc.h>
@@ -43,7 +38,7 @@ struct Peer {
     Pixmap pixmap = 0;
     GC gc = nullptr;
     int width = 0, height = 0;
-    std::vector<Pixmap> frames;  // pictures handed on by "new frame"
+    std::vector<Pixmap> frames;
     int queue = -1;
     int next_channel = 3;
     std::map<std::string, std::string> resources;
@@ -62,7 +57,7 @@ void reply(Peer& p, long channel, const std::string& text) {
     msgsnd(p.queue, &w, text.size() + 1, 0);
 }
 
-// One request of a client: the channel digit, then the line.
+// One request: "/" asks for a channel; else the channel digit, then the line.
 void serve(Peer& p, const Wire& w, size_t length) {
     const std::string line(w.text, strnlen(w.text, length));
     if (line.empty()) return;
@@ -95,8 +90,7 @@ void serve_queue(Peer& p) {
         serve(p, w, static_cast<size_t>(n));
 }
 
-// The picture drawn so far is kept as a frame; the pixmap starts afresh. The
-// title carries "+" while the work goes on, which holds the client back.
+// The picture so far is kept as a frame; the "+" in the title holds the client back.
 void new_frame(Peer& p) {
     XStoreName(p.display, p.window, (p.title + " +").c_str());
     const Pixmap kept = XCreatePixmap(p.display, p.window, static_cast<unsigned>(p.width),
@@ -122,13 +116,8 @@ bool publish(const std::string& dir, const Peer& p) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 4) {
-        std::fprintf(stderr, "usage: loop_peer DIR KEY WIDTHxHEIGHT [name=value ...]\n");
-        return 2;
-    }
     Peer p;
-    if (std::sscanf(argv[3], "%dx%d", &p.width, &p.height) != 2 || p.width <= 0 || p.height <= 0)
-        return 2;
+    if (argc < 4 || std::sscanf(argv[3], "%dx%d", &p.width, &p.height) != 2) return 2;
     for (int i = 4; i < argc; ++i) {
         const char* eq = std::strchr(argv[i], '=');
         if (eq) p.resources[std::string(argv[i], static_cast<size_t>(eq - argv[i]))] = eq + 1;
@@ -172,8 +161,6 @@ int main(int argc, char** argv) {
     }
     msgctl(p.queue, IPC_RMID, nullptr);
     std::remove((std::string(argv[1]) + "/zmtloop.win").c_str());
-    for (Pixmap f : p.frames) XFreePixmap(p.display, f);
-    XFreePixmap(p.display, p.pixmap);
     XFreeGC(p.display, p.gc);
     XCloseDisplay(p.display);
     return 0;
