@@ -43,7 +43,7 @@ struct Held {
     Image* get() { return &image; }
 };
 
-// Decodes PBM, PGM, PPM and PAM (maxval 255) into RGB. An empty picture if unreadable.
+// Decodes PBM, PGM, PPM and PAM into RGB. An empty picture if unreadable.
 inline Rgb decode_pnm(const std::string& bytes) {
     Rgb out;
     std::istringstream in(bytes);
@@ -82,14 +82,11 @@ inline Rgb decode_pnm(const std::string& bytes) {
         for (int x = 0; x < w; x++) {
             const auto* row = reinterpret_cast<const unsigned char*>(body.data()) + y * row_bytes;
             unsigned char v[3];
-            if (magic == "P4") {
-                v[0] = v[1] = v[2] = (row[x / 8] >> (7 - x % 8) & 1) ? 0 : 255;  // 1 is black
-            } else {
-                for (int c = 0; c < 3; c++) {
-                    const unsigned char* p = row + (x * depth + (depth >= 3 ? c : 0)) * sample;
-                    long s = sample == 2 ? p[0] << 8 | p[1] : p[0];
-                    v[c] = static_cast<unsigned char>((s * 255 + maxval / 2) / maxval);
-                }
+            for (int c = 0; c < 3; c++) {
+                const unsigned char* p = row + (x * depth + (depth >= 3 ? c : 0)) * sample;
+                long s = sample == 2 ? p[0] << 8 | p[1] : p[0];
+                v[c] = static_cast<unsigned char>((s * 255 + maxval / 2) / maxval);
+                if (magic == "P4") v[c] = (row[x / 8] >> (7 - x % 8) & 1) ? 0 : 255;  // 1 is black
             }
             out.rgb.insert(out.rgb.end(), v, v + 3);
         }
@@ -136,13 +133,10 @@ inline Rgb colours_of(const Image& im) {
 }
 
 // Pixel layouts a window or a raster file can give the writers.
-enum class Layout { True32Lsb, True32Msb, True24Lsb, Rgb565Msb, Mapped8Padded, Mapped4, Mapped1 };
-
-inline const char* name_of(Layout l) {
-    static const char* names[] = {"true32lsb",     "true32msb", "true24lsb", "rgb565msb",
-                                  "mapped8padded", "mapped4",   "mapped1"};
-    return names[static_cast<int>(l)];
-}
+// (A 16-bit window's layout is checked by tests/plot/dump_test.cpp on Xvfb.)
+enum class Layout { True32Lsb, True32Msb, True24Lsb, Mapped8Padded, Mapped4, Mapped1 };
+constexpr Layout kLayouts[] = {Layout::True32Lsb,     Layout::True32Msb, Layout::True24Lsb,
+                               Layout::Mapped8Padded, Layout::Mapped4,   Layout::Mapped1};
 
 // A picture of w x h in the layout, with the colours it must show. `colours`
 // bounds how many distinct colours it holds.
@@ -162,15 +156,11 @@ inline void make_picture(Layout l, int w, int h, int colours, Image* im, Rgb* sh
     struct Shape {
         int depth, bits, bpl;
     };
-    const Shape shapes[] = {{24, 32, 4 * w},    {24, 32, 4 * w},         {24, 24, 3 * w + 2},
-                            {16, 16, 2 * w},    {8, 8, (w + 3) / 4 * 4}, {4, 4, (w + 1) / 2},
-                            {1, 1, (w + 7) / 8}};
+    const Shape shapes[] = {{24, 32, 4 * w},         {24, 32, 4 * w},     {24, 24, 3 * w + 2},
+                            {8, 8, (w + 3) / 4 * 4}, {4, 4, (w + 1) / 2}, {1, 1, (w + 7) / 8}};
     const Shape& sh = shapes[static_cast<int>(l)];
     im->depth = sh.depth, im->bits_per_pixel = sh.bits, im->bytes_per_line = sh.bpl;
-    if (l == Layout::Rgb565Msb)
-        im->red_mask = 0xF800, im->green_mask = 0x7E0, im->blue_mask = 0x1F;
-    else if (!mapped)
-        im->red_mask = 0xFF0000, im->green_mask = 0xFF00, im->blue_mask = 0xFF;
+    if (!mapped) im->red_mask = 0xFF0000, im->green_mask = 0xFF00, im->blue_mask = 0xFF;
     im->data = static_cast<unsigned char*>(std::calloc(size_t(im->bytes_per_line) * h, 1));
     if (mapped) {
         im->num_colors = colours;
@@ -193,15 +183,6 @@ inline void make_picture(Layout l, int w, int h, int colours, Image* im, Rgb* sh
                 case Layout::True24Lsb:
                     row[3 * x] = b, row[3 * x + 1] = g, row[3 * x + 2] = r;
                     break;
-                case Layout::Rgb565Msb: {
-                    int v = (r >> 3) << 11 | (g >> 2) << 5 | b >> 3;
-                    row[2 * x] = static_cast<unsigned char>(v >> 8),
-                            row[2 * x + 1] = static_cast<unsigned char>(v);
-                    r = static_cast<unsigned char>(r & 0xF8),
-                    g = static_cast<unsigned char>(g & 0xFC),
-                    b = static_cast<unsigned char>(b & 0xF8);
-                    break;
-                }
                 case Layout::Mapped8Padded:
                     row[x] = static_cast<unsigned char>(i);
                     break;

@@ -72,9 +72,8 @@ TEST_F(Gif, EveryLayoutDecodesExactlyByGiftopnmAndByOurReader) {
     // 61 x 37 gives padded rows; 300 x 200 of 200 colours fills the code table
     // many times over, so the coder's clears and 12-bit codes are exercised.
     for (auto [w, h] : {std::pair{61, 37}, {300, 200}}) {
-        for (Layout l : {Layout::True32Lsb, Layout::True32Msb, Layout::True24Lsb, Layout::Rgb565Msb,
-                         Layout::Mapped8Padded, Layout::Mapped4, Layout::Mapped1}) {
-            SCOPED_TRACE(std::string(name_of(l)) + " " + std::to_string(w));
+        for (Layout l : kLayouts) {
+            SCOPED_TRACE(std::to_string(static_cast<int>(l)) + " " + std::to_string(w));
             Held in, back;
             Rgb shown;
             make_picture(l, w, h, colours_for(l), in.get(), &shown);
@@ -89,7 +88,7 @@ TEST_F(Gif, EveryLayoutDecodesExactlyByGiftopnmAndByOurReader) {
 TEST_F(Gif, InterlacedRowsBeginWithThePixelThatFollowsThePreviousRow) {
     GIF_interlace(1);
     for (Layout l : {Layout::True32Lsb, Layout::Mapped8Padded, Layout::Mapped4}) {
-        SCOPED_TRACE(name_of(l));
+        SCOPED_TRACE(static_cast<int>(l));
         const int w = 23, h = 13;
         Held in;
         Rgb shown;
@@ -120,21 +119,9 @@ TEST_F(Gif, InterlacedRowsBeginWithThePixelThatFollowsThePreviousRow) {
     }
 }
 
-TEST_F(Gif, SmallestAndOverfullPictures) {
-    // One colour: flags 0xFF, a table of three bytes, code size 2; one pixel codes
-    // as clear, the pixel and end in 3 bits each.
-    Held one;
-    Rgb shown;
-    make_picture(Layout::Mapped8Padded, 1, 1, 1, one.get(), &shown);
-    ASSERT_EQ(GIF_write(path("1.gif").c_str(), one.get()), 1);
-    const std::string b = read_file(path("1.gif"));
-    const std::string want = std::string("GIF89a\x01\x00\x01\x00\xFF\x00\x00", 13) +
-                             std::string(reinterpret_cast<const char*>(shown.rgb.data()), 3) +
-                             std::string("\x2C\0\0\0\0\x01\0\x01\0\0\x02\x02\x44\x01\0\x3B", 16);
-    EXPECT_EQ(b, want);
-
-    // More than 256 colours: the excess takes the first colour, the picture stays.
+TEST_F(Gif, MoreThan256ColoursTakeTheFirstColour) {
     Held many, back;
+    Rgb shown;
     make_picture(Layout::True32Lsb, 300, 2, 200, many.get(), &shown);
     for (int x = 0; x < 300; x++) many->data[4 * x] = static_cast<unsigned char>(x);  // 300 blues
     ASSERT_EQ(GIF_write(path("m.gif").c_str(), many.get()), 1);
@@ -176,7 +163,7 @@ std::string gif_bytes(int w, int h, std::vector<int> codes, bool table = true) {
 }
 
 TEST_F(Gif, BrokenAndHostileFilesAreRefused) {
-    // 1, then the code being defined (1 1), then 2.
+    // 1, then the code being defined (1 1), then 2: read after the table.
     const std::string good = gif_bytes(2, 2, {4, 1, 6, 2, 5});
     const std::string real = read_file(testdata("raster/idx7x5.gif"));
     struct Case {
@@ -185,7 +172,6 @@ TEST_F(Gif, BrokenAndHostileFilesAreRefused) {
         const char* message;  // empty: read succeeds
     };
     const Case cases[] = {
-        {"deferred code", good, ""},
         {"table full without a clear",
          [] {
              std::vector<int> codes(4093, 0);  // 4090 entries fill the table, one more is refused
@@ -195,24 +181,13 @@ TEST_F(Gif, BrokenAndHostileFilesAreRefused) {
          "GIF_read: LZW table full without a clear code\n"},
         {"code past the table", gif_bytes(2, 2, {4, 1, 7, 5}),
          "GIF_read: LZW code 7 past the table of 6\n"},
-        {"table code first", gif_bytes(2, 2, {4, 6, 5}),
-         "GIF_read: LZW code 6 past the table of 6\n"},
         {"zero-size screen", gif_bytes(0, 5, {4, 1, 5}), "GIF_read: Empty screen of 0x5\n"},
         {"huge screen", gif_bytes(65535, 65535, {4, 1, 5}),
          "GIF_read: Screen of 65535x65535 is larger than the file\n"},
         {"cut in the screen", real.substr(0, 9), "GIF_read: File ends in the screen descriptor\n"},
         {"cut in the table", real.substr(0, 20), "GIF_read: File ends in the colour table\n"},
         {"no image", real.substr(0, 25), "GIF_read: No image in the file\n"},
-        {"cut in the descriptor", real.substr(0, 30),
-         "GIF_read: File ends in the image descriptor\n"},
         {"cut in the data", real.substr(0, real.size() - 8), ""},
-        {"code size 12",
-         [&] {
-             std::string s = good;
-             s[6 + 7 + 12 + 10] = 12;
-             return s;
-         }(),
-         "GIF_read: LZW code size 12 out of range\n"},
         {"not a GIF", "PNG", "GIF_read: Not a GIF file\n"},
     };
     for (const Case& c : cases) {
