@@ -1,20 +1,11 @@
 // The kernel's colour table on a true-colour window of an Xvfb of the test's own:
-// reuse of near colours, read-write cells where the visual has none, the
-// background resource, and the print specials.
-#include <gtest/gtest.h>
-// clang-format off
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-// clang-format on
-
+// reuse of near colours, the print specials, and the background resource.
 #include <string>
 #include <vector>
 
 #include "env/messages.h"
 #include "env/resources.h"
-#include "graphics/graphics.h"
 #include "window_pixels.h"
-#include "xserver.h"
 
 namespace {
 
@@ -26,28 +17,13 @@ unsigned long truecolor(float r, float g, float b) {
     return c(r) << 16 | c(g) << 8 | c(b);
 }
 
-class Colours : public ::testing::Test {
-   protected:
-    static void SetUpTestSuite() { server_ = new sat_test::Xvfb(24, "800x600"); }
-    static void TearDownTestSuite() { delete server_; }
-    void SetUp() override {
-        ASSERT_FALSE(server_->display().empty());
-        RES_reset();
-        MESS_reset();
-        gopen_gks(nullptr);
-    }
-    void TearDown() override {
-        if (gchk_graphics()) gclose_ws();
-        gset_rw_colors(0);
-        RES_reset();
-    }
-    void open() { ASSERT_EQ(gopen_ws(1, server_->display().c_str(), GWS_WIN), 0); }
-    static sat_test::Xvfb* server_;
-};
-sat_test::Xvfb* Colours::server_ = nullptr;
-
-TEST_F(Colours, AnyIndexReusesANearColourAndOnlyANearOne) {
-    open();
+TEST(Colours, NearColoursAreReusedAndTheBackgroundPaintsUnlessNone) {
+    sat_test::Xvfb server(24, "800x600");
+    ASSERT_FALSE(server.display().empty());
+    RES_reset();
+    MESS_reset();
+    gopen_gks(nullptr);
+    ASSERT_EQ(gopen_ws(1, server.display().c_str(), GWS_WIN), 0);
     // Entries 0 to 9, all far apart: black, greens, grey at 5, white at 9.
     for (int i = 0; i <= 9; ++i) {
         const float rgb[3] = {0.1f * static_cast<float>(i), 0.9f, 0.2f};
@@ -91,49 +67,21 @@ TEST_F(Colours, AnyIndexReusesANearColourAndOnlyANearOne) {
     EXPECT_EQ(gset_colr_rep(1, 503, grey), 0);
     EXPECT_EQ(gget_color_ind(503), -1);
     EXPECT_EQ(gis_valid_colr(509), 0);
-    EXPECT_EQ(gis_valid_colr(-1), 1);
-}
+    gclose_ws();
 
-TEST_F(Colours, ReadWriteCellsTurnOffWhereTheVisualHasNone) {
-    open();
-    gset_rw_colors(1);
-    MESS_set(1, MESS_DEBUG);
-    ::testing::internal::CaptureStdout();
-    const float orange[3] = {1.0f, 0.5f, 0.0f}, teal[3] = {0.0f, 0.5f, 0.5f};
-    gset_colr_rep(1, 7, orange);
-    gset_colr_rep(1, 8, teal);
-    const std::string out = ::testing::internal::GetCapturedStdout();
-    // One failed attempt, then plain allocation for both.
-    EXPECT_NE(out.find("Allocated RW Cells: 0"), std::string::npos) << out;
-    EXPECT_EQ(out.find("Stored new RW Cells"), std::string::npos);
-    EXPECT_EQ(out.find("Allocated RW Cells: 0"), out.rfind("Allocated RW Cells: 0"));
-    EXPECT_EQ(static_cast<unsigned long>(gget_color_ind(7)), truecolor(1.0f, 0.5f, 0.0f));
-    EXPECT_EQ(static_cast<unsigned long>(gget_color_ind(8)), truecolor(0.0f, 0.5f, 0.5f));
-}
-
-TEST_F(Colours, BackgroundPaintsThePixmapUnlessNone) {
-    struct Case {
-        const char* background;  // resource, or null
-        unsigned long entry;     // pixel of the background entry
-        unsigned long painted;   // the base pixmap after the open
-    };
-    const std::vector<Case> cases = {
-        {nullptr, 0x000000, 0x000000},
-        {"#3366cc", 0x3366cc, 0x3366cc},
-        {"none", 0x000000, 0x000000},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.background ? c.background : "(unset)");
-        RES_reset();
-        if (c.background) RES_put("background", c.background);
-        open();
-        EXPECT_EQ(static_cast<unsigned long>(gget_color_ind(-1)), c.entry);
-        EXPECT_EQ(gget_back_color(), c.entry);
-        EXPECT_EQ(sat_test::drawable_pixel(gget_base_window(), 10, 10), c.painted);
-        gclear_ws();  // clears to the background entry whatever the name
-        EXPECT_EQ(sat_test::drawable_pixel(gget_base_window(), 10, 10), c.entry);
+    // "none" leaves the pixmap unpainted, but clearing uses the entry.
+    for (const char* background : {"#3366cc", "none"}) {
+        SCOPED_TRACE(background);
+        RES_put("background", background);
+        ASSERT_EQ(gopen_ws(1, server.display().c_str(), GWS_WIN), 0);
+        const unsigned long entry = background[0] == '#' ? 0x3366cc : 0;
+        EXPECT_EQ(static_cast<unsigned long>(gget_color_ind(-1)), entry);
+        EXPECT_EQ(sat_test::drawable_pixel(gget_base_window(), 10, 10), entry);
+        gclear_ws();
+        EXPECT_EQ(sat_test::drawable_pixel(gget_base_window(), 10, 10), entry);
         gclose_ws();
     }
+    RES_reset();
 }
 
 }  // namespace
