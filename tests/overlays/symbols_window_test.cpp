@@ -69,13 +69,10 @@ TEST_F(SymbolsWindow, BarbsHaveHalfBarbsBarbsAndFlagsWhereTheyBelong) {
     // right meets a long or half barb that starts at fraction f at f + 0.024, and
     // the flag that starts at f from f + 0.024 to f + 0.12.
     const float x = 50, y = 20, length = 60;
-    struct Feather {
-        double from, to;  // fractions of the staff where the column crosses
-    };
     struct Case {
         float speed;
         double reach;  // how far the feathers reach to the side, in staff lengths
-        std::vector<Feather> feathers;
+        std::vector<std::pair<double, double>> feathers;  // fractions where the column meets
     } cases[] = {
         {2, 0, {}},
         {5, 0.25, {{0.904, 0.904}}},
@@ -100,10 +97,10 @@ TEST_F(SymbolsWindow, BarbsHaveHalfBarbsBarbsAndFlagsWhereTheyBelong) {
         auto runs = runs_in_column(s, column);
         ASSERT_EQ(runs.size(), c.feathers.size());
         for (size_t i = 0; i < runs.size(); ++i) {
-            const Feather& f = c.feathers[i];
             // Runs come from the top, feathers from the end of the staff.
-            EXPECT_NEAR(runs[i].first, pixel_y((y + f.to * length) / 100.0), 1.5) << i;
-            EXPECT_NEAR(runs[i].second, pixel_y((y + f.from * length) / 100.0), 1.5) << i;
+            const auto [from, to] = c.feathers[i];
+            EXPECT_NEAR(runs[i].first, pixel_y((y + to * length) / 100.0), 1.5) << i;
+            EXPECT_NEAR(runs[i].second, pixel_y((y + from * length) / 100.0), 1.5) << i;
         }
     }
     // Missing or calm winds draw nothing.
