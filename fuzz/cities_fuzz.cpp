@@ -28,8 +28,7 @@ bool setup() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
+    [[maybe_unused]] static const bool ready = setup();
     std::string input(reinterpret_cast<const char*>(bytes), size);
     size_t newline = input.find('\n');
     std::string ids = newline == std::string::npos ? "" : input.substr(0, newline);

@@ -112,9 +112,7 @@ void enhancement() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
-    const InScratch in_scratch(dir);
+    const InScratch in_scratch(dir, setup);
     if (size < 1) return 0;
     const unsigned control = bytes[0];
     const std::string input(reinterpret_cast<const char*>(bytes) + 1, size - 1);

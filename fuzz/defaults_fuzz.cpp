@@ -109,9 +109,7 @@ constexpr int positional_ids[] = {50, 0};
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
-    const InScratch in_scratch(dir);
+    const InScratch in_scratch(dir, setup);
     const std::string input(reinterpret_cast<const char*>(bytes), size);
     // Values become log files and region files: a '|' would run a command, and a
     // path or a home directory would leave the scratch directory.

@@ -55,8 +55,6 @@ void draw() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
     if (size < 1) return 0;
     const std::string input(reinterpret_cast<const char*>(data) + 1, size - 1);
     size_t pos = 0;
@@ -64,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!fuzz_next_part(input, pos, connection) || !fuzz_next_part(input, pos, geometry) ||
         !fuzz_next_part(input, pos, params))
         return 0;
-    InScratch in(dir);
+    const InScratch in(dir, setup);
     MESS_reset();
     MESS_set(0, 0);
     RES_reset();

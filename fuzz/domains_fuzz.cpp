@@ -47,9 +47,7 @@ void check_decoded(const Domain& d, int result) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
-    const InScratch in_scratch(dir);
+    const InScratch in_scratch(dir, setup);
     std::string input(reinterpret_cast<const char*>(bytes), size);
     // A path would reach files outside the scratch directory. A "|command" stays in:
     // a domain text out of a file never opens a pipe, and the shell guard stops the

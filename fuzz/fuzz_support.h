@@ -26,10 +26,12 @@ inline std::string fuzz_scratch;
 
 // Runs one input in the scratch directory, so that relative names in it stay there.
 // libFuzzer opens its own files between runs, in the directory it was started in.
+// The target's `setup`, which makes the directory, runs before the first input.
 class InScratch {
    public:
-    explicit InScratch(const std::string& scratch) {
-        if (!getcwd(home_, sizeof home_) || chdir(scratch.c_str()) != 0) std::abort();
+    InScratch(const std::string& scratch, bool (*setup)()) {
+        static const bool ready = setup();
+        if (!ready || !getcwd(home_, sizeof home_) || chdir(scratch.c_str()) != 0) std::abort();
         fuzz_scratch = scratch;
     }
     ~InScratch() {

@@ -60,10 +60,8 @@ constexpr size_t NUM_DOMAINS = sizeof domains / sizeof domains[0];
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
+    const InScratch in_scratch(dir, setup);
     if (size < 1) return 0;
-    const InScratch in_scratch(dir);
     const std::string input(reinterpret_cast<const char*>(bytes) + 1, size - 1);
     size_t end = input.find('\n');
     if (end == std::string::npos) end = input.size();

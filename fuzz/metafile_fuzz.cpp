@@ -45,10 +45,8 @@ constexpr Device devices[] = {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
+    const InScratch in_scratch(dir, setup);
     if (size < 1) return 0;
-    const InScratch in_scratch(dir);
     fuzz_write_file("in.meta", bytes + 1, size - 1);
     RES_reset();
     MESS_reset();

@@ -108,9 +108,7 @@ void text_helpers(const std::string& line) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
-    const InScratch in_scratch(dir);
+    const InScratch in_scratch(dir, setup);
     const std::string input(reinterpret_cast<const char*>(bytes), size);
     size_t pos = 0;
     std::string tag, hour, num_hour, label, names;

@@ -28,9 +28,7 @@ bool setup() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
-    const InScratch in_scratch(dir);
+    const InScratch in_scratch(dir, setup);
     if (!fuzz_write_file("image", bytes, size)) return 0;
 
     Image image{};

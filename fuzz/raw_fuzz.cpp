@@ -45,8 +45,7 @@ void read_all(int handle, const RawVar& var, int limit) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
+    [[maybe_unused]] static const bool ready = setup();
     const std::string path = dir + "/input.raw";
     fuzz_write_file(path.c_str(), bytes, size);
     RAW_reset();

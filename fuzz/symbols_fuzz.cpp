@@ -26,8 +26,7 @@ bool setup() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
+    [[maybe_unused]] static const bool ready = setup();
     const std::string path = dir + "/fuzz.smb";
     fuzz_write_file(path.c_str(), bytes, size);
     WX_reset();

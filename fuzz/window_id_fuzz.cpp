@@ -26,11 +26,9 @@ bool setup() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const bool ready = setup();
-    (void)ready;
     if (size < 1) return 0;
     const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    InScratch in(dir);
+    const InScratch in(dir, setup);
     MESS_reset();
     MESS_set(0, 0);
     RES_reset();
