@@ -1,5 +1,4 @@
-// sat against a loop window of another process (tests/tools/loop_peer): drawing
-// into its pixmap, frames and stop by client message, resources by its queue.
+// sat against a loop window of another process (tests/tools/loop_peer).
 #include <gtest/gtest.h>
 // clang-format off
 #include <X11/Xlib.h>
@@ -114,57 +113,36 @@ Census census(const std::string& display, unsigned long pixmap) {
     return c;
 }
 
-TEST(LoopPeer, DrawsIntoThePeersPixmapAsksForFramesAndStopsIt) {
-    sat_test::Xvfb server(24, "800x600");
-    ASSERT_FALSE(server.display().empty());
-    sat_test::TempDir dir;
-    Peer peer(server.display(), dir, "none=0");
-    ASSERT_NE(peer.pixmap(), 0u) << peer.output();
-    EXPECT_EQ(census(server.display(), peer.pixmap()).lit, 0);
-
-    auto r = sat(server.display(), {"-fp", dir.path(), "-de", "w,,w", "-pd", "us", radar()});
-    ASSERT_EQ(r.code, 0) << r.out << r.err;
-    const Census drawn = census(server.display(), peer.pixmap());
-    EXPECT_GT(drawn.lit, 640L * 480 / 10);
-    EXPECT_GE(drawn.values.size(), 4u);
-
-    // "new": the peer keeps the picture as a frame before sat draws again.
-    r = sat(server.display(),
-            {"-fp", dir.path(), "-de", "w,,w", "-pp", "new", "-pd", "us", radar()});
-    ASSERT_EQ(r.code, 0) << r.out << r.err;
-    EXPECT_NE(peer.output().find("new 1\n"), std::string::npos) << peer.output();
-    // "kill": the peer is told to stop at the close.
-    r = sat(server.display(),
-            {"-fp", dir.path(), "-de", "w,,w", "-pp", "kill", "-pd", "us", radar()});
-    ASSERT_EQ(r.code, 0) << r.out << r.err;
-    EXPECT_TRUE(peer.ended()) << peer.output();
-    EXPECT_NE(peer.output().find("stop\n"), std::string::npos);
-
-    // With the peer gone the window cannot be found.
-    r = sat(server.display(), {"-fp", dir.path(), "-de", "w,,w", radar()});
-    EXPECT_EQ(r.code, 4);
-    EXPECT_NE((r.out + r.err).find("gopen_ws: unable to open window id file"), std::string::npos);
-}
-
-// Resources come from the peer's queue and what the command line set goes back to
-// it; a peer that stops answering ends the run with 7 when the queue's alarm rings,
-// and no queue at all is a message while the run goes on.
-TEST(LoopPeer, ResourcesThroughTheQueueAndAQueueThatDoesNotAnswer) {
+// Resources come from the peer's queue and what the command line set goes back;
+// sat draws into the peer's pixmap, asks for a new frame and tells it to stop; a
+// peer that does not answer ends the run with 7 when the queue's alarm rings, and
+// with no peer there is a message, or exit 4 when its window was asked for.
+TEST(LoopPeer, DrawsIntoThePeerTakesItsResourcesAndWaitsForItsAnswers) {
     sat_test::TempDir dir;
     const std::string key = std::to_string(queue_key());
     sat_test::Xvfb server(24, "800x600");
     ASSERT_FALSE(server.display().empty());
     Peer peer(server.display(), dir, "plot_domain=mw");
     ASSERT_NE(peer.pixmap(), 0u) << peer.output();
+    EXPECT_EQ(census(server.display(), peer.pixmap()).lit, 0);
     auto r = sat(server.display(), {"-df", "#" + key, "-fp", dir.path(), "-ti", "hello", "-de",
                                     "ps," + dir.file("o.ps"), radar()});
     ASSERT_EQ(r.code, 0) << r.out << r.err;
     // The domain of the window's resources: the Midwest, centred at 43N 93W.
     EXPECT_NE(r.out.find(",43.000,-93.000,"), std::string::npos) << r.out;
-    const std::string said = peer.output();
-    EXPECT_NE(said.find("connect\n"), std::string::npos) << said;
-    EXPECT_NE(said.find("set title=hello\n"), std::string::npos) << said;
-    EXPECT_NE(said.find("quit\n"), std::string::npos) << said;
+    for (const char* said : {"connect\n", "set title=hello\n", "quit\n"})
+        EXPECT_NE(peer.output().find(said), std::string::npos) << peer.output();
+
+    r = sat(server.display(), {"-fp", dir.path(), "-de", "w,,w", "-pd", "us", radar()});
+    ASSERT_EQ(r.code, 0) << r.out << r.err;
+    const Census drawn = census(server.display(), peer.pixmap());
+    EXPECT_GT(drawn.lit, 640L * 480 / 10);
+    EXPECT_GE(drawn.values.size(), 4u);
+    // "new": the peer keeps the picture as a frame before sat draws again.
+    r = sat(server.display(),
+            {"-fp", dir.path(), "-de", "w,,w", "-pp", "new", "-pd", "us", radar()});
+    ASSERT_EQ(r.code, 0) << r.out << r.err;
+    EXPECT_NE(peer.output().find("new 1\n"), std::string::npos) << peer.output();
 
     peer.answer(false);
     r = sat(server.display(),
@@ -174,11 +152,19 @@ TEST(LoopPeer, ResourcesThroughTheQueueAndAQueueThatDoesNotAnswer) {
     EXPECT_NE((r.out + r.err).find("Queue not responding!!"), std::string::npos) << r.out << r.err;
     EXPECT_EQ(sat_test::read_file(dir.file("p.ps")), "");
 
-    const std::string none = std::to_string(queue_key() + 0x100000);
-    r = sat("", {"-df", "#" + none, "-fp", SAT_DATA_DIR, "-de", "ps," + dir.file("q.ps"), radar()});
+    // "kill": the peer is told to stop at the close; then its window cannot be found.
+    r = sat(server.display(),
+            {"-fp", dir.path(), "-de", "w,,w", "-pp", "kill", "-pd", "us", radar()});
+    ASSERT_EQ(r.code, 0) << r.out << r.err;
+    EXPECT_TRUE(peer.ended()) << peer.output();
+    EXPECT_NE(peer.output().find("stop\n"), std::string::npos);
+    r = sat(server.display(), {"-fp", dir.path(), "-de", "w,,w", radar()});
+    EXPECT_EQ(r.code, 4);
+    EXPECT_NE((r.out + r.err).find("gopen_ws: unable to open window id file"), std::string::npos);
+    r = sat("", {"-df", "#" + key, "-fp", SAT_DATA_DIR, "-de", "ps," + dir.file("q.ps"), radar()});
     EXPECT_EQ(r.code, 0) << r.out << r.err;
     EXPECT_NE(
-        (r.out + r.err).find("ZMTloop window: " + none + " not running or no message queue exists"),
+        (r.out + r.err).find("ZMTloop window: " + key + " not running or no message queue exists"),
         std::string::npos)
         << r.out << r.err;
 }
