@@ -42,7 +42,6 @@ TEST_P(MapPositionsPS, CrossesLandWherePROJPutsThem) {
     MAP_get_limits(lim);
     const double x0 = xW_ps(lim[0]), x1 = xW_ps(lim[1]), y0 = yW_ps(lim[2]), y1 = yW_ps(lim[3]);
     GPH_end(id);
-
     // The plot's origin on the page, from the prolog.
     const std::string text = read_file(ps);
     ASSERT_EQ(text.find(" rotate"), std::string::npos) << "a portrait page";
@@ -51,7 +50,6 @@ TEST_P(MapPositionsPS, CrossesLandWherePROJPutsThem) {
     float ox = 0, oy = 0;
     ASSERT_EQ(std::sscanf(text.c_str() + text.rfind('\n', at) + 1, "%f inch %f inch", &ox, &oy), 2);
     for (auto& [x, y] : device) x += ox * 72, y += oy * 72;
-
     // 4 pixels to the PostScript unit, on a page large enough for any panel.
     const std::string ppm = dir.file("map.ppm");
     auto r =

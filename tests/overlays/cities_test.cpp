@@ -107,7 +107,6 @@ TEST_F(Cities, SearchesByKeyNumberAndRing) {
     ASSERT_EQ(CTY_search("BBBB", &rec), 1);
     EXPECT_EQ(rec.elev, -9999.0f);  // 9000 metres and up is no elevation
     EXPECT_EQ(rec.prior, 2);
-
     // The ring search: the nearest ring that holds a station; nothing beyond 4.9 degrees.
     struct Ring {
         float lat, lon;
@@ -122,31 +121,6 @@ TEST_F(Cities, SearchesByKeyNumberAndRing) {
             EXPECT_STREQ(hit.key, r.key) << r.lat << " " << r.lon;
         }
     }
-
-    // Keys by number, and by identifier or number converted to one.
-    CTY_set_id_type(1);
-    ASSERT_EQ(CTY_store("test.cty", CTY_STORE_XY, &d, 10), 5);
-    ASSERT_EQ(CTY_search("CCCC", &rec), 1);
-    EXPECT_STREQ(rec.key, "CCCC");  // no number: the identifier stays
-    ASSERT_EQ(CTY_search("72001", &rec), 1);
-    EXPECT_STREQ(rec.key, "72001");
-    EXPECT_EQ(CTY_search_loc(40.22f, -100.0f, &rec), 0);  // mode 2 has no positions
-    CTY_set_id_type(2);
-    ASSERT_EQ(CTY_store("test.cty", CTY_STORE_XY, &d, 10), 5);
-    ASSERT_EQ(CTY_search("03001", &rec), 1);
-    EXPECT_STREQ(rec.key, "EG001");
-
-    // The whole record.
-    CTY_set_id_type(0);
-    ASSERT_EQ(CTY_store("test.cty", CTY_STORE_FULL, &d, 2), 3);
-    CityRec full{};
-    ASSERT_EQ(CTY_search("AAAA", &full), 1);
-    EXPECT_STREQ(full.name, "Alpha");
-    EXPECT_EQ(full.mark1, 1);
-    EXPECT_EQ(full.prior, 1);
-    ASSERT_EQ(CTY_search("BBBB", &full), 1);
-    EXPECT_STREQ(full.state, "KS");
-    EXPECT_EQ(full.mark2, 1);
 }
 
 // Search keys: a name, state and country, priority, latitude and a ring, joined
@@ -198,7 +172,6 @@ TEST_F(Cities, HostileFilesAndNoDatabase) {
     EXPECT_EQ(CTY_search("X0099999", &rec), 1);
     EXPECT_EQ(CTY_search("BBBB", &rec), 1);
     EXPECT_EQ(CTY_search_loc(-60.0f, -179.85f, &rec), 1);
-
     // "none" means no database at all, without a word; a missing file says so.
     RES_put("city_file", "none");
     EXPECT_EQ(CTY_store("big.cty", CTY_STORE_LOC, &d, 10), -1);

@@ -91,7 +91,6 @@ TEST_F(RawFiles, HeadWithPositionsEveryValueAndSelections) {
     std::snprintf(t.name, sizeof t.name, "t");
     EXPECT_STREQ(RAW_get_field_info(h, &t), "Air temperature");
     EXPECT_EQ(RAW_get_field_ind(h, &t), 3);
-
     expect_points(h, RawVar{},
                   {{"KDCA", 38.85f, -77.04f, 21.5f, M, "21.5", "%4.1f", 1},
                    {"KDCA", 38.85f, -77.04f, 270, 15, "270,15", "", 1},
@@ -102,7 +101,6 @@ TEST_F(RawFiles, HeadWithPositionsEveryValueAndSelections) {
                    {"72530", M, M, 3, M, "3", "%4.1f", 1},
                    {"72530", M, M, M, M, ",7", "", 1},
                    {"72530", M, M, 5, M, ".5e1", "", 0}});
-
     // By a name found only as name=value.
     RawVar gust;
     std::snprintf(gust.name, sizeof gust.name, "gust");
@@ -128,7 +126,6 @@ TEST_F(RawFiles, NoHeadAndPlacedByIdentifier) {
                    {"RJTT", 35.55f, 139.78f, M, M, "", "", 0}});
     EXPECT_EQ(RAW_rewind(h), -1);
     EXPECT_EQ(RAW_close(h), -1);  // refused: it stays open
-
     // By identifier: the field after the identifier is a value, not a latitude.
     write_file(dir_.file("ids.raw"), "W\n" + label_of(2024, 1, 1, 0) +
                                          "\n!\nstn t:Temp:%3.0f td $\nKDCA 21.5 10\nEGLL - -3\n");
@@ -166,7 +163,6 @@ TEST_F(RawFiles, FieldListsPathsAndHandles) {
     EXPECT_EQ(RAW_close(handles[2]), 0);
     EXPECT_EQ(RAW_open(dir_.file("obs.raw").c_str(), 0, nullptr), handles[2]);
     RAW_reset();
-
     sat_test::Capture capture;
     EXPECT_EQ(RAW_file_open("nothere.raw", &var, format, 0), -1);
     capture.restore();
@@ -189,7 +185,6 @@ TEST_F(RawFiles, BrokenFilesReadWithoutHarm) {
     ASSERT_EQ(RAW_getinfo(h, nullptr), 0);
     EXPECT_EQ(RAW_get_num_fields(h), RAW_MAX_FIELDS);  // the rest are dropped
     EXPECT_STREQ(RAW_get_field_name(h, 74), "v71");
-
     // The long line stops at 400 characters: its values are 1.5 up to there.
     RawData data;
     int values = 0, result = 1;

@@ -243,7 +243,6 @@ TEST_F(SymbolsWindow, RawPlotHonoursSkipLimitsAndClasses) {
         EXPECT_EQ(any, drawn) << i;
     }
     EXPECT_EQ(RAW_plot_count(), expected);
-
     gclear_ws();
     RAW_plot_file("t.raw:mn=0:mx=5", nullptr);
     EXPECT_EQ(RAW_plot_count(), 1);
@@ -253,7 +252,6 @@ TEST_F(SymbolsWindow, RawPlotHonoursSkipLimitsAndClasses) {
     EXPECT_TRUE(lit().empty());
     RAW_plot_file("c.raw", nullptr);
     EXPECT_FALSE(lit().empty());
-
     // Classes of the contour scale from base 0 by 10, cut below 0: 5 in class 0
     // (colour 1, white), 15 and 10 (an edge opens the class above) in class 1
     // (colour 2, red); -5 is not drawn. The cutoff itself is in.
@@ -268,11 +266,9 @@ TEST_F(SymbolsWindow, RawPlotHonoursSkipLimitsAndClasses) {
     const std::set<unsigned long> red{static_cast<unsigned long>(gget_color_ind(2))};
     EXPECT_EQ(colours_near(60, 50), red);
     EXPECT_EQ(colours_near(80, 50), red);
-
     RES_put("con_base", "<10");  // cut above: 15 goes
     ASSERT_EQ(RAW_plot_file("p.raw:mk=plus", nullptr), 0);
     EXPECT_EQ(RAW_plot_count(), 3);
-
     // A format's own offset counts 0.012 across and 0.02 up a step.
     RawAttrib f;
     RAW_init_attrib(&f);
@@ -310,7 +306,6 @@ TEST_F(SymbolsWindow, HostileSymbolFiles) {
     const int row = static_cast<int>(pixel_y(0.9) + 0.5);
     int from = static_cast<int>(pixel_x(0.1) + 0.5), to = static_cast<int>(pixel_x(0.9) + 0.5);
     for (int x = from; x <= to; x++) EXPECT_TRUE(s.count({x, row}) || s.count({x, row - 1})) << x;
-
     sat_test::Capture capture;
     EXPECT_EQ(WX_symb_file(dir.file("none.smb").c_str()), -1);
     EXPECT_EQ(WX_symb(10, 50, "s001", 80), 0);
