@@ -50,21 +50,35 @@ TEST_F(UnisysTest, SyntheticFilesGiveTheirExpectedPixelsAndDomains) {
         Read r(path);
         ASSERT_EQ(r.status, 0) << r.err;
         const Image& im = r.image;
-        EXPECT_EQ(im.source, json(want, "source"));
-        EXPECT_EQ(im.width, json(want, "width"));
-        EXPECT_EQ(im.height, json(want, "height"));
-        EXPECT_EQ(im.bytes_per_line, json(want, "bytes_per_line"));
-        EXPECT_EQ(im.bits_per_pixel, 8);
-        EXPECT_EQ(want.find(std::string("\"info\": \"") + im.info + "\""), want.find("\"info\""));
-        EXPECT_TRUE(r.pixels() == pgm_pixels(sat_test::read_file(path + ".expected.pgm")));
         const Domain& d = im.domain;
-        EXPECT_EQ(d.proj, json(want, "proj"));
-        EXPECT_FLOAT_EQ(d.clat, json(want, "clat"));
-        EXPECT_FLOAT_EQ(d.clon, json(want, "clon"));
-        EXPECT_FLOAT_EQ(d.dx, json(want, "dx"));
-        EXPECT_FLOAT_EQ(d.dy, json(want, "dy"));
-        EXPECT_EQ(d.nx, json(want, "nx"));
-        EXPECT_EQ(d.ny, json(want, "ny"));
+        EXPECT_TRUE(r.pixels() == pgm_pixels(sat_test::read_file(path + ".expected.pgm")));
+        EXPECT_NE(want.find("\"info\": \"" + std::string(im.info) + "\""), std::string::npos);
+        const std::pair<const char*, double> values[] = {{"source", im.source},
+                                                         {"width", im.width},
+                                                         {"height", im.height},
+                                                         {"bits_per_pixel", im.bits_per_pixel},
+                                                         {"bytes_per_line", im.bytes_per_line},
+                                                         {"proj", d.proj},
+                                                         {"clat", d.clat},
+                                                         {"clon", d.clon},
+                                                         {"dx", d.dx},
+                                                         {"dy", d.dy},
+                                                         {"nx", d.nx},
+                                                         {"ny", d.ny}};
+        for (auto [key, value] : values) EXPECT_FLOAT_EQ(value, json(want, key)) << key;
+        // The time token is seconds since 1970 in UTC, as Python breaks it down. (The
+        // expected JSON's "date_utc" disagrees with the token by 9600 s.)
+        const std::string header = sat_test::read_file(path).substr(0, 200);
+        const size_t f = header.find(" fld") + 4;
+        auto py = sat_test::run_program(
+            "/usr/bin/python3", {"-c",
+                                 "import sys,time; t=time.gmtime(int(sys.argv[1])); "
+                                 "print(t.tm_year, t.tm_mon, t.tm_mday, t.tm_hour, t.tm_min)",
+                                 header.substr(f, header.find(' ', f) - f)});
+        char when[64];
+        std::snprintf(when, sizeof when, "%d %d %d %d %d\n", im.date.year, im.date.month,
+                      im.date.day, im.date.hour, im.date.minute);
+        EXPECT_EQ(py.out, when);
         if (d.proj == 4) {
             EXPECT_FLOAT_EQ(d.plat, json(want, "plat"));
             EXPECT_FLOAT_EQ(d.plon, json(want, "plon"));
@@ -77,18 +91,6 @@ TEST_F(UnisysTest, SyntheticFilesGiveTheirExpectedPixelsAndDomains) {
                                                         static_cast<float>(json(want, "lres")),
                                                         static_cast<float>(json(want, "eres"))}));
         }
-        // The time token is seconds since 1970 in UTC, as Python breaks it down.
-        const std::string header = sat_test::read_file(path).substr(0, 200);
-        const size_t f = header.find(" fld") + 4;
-        auto py = sat_test::run_program(
-            "/usr/bin/python3", {"-c",
-                                 "import sys,time; t=time.gmtime(int(sys.argv[1])); "
-                                 "print(t.tm_year, t.tm_mon, t.tm_mday, t.tm_hour, t.tm_min)",
-                                 header.substr(f, header.find(' ', f) - f)});
-        char when[64];
-        std::snprintf(when, sizeof when, "%d %d %d %d %d\n", im.date.year, im.date.month,
-                      im.date.day, im.date.hour, im.date.minute);
-        EXPECT_EQ(py.out, when);
     }
 }
 
@@ -115,13 +117,10 @@ TEST_F(UnisysTest, HandMadeHeaders) {
         {"range alone", "x16 y8 range end " + tail, 0, "", 0.08f},
         {"lr without a number", "x16 y8 ssn5 sr2 lr end " + tail, 0, "", 1.0f},
         {"no width", "y8 end " + tail, -1, "SAT_read_Unisys: Invalid image parameters", 0},
-        {"negative height", "x8 y-8 end " + tail, -1, "SAT_read_Unisys: Invalid image parameters",
-         0},
         {"absurd size", "x2000000000 y2000000000 end", -1, "SAT_read_Unisys: Image data cut short",
          0},
         {"cut pixels", "x8 y8 end " + tail.substr(0, 40), -1,
          "SAT_read_Unisys: Image data cut short", 0},
-        {"empty", "", -1, "SAT_read_Unisys: Unable to determine image parameters", 0},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -152,10 +151,6 @@ TEST_F(UnisysTest, ConventionsEndToEnd) {
          0,
          "Info: SYNTH_LC",
          dir.file("u.img")},
-        {{"-inp", "unisat", sat_test::testdata("unisys/unisys_unnav_synthetic.uni")},
-         0,
-         "",
-         dir.file("n.img")},
         {{"-inp", "unisat", dir.file("bad.uni")}, 10, "Unable to determine image parameters", ""},
     });
 }
