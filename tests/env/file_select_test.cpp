@@ -1,4 +1,5 @@
-// Selection of the data file, tested on real trees of dated files with a fixed "now".
+// Name conventions and the selection of the data file, on real trees of dated files
+// with a fixed "now"; the file helpers.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -21,13 +22,10 @@ using sat_test::make;
 
 const int X = -9999;
 
-int utc(int year, int month, int day, int hour, int minute) {
+// Seconds of a day and hour of January 2003, by the C library.
+int utc(int day, int hour) {
     struct tm tm {};
-    tm.tm_year = year - 1900;
-    tm.tm_mon = month - 1;
-    tm.tm_mday = day;
-    tm.tm_hour = hour;
-    tm.tm_min = minute;
+    tm.tm_year = 103, tm.tm_mday = day, tm.tm_hour = hour;
     return static_cast<int>(timegm(&tm));
 }
 
@@ -40,7 +38,10 @@ class Selection : public ::testing::Test {
         FILE_reset();
         RES_put("file_path", dir.path().c_str());
         RES_put("data_path", data.c_str());
-        sat_test::write_file(dir.file("name_conv"), "sat_ir  %D/%Y%m%d%h_ir.area  -  100\n");
+        sat_test::write_file(dir.file("name_conv"),
+                             "sat_ir   %D/%Y%m%d%h_ir.area  -  100\n"
+                             "sat      %D/%Y%m%d%h_sat.%e   %D/hdr.%e\n"
+                             "daily    %D/%Y%m%d.sfc\n");
         FILE_make_dir((data + "/x").c_str(), 1);
         setenv("zmtcurtime", "200301151230", 1);
         FILE_set_name("sat_ir");
@@ -49,6 +50,15 @@ class Selection : public ::testing::Test {
         unsetenv("zmtcurtime");
         FILE_reset();
         RES_reset();
+    }
+    std::string expand(const Date& d) {
+        char out[FILE_NAME_SIZE];
+        EXPECT_EQ(FILE_set_date(&d, out), 0);
+        return out;
+    }
+    std::string expand_literal(const std::string& tmpl, const Date& d) {
+        FILE_set_name(("@" + tmpl).c_str());
+        return expand(d);
     }
     std::string name_of(int day, int hour) {
         char name[64];
@@ -64,11 +74,6 @@ class Selection : public ::testing::Test {
         char out[FILE_NAME_SIZE];
         int s = FILE_set_current(expression, out);
         if (seconds) *seconds = s;
-        return out;
-    }
-    std::string set_file(const std::string& name) {
-        char out[FILE_NAME_SIZE];
-        EXPECT_EQ(FILE_set_file(name.c_str(), out), 0);
         return out;
     }
     int file_seconds() {
@@ -90,7 +95,160 @@ class Selection : public ::testing::Test {
     }
     sat_test::TempDir dir;
     std::string data = dir.path() + "/data";
+    const Date day = make(2003, 1, 15, 12, 0);
 };
+
+TEST_F(Selection, ConventionFileMatchesWholeAndPartialTags) {
+    RES_put("data_path", "/data");
+    EXPECT_EQ(FILE_set_name("SAT_IR"), 1);
+    EXPECT_EQ(FILE_get_min_size(), 100);
+    EXPECT_EQ(expand(day), "/data/2003011512_ir.area");
+    EXPECT_EQ(FILE_get_late_off(), 3600);
+    // A shorter line tag serves the longer tag, and the band becomes %e.
+    EXPECT_EQ(FILE_set_name("sat_wv"), 1);
+    EXPECT_EQ(FILE_get_min_size(), 0);
+    EXPECT_EQ(expand(day), "/data/2003011512_sat.wv");
+    char out[FILE_NAME_SIZE];
+    FILE_hdr_set_date(&day, out);
+    EXPECT_STREQ(out, "/data/hdr.wv");
+    // An unknown tag is a template of its own.
+    EXPECT_EQ(FILE_set_name("x%Y.dat"), 0);
+    EXPECT_EQ(expand(day), "x2003.dat");
+    // "none" leaves no convention: the date gives no name.
+    EXPECT_EQ(FILE_set_name("NONE"), 0);
+    EXPECT_EQ(FILE_set_date(&day, out), 1);
+    EXPECT_STREQ(out, "filename");
+}
+
+TEST_F(Selection, ConventionFileByResourceAndInstalledFallback) {
+    sat_test::write_file(dir.file("other"), "sat_ir other%Y\n");
+    RES_put("name_conv", "other");
+    EXPECT_EQ(FILE_set_name("sat_ir"), 1);
+    EXPECT_EQ(expand(day), "other2003");
+    // Nothing on file_path: the installed conventions answer every tag the program asks for.
+    RES_reset();
+    RES_put("file_path", (dir.path() + "/nowhere").c_str());
+    RES_put("sat_path", "/sat");
+    for (const char* tag : {"sat_vis", "sat_ir", "sat_wv", "sat_img"}) {
+        EXPECT_EQ(FILE_set_name(tag), 1) << tag;
+        EXPECT_EQ(expand(day).rfind("/sat/", 0), 0u) << tag;
+    }
+    FILE_set_name("sat_ir");
+    EXPECT_EQ(expand(make(1998, 9, 17, 7, 52)), "/sat/19980917_0745_ir.area");
+    EXPECT_EQ(FILE_get_late_off(), 900);
+    // No file anywhere: said so, and the tag is the template.
+    RES_put("name_conv", "missing_conventions");
+    sat_test::Capture capture;
+    EXPECT_EQ(FILE_set_name("sat_%Y"), 0);
+    EXPECT_EQ(expand(day), "sat_2003");
+    EXPECT_NE(capture.err().find("FILE_set_name: No file name convention file: "),
+              std::string::npos);
+}
+
+TEST_F(Selection, BrokenAndOverlongConventionLines) {
+    sat_test::write_file(dir.file("name_conv"),
+                         "# comment " + std::string(5000, '#') + "\n\n   \nlonely\n" +
+                             "bin\x01\xff\x7f %Y \x02 notanumber\n"
+                             "big %Y - 99999999999999999999\n"
+                             "sat_ir\t%D/%Y_ir\t-\t7\r\n"  // tabs and a DOS line end
+                             "last %Y");                   // no line end
+    RES_put("data_path", "/d");
+    EXPECT_EQ(FILE_set_name("sat_ir"), 1);
+    EXPECT_EQ(expand(day), "/d/2003_ir");
+    EXPECT_EQ(FILE_get_min_size(), 7);
+    EXPECT_EQ(FILE_set_name("big"), 1);
+    EXPECT_EQ(FILE_get_min_size(), 2147483647);
+    EXPECT_EQ(FILE_set_name("last"), 1);
+    EXPECT_EQ(expand(day), "2003");
+}
+
+TEST_F(Selection, TemplateItemsWidthsAndSteps) {
+    RES_put("data_path", "/data");
+    RES_put("region_name", "east coast");
+    const Date d = make(2003, 1, 15, 14, 47);
+    struct Case {
+        const char* tmpl;
+        Date date;
+        const char* want;
+        int late_off;  // 0: not checked
+    } cases[] = {{"%Y|%y|%m|%b|%d|%j|%h|%n|%%|a b", d, "2003|03|01|jan|15|015|14|47|%|a_b", 0},
+                 {"%{region_name}%{unknown}.%{data_path}", d, "east coast./data", 0},
+                 // Widths round down and set the step.
+                 {"%3h", d, "12", 10800},
+                 {"%10Y", d, "2000", 0},
+                 {"%d%h%n", d, "151447", 60},
+                 {"%Y", make(-5, 1, 1, 0, 0), "0000", 0},
+                 {"%b%h", make(2003, X, 15, X, 0), "xxx00", 0}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(expand_literal(c.tmpl, c.date), c.want) << c.tmpl;
+        EXPECT_EQ(c.late_off ? FILE_get_late_off() : 0, c.late_off) << c.tmpl;
+    }
+    // Missing fields give zeros, and file_date says they were not given.
+    Date got;
+    FILE_get_date(&got);
+    EXPECT_TRUE(got.month == X && got.hour == X && got.day == X);  // day: not in the template
+    FILE_set_name("daily");
+    EXPECT_EQ(expand(make(2003, 1, 15, X, X)), "/data/20030115.sfc");
+    EXPECT_EQ(FILE_get_late_off(), 86400);
+
+    // Hostile templates are fuzzed (names_fuzz); a long one is cut.
+    EXPECT_EQ(expand_literal(std::string(2000, 'x') + "%D%D%D%{data_path}", d),
+              std::string(159, 'x'));
+}
+
+TEST_F(Selection, PinnedFieldsAndSteps) {
+    struct Case {
+        int year, day, hour, minute;  // the pins
+        const char* tmpl;
+        Date date;
+        const char* want;
+        int late_off;
+    } cases[] = {
+        {X, X, -1206, X, "%h", make(2003, 1, 15, 2, 0), "12", 21600},   // 6-hour cycle from 12
+        {X, X, -1206, X, "%h", make(2003, 1, 15, 20, 0), "30", 21600},  // not folded
+        {1999, -5, X, X, "%Y%d", make(2003, 1, 14, 0, 0), "199910", 432000},
+        {X, X, 6, -15, "%h%n", make(2003, 1, 14, 9, 40), "0630", 0}};
+    for (const Case& c : cases) {
+        Date pins = make(c.year, X, c.day, c.hour, c.minute);
+        FILE_set_time(&pins);
+        EXPECT_EQ(expand_literal(c.tmpl, c.date), c.want) << c.tmpl << " " << c.hour;
+        EXPECT_EQ(c.late_off ? FILE_get_late_off() : 0, c.late_off) << c.tmpl << " " << c.hour;
+    }
+    Date got;
+    FILE_get_date(&got);  // the pinned fields are the file's date
+    EXPECT_EQ(got.hour * 100 + got.minute, 630);
+}
+
+TEST_F(Selection, FilesOpenCreateAndDescribe) {
+    std::string deep = dir.path() + "/a/b/c/file.txt";
+    FILE* f = FILE_open(deep.c_str(), "w");
+    ASSERT_NE(f, nullptr);
+    std::fputs("12345", f);
+    std::fclose(f);
+    EXPECT_EQ(FILE_size(deep.c_str()), 5);
+    EXPECT_EQ(FILE_make_dir(deep.c_str(), 1), 1);  // parent there already
+    FILE_make_dir((dir.path() + "\\w1\\w2\\f").c_str(), 1);
+    EXPECT_TRUE(FILE_is_dir((dir.path() + "/w1/w2").c_str()));
+
+    EXPECT_EQ(FILE_open("std", "w"), stdout);
+
+    const std::string m = dir.file("m");
+    const std::pair<const char*, int> magics[] = {
+        {"ZMTSFC....", 11}, {"ZMTIMGZ", 9}, {"ZMTGRI", -1}};
+    for (const auto& [magic, type] : magics) {
+        sat_test::write_file(m, magic);
+        EXPECT_EQ(FILE_type(m.c_str()), type) << magic;
+    }
+    // A name with a tail after a dash falls back to the name before it.
+    sat_test::write_file(m, "ZMTRAW");
+    EXPECT_EQ(FILE_type((m + "-tail").c_str()), 5);
+
+    char name[32] = "ab#extra:info";
+    EXPECT_EQ(FILE_extract_extra_info(name), 0);  // only for file type 1
+    FILE_set_type(1);
+    EXPECT_EQ(FILE_extract_extra_info(name), 1);
+    EXPECT_STREQ(name, "ab");
+}
 
 TEST_F(Selection, ExplicitAndPartialNames) {
     std::string file = hourly(15, 12);
@@ -98,7 +256,7 @@ TEST_F(Selection, ExplicitAndPartialNames) {
     char out[FILE_NAME_SIZE];
     EXPECT_EQ(FILE_get_file("prompt: ", out), 1);
     EXPECT_EQ(out, file);
-    EXPECT_EQ(file_seconds(), utc(2003, 1, 15, 12, 0));
+    EXPECT_EQ(file_seconds(), utc(15, 12));
     EXPECT_EQ(FILE_get_late_off(), 3600);
     // Only the date typed: the directory and the rest come from the template. A name
     // that does not fit the template stays as typed, in the data directory.
@@ -109,13 +267,22 @@ TEST_F(Selection, ExplicitAndPartialNames) {
         {"NONE", "none"},
         {"cu", file},
         {"/elsewhere/2003011409_ir.area", "/elsewhere/2003011409_ir.area"}};
-    for (const auto& [typed, want] : names) EXPECT_EQ(set_file(typed), want) << typed;
-    EXPECT_EQ(file_seconds(), utc(2003, 1, 14, 9, 0));
+    for (const auto& [typed, want] : names) {
+        EXPECT_EQ(FILE_set_file(typed.c_str(), out), 0);
+        EXPECT_EQ(out, want) << typed;
+    }
+    EXPECT_EQ(file_seconds(), utc(14, 9));
 
     RES_reset();
     RES_put("data_path", data.c_str());
     RES_new(-9999, "filename", (data + "/absent").c_str(), RES_LIST);
     EXPECT_EQ(FILE_get_file("prompt: ", out), 0);
+    // In batch, no name given: the newest file.
+    RES_reset();
+    RES_put("data_path", data.c_str());
+    FLAG_set_batch(1);
+    EXPECT_EQ(FILE_get_file("p", out), 1);
+    EXPECT_EQ(out, file);
 }
 
 TEST_F(Selection, CurrentExpressions) {
@@ -126,7 +293,7 @@ TEST_F(Selection, CurrentExpressions) {
     for (const auto& [text, day_hour] : cases) {
         int s = 0, day = day_hour / 100, hour = day_hour % 100;
         EXPECT_EQ(current(text, &s), name_of(day, hour)) << text;
-        EXPECT_EQ(s, utc(2003, 1, day, hour, 0)) << text;
+        EXPECT_EQ(s, utc(day, hour)) << text;
     }
     setenv("zmtcurtime", "#200301100500", 1);
     EXPECT_EQ(current(""), name_of(10, 5));
@@ -141,7 +308,7 @@ TEST_F(Selection, NewestFileWalkingBack) {
     hourly(15, 14);
     int s = 0;
     EXPECT_EQ(current("la", &s), name_of(15, 10));
-    EXPECT_EQ(s, utc(2003, 1, 15, 10, 0));
+    EXPECT_EQ(s, utc(15, 10));
     EXPECT_EQ(current(nullptr), name_of(15, 10));
     // A limited search (#n) gives up on the last name it tried. Only a lower-case l
     // searches: "LA" is a name, the present hour's.
@@ -185,20 +352,6 @@ TEST_F(Selection, SpanAndStepTexts) {
     }
 }
 
-TEST_F(Selection, BatchRunsTakeTheCurrentOrNewestFile) {
-    FLAG_set_batch(1);
-    RES_put("current", "#200301150000");
-    hourly(15, 0);
-    char out[FILE_NAME_SIZE];
-    EXPECT_EQ(FILE_get_file("p", out), 1);
-    EXPECT_EQ(out, name_of(15, 0));
-    RES_reset();
-    RES_put("data_path", data.c_str());
-    hourly(15, 11);
-    EXPECT_EQ(FILE_get_file("p", out), 1);  // batch, no file: the newest
-    EXPECT_EQ(out, name_of(15, 11));
-}
-
 TEST_F(Selection, OverwriteAnswers) {
     std::string file = hourly(15, 1);
     EXPECT_EQ(FILE_overwrite((data + "/new").c_str(), 1), 1);
@@ -218,30 +371,17 @@ TEST_F(Selection, OverwriteAnswers) {
     EXPECT_EQ(FILE_overwrite(file.c_str(), 1), 3);
 }
 
-TEST_F(Selection, HostileNamesExpressionsAndDates) {
-    const std::string huge(10000, '9'), slashes(5000, '/');
+// Hostile names and expressions are fuzzed (fuzz/names_fuzz.cpp); a date past the
+// calendar is repaired, not written past the name.
+TEST_F(Selection, DatesOutOfRangeAreRepaired) {
     char out[FILE_NAME_SIZE];
-    for (const char* name : {huge.c_str(), slashes.c_str(), "a#99999999999999999999", "la#-5"}) {
-        FILE_set_file(name, out);
-        EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE)) << name;
-    }
-    for (const char* e : {"99999999999d99999999999:99999999999", "#99999999999999999", "+l+l",
-                          "1d-la#1", huge.c_str()}) {
-        FILE_set_current(e, out);
-        EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE)) << e;
-    }
-
-    // Dates out of range are repaired or printed, never written past the name.
-    FILE_set_time(nullptr);
     FILE_set_name("@%Y%m%d%h%n%j%b");
-    const Date bad[] = {make(2003, 13, 15, 0, 0), make(10000, 1, 1, 0, 0),
-                        make(2147483647, 2147483647, 2147483647, 2147483647, 2147483647)};
-    for (const Date& d : bad) {
-        FILE_set_date(&d, out);
-        EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE));
-        FILE_set_date_off(&d, 2147483647, out);
-    }
-    FILE_set_date(&bad[1], out);
+    const Date far = make(10000, 1, 1, 0, 0),
+               worst = make(2147483647, 2147483647, 2147483647, 2147483647, 2147483647);
+    FILE_set_date(&worst, out);
+    FILE_set_date_off(&worst, 2147483647, out);
+    EXPECT_LT(std::strlen(out), static_cast<size_t>(FILE_NAME_SIZE));
+    FILE_set_date(&far, out);
     EXPECT_EQ(std::string(out).substr(0, 9), "100000101");
 }
 

@@ -1,8 +1,8 @@
 // Output files through a temporary and a rename, inputs held to regular files, pipes
-// only for typed names, and where a resource's value came from.
+// only for typed names. Which names count as typed is run end to end in
+// tests/app/sat_hostile_test.cpp.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -10,9 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "env/domains.h"
 #include "env/files.h"
-#include "env/messages.h"
 #include "env/resources.h"
 #include "test_support.h"
 
@@ -129,36 +127,6 @@ TEST(InputFiles, TablesAreReadWithinBounds) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find("Table too large"), std::string::npos);
     RES_reset();
     FILE_reset();
-}
-
-TEST(Resources, TypedValuesAndWorkingDirectoryDefaults) {
-    TempDir dir;
-    sat_test::write_file(dir.file(".zmtdef"), "*plot_domain: us\n*message: none\n");
-    char cwd[4096];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    ASSERT_EQ(chdir(dir.path().c_str()), 0);
-    const int keyed[] = {73, 84, 0}, positional[] = {0};
-    unsetenv("zmtdefault");
-    struct Case {
-        std::vector<std::string> args;
-        int domain_typed, message_typed;
-    } cases[] = {
-        {{"sat", "-me", "print"}, 0, 1},  // .zmtdef found through the built-in list
-        {{"sat", "-df", "."}, 1, 1},      // the same file, named by the user
-        {{"sat", "-pd", "ne"}, 1, 0},     // typed over the found file
-    };
-    for (Case& c : cases) {
-        RES_reset();
-        std::vector<char*> argv;
-        for (std::string& a : c.args) argv.push_back(a.data());
-        argv.push_back(nullptr);
-        RES_init(static_cast<int>(c.args.size()), argv.data(), keyed, positional);
-        EXPECT_EQ(RES_typed("plot_domain"), c.domain_typed) << c.args.back();
-        EXPECT_EQ(RES_typed("message"), c.message_typed) << c.args.back();
-    }
-    RES_reset();
-    MESS_reset();
-    ASSERT_EQ(chdir(cwd), 0);
 }
 
 }  // namespace
