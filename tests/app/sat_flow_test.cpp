@@ -1,5 +1,5 @@
 // The display's own decisions: input type and name convention from the options,
-// plot parameters, output conventions; reports and exits of the real binary.
+// the pixel offset; reports and exits of the real binary.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -85,25 +85,6 @@ TEST(SatInFile, InputAndInFileSelectTypeAndConvention) {
     }
 }
 
-TEST(SatPlotParam, KeywordsAndTheirEdgeCases) {
-    decode({"-pp", "remap=0,cutoff=10:50,pixoff=-300,zoom=2.5,irbar,over"});
-    SAT_plot_param();
-    const SatParams& p = SAT_params();
-    EXPECT_EQ((std::vector<int>{p.remap_inc, p.cutbase, p.cutoff[0], p.cutoff[1], p.cutoff[2],
-                                p.numcut, p.pix_off, p.bar, p.over}),
-              (std::vector<int>{0, 10, 0, 50, 256, 1, -300, 2, 1}));
-    EXPECT_FLOAT_EQ(p.zoom, 2.5f);
-    decode({"-pp", "remap,tran_zmt,no_pixave,bar,refresh,cutoff=5:20:40:80"});
-    SAT_plot_param();
-    EXPECT_EQ((std::vector<int>{p.remap_inc, p.tran_sat, p.pix_ave, p.bar, p.refresh, p.numcut,
-                                p.cutoff[4]}),
-              (std::vector<int>{20, 0, 0, 1, 1, 3, 256}));
-    // Only the whole word turns the refresh on; an empty cutoff stays in bounds.
-    decode({"-pp", "refreshing,cutoff"});
-    SAT_plot_param();
-    EXPECT_EQ((std::vector<int>{p.refresh, p.numcut, p.cutoff[0]}), (std::vector<int>{0, -1, 256}));
-}
-
 TEST(SatImageSetup, PixelOffsetIsClampedToAByte) {
     decode({});
     Image image;
@@ -125,24 +106,6 @@ TEST(SatImageSetup, PixelOffsetIsClampedToAByte) {
     SAT_image_setup(&image, &domain);
     for (int i = 0; i < 8; ++i) EXPECT_EQ(image.data[i], 0) << i;
     IMG_free(&image);
-}
-
-TEST(SatOutFile, LastValueDecidesForm) {
-    const struct {
-        const char* value;
-        int result;
-        const char* tag;
-    } cases[] = {
-        {"img,imgz:sat_wv", 2, "sat_wv"},
-        {"sat_ir", 1, "sat_ir"},
-    };
-    for (const auto& c : cases) {
-        decode({"-of", c.value});
-        EXPECT_EQ(SAT_out_file(), c.result) << c.value;
-        EXPECT_EQ(name_for(nullptr), name_for(c.tag)) << c.value;
-    }
-    decode({});
-    EXPECT_EQ(SAT_out_file(), 0);
 }
 
 TEST(SatRun, ReportRunsAndUnreadableFilesEndWithTen) {

@@ -1,5 +1,6 @@
-// Labels in the process: overlay stacks and the `label` resource, label formats,
-// where PLT_labels draws on a PostScript page; and the device a plot opens.
+// The plot layer in the process: overlay stacks and the `label` resource, label
+// formats, where PLT_labels draws on a PostScript page; the device a plot opens;
+// the zoom box's refusals (its domain is checked in graphics/events_window_test).
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -7,9 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "env/domains.h"
 #include "env/messages.h"
 #include "env/resources.h"
 #include "graphics/graphics.h"
+#include "maps/map_draw.h"
+#include "maps/projections.h"
 #include "plot/plot.h"
 #include "plot/plot_internal.h"
 #include "test_support.h"
@@ -103,6 +107,13 @@ const Drawn* find(const std::vector<Drawn>& drawn, const std::string& text) {
     return nullptr;
 }
 
+int zooms = 0;
+
+int record(Domain*) {
+    ++zooms;
+    return 0;
+}
+
 }  // namespace
 
 TEST_F(PlotLabels, ProgramLabelsStackAndTheResourceReplacesAPosition) {
@@ -135,11 +146,9 @@ TEST_F(PlotLabels, ProgramLabelsStackAndTheResourceReplacesAPosition) {
 
 TEST_F(PlotLabels, LabelFormats) {
     const std::vector<std::pair<std::string, std::string>> cases = {
-        {"Labels_with_blanks", "Labels with blanks"},
         {"50%%_off", "50  off"},  // "%%" steps over a blank, writing no percent
         {"a%qb", "ab"},           // an unknown item is dropped with its "%"
         {"end%", "end"},
-        {"%m/%d", "00/00"},  // nothing sets the plot date in this program
         {std::string(90, 'z'), std::string(69, 'z')},
     };
     for (const auto& [format, want] : cases) {
@@ -166,4 +175,28 @@ TEST_F(PlotLabels, DeviceStringChoosesTheWorkstationAndASecondBeginOpensNothing)
     EXPECT_FALSE(sat_test::file_exists(other));
     // Ending gives flag 2 back the type asked for, here the second begin's.
     EXPECT_EQ(FLAG_get(2), GWS_PS);
+}
+
+TEST(PlotZoom, ClicksWithoutABoxAndOtherEvents) {
+    MESS_reset();
+    MESS_set(0, 0);
+    Domain map{};
+    ASSERT_EQ(DOM_decode("lamb,40,-95,641,481,0.08,0.08", &map), 1);
+    MAP_setup(&map);
+    PLT_set_zoom_func(record);
+    float x1, y1, x2, y2;
+    MAP_tran(35.0f, -100.0f, &x1, &y1);
+    MAP_tran(42.0f, -90.0f, &x2, &y2);
+    // A release on the press's column is refused and leaves the box open.
+    PLT_plot_zoom("B1-P-Shft", x1, y1);
+    EXPECT_EQ(PLT_plot_zoom("B1-R", x1, y2), -1);
+    EXPECT_EQ(zooms, 0);
+    EXPECT_EQ(PLT_plot_zoom("B1-R-Shft", x2, y2), 0);
+    EXPECT_EQ(zooms, 1);
+    // Any other event between press and release closes the box.
+    PLT_plot_zoom("B1-P-Shft", x1, y1);
+    PLT_plot_zoom("B2-P", x1, y1);
+    PLT_plot_zoom("B1-R", x2, y2);
+    EXPECT_EQ(zooms, 1);
+    MESS_reset();
 }
