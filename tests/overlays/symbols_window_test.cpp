@@ -112,33 +112,6 @@ TEST_F(SymbolsWindow, BarbsHaveHalfBarbsBarbsAndFlagsWhereTheyBelong) {
     EXPECT_TRUE(lit().empty());
 }
 
-TEST_F(SymbolsWindow, CloudCircleFillsItsShare) {
-    // The share of the disk that is filled, on the pixels inside the circle.
-    struct Case {
-        const char* code;
-        double low, high;
-    } cases[] = {
-        {"0", 0.0, 0.05}, {"2", 0.22, 0.3}, {"7", 0.78, 0.9}, {"8", 0.97, 1.0}, {"?", 0.0, 0.12}};
-    const double cx = pixel_x(0.5), cy = pixel_y(0.5);
-    const double rx = 0.2 * SCALE, ry = 0.2 * 0.8 * SCALE;  // radius 20 units
-    for (const Case& c : cases) {
-        gclear_ws();
-        WX_cloud(50, 50, 20, c.code);
-        PixelSet s = lit();
-        int inside = 0, filled = 0;
-        for (int py = static_cast<int>(cy - ry); py <= cy + ry; ++py)
-            for (int px = static_cast<int>(cx - rx); px <= cx + rx; ++px) {
-                double u = (px - cx) / rx, v = (py - cy) / ry;
-                if (u * u + v * v > 0.8) continue;  // well inside the outline
-                inside++;
-                filled += s.count({px, py}) > 0;
-            }
-        double share = static_cast<double>(filled) / inside;
-        EXPECT_GE(share, c.low) << c.code;
-        EXPECT_LE(share, c.high) << c.code;
-    }
-}
-
 // Projects with pyproj: x and y in metres of a spherical earth of the map's radius.
 std::pair<double, double> pyproj(const std::string& proj, double lat, double lon) {
     char script[512];
@@ -217,11 +190,6 @@ TEST_F(SymbolsWindow, RawPlotHonoursSkipLimitsAndClasses) {
         text += line;
     }
     sat_test::write_file(dir.file("grid.raw"), text);
-    // Limits test numbers only: a text without one is drawn. A negative wind draws
-    // nothing, a calm one its circle.
-    sat_test::write_file(dir.file("t.raw"), "A 20 20 abc:text\nB 40 40 7:text\n");
-    sat_test::write_file(dir.file("w.raw"), "C 50 50 90,-5:barb\n");
-    sat_test::write_file(dir.file("c.raw"), "D 50 50 90,0:barb\n");
     sat_test::write_file(
         dir.file("p.raw"),
         "W\nlabel\n!\nid lat lon n $\nA 20 50 -5\nB 40 50 5\nC 60 50 15\nD 80 50 10\n");
@@ -243,15 +211,6 @@ TEST_F(SymbolsWindow, RawPlotHonoursSkipLimitsAndClasses) {
         EXPECT_EQ(any, drawn) << i;
     }
     EXPECT_EQ(RAW_plot_count(), expected);
-    gclear_ws();
-    RAW_plot_file("t.raw:mn=0:mx=5", nullptr);
-    EXPECT_EQ(RAW_plot_count(), 1);
-    EXPECT_FALSE(lit().empty());
-    gclear_ws();
-    RAW_plot_file("w.raw", nullptr);
-    EXPECT_TRUE(lit().empty());
-    RAW_plot_file("c.raw", nullptr);
-    EXPECT_FALSE(lit().empty());
     // Classes of the contour scale from base 0 by 10, cut below 0: 5 in class 0
     // (colour 1, white), 15 and 10 (an edge opens the class above) in class 1
     // (colour 2, red); -5 is not drawn. The cutoff itself is in.
@@ -269,13 +228,6 @@ TEST_F(SymbolsWindow, RawPlotHonoursSkipLimitsAndClasses) {
     RES_put("con_base", "<10");  // cut above: 15 goes
     ASSERT_EQ(RAW_plot_file("p.raw:mk=plus", nullptr), 0);
     EXPECT_EQ(RAW_plot_count(), 3);
-    // A format's own offset counts 0.012 across and 0.02 up a step.
-    RawAttrib f;
-    RAW_init_attrib(&f);
-    EXPECT_EQ(RAW_parse_format(&f, "barb:xy=-1,2"), RAW_BARB);
-    EXPECT_FLOAT_EQ(f.xoff, -0.012f);
-    EXPECT_FLOAT_EQ(f.yoff, 0.04f);
-    EXPECT_EQ(f.halign, 3);
 }
 
 TEST_F(SymbolsWindow, HostileSymbolFiles) {
