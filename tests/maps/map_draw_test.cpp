@@ -179,40 +179,6 @@ TEST(MapDraw, LongRecordDrawsWhole) {
     }
 }
 
-// A 30-degree graticule on a world map whose seam lies at 80 W: each parallel runs
-// unbroken from edge to edge, nothing between them, and "30N" labels its line.
-TEST(MapDraw, GraticuleCrossesTheSeamAndIsLabelled) {
-    clear_and_setup("latlon,0,100,721,361,0.5,0.5");
-    MAP_reset();
-    RES_put("map_file", "lalo:30:30:white:s1");
-    MAP_draw(6);
-    const Pixels p = grab();
-    short vp[4];
-    gget_xviewport(vp);
-    auto row = [&](float lat) {
-        float x, y;
-        MAP_tran(lat, 100, &x, &y);
-        return static_cast<int>(yW_p(y) + 0.5);
-    };
-    auto lit_columns = [&](int py) {
-        int hits = 0;
-        for (int px = vp[0]; px < vp[0] + vp[2]; ++px) {
-            bool any = false;
-            for (int d = -1; d <= 1; ++d) any |= p.at(px, py + d) != p.at(0, 0);
-            hits += any;
-        }
-        return static_cast<double>(hits) / vp[2];
-    };
-    for (float lat : {-60.0f, 0.0f, 60.0f}) EXPECT_GT(lit_columns(row(lat)), 0.97) << lat;
-    for (float lat : {-45.0f, 15.0f}) EXPECT_LT(lit_columns(row(lat)), 0.1) << lat;
-    int label_pixels = 0;  // just right of the left edge, above and below the line
-    for (int py = row(30) - 12; py <= row(30) + 12; ++py)
-        if (std::abs(py - row(30)) > 1)
-            for (int px = vp[0] + 4; px < vp[0] + 40; ++px)
-                label_pixels += p.at(px, py) != p.at(0, 0);
-    EXPECT_GT(label_pixels, 10);
-}
-
 // Warnings of one MAP_draw, with map_file set to `list` (empty: unset).
 std::string draw_list(const char* domain_text, const char* list, int mask = 6) {
     clear_and_setup(domain_text);
