@@ -1,11 +1,8 @@
 #!/bin/bash
-# The vector devices against the window, from the real program. One plot of a
-# US domain (state and country lines, a solid graticule, labels, and a metafile
-# laid on by "mf:" with a line and stroke text) is shown in a private Xvfb,
-# written as PostScript (rendered by Ghostscript) and as HPGL (rendered by
-# hp2xx). Each rendering's ink, scaled to the window's by its bounding box, lies
-# within a pixel of the window's lines. Then a metafile of markers, a line and
-# text laid on an image by "mf:" changes only the pixels of its own viewport.
+# One plot of maps, graticule, labels and an "mf:" metafile on a window (private
+# Xvfb), in PostScript (Ghostscript) and in HPGL (hp2xx): each rendering's ink,
+# scaled to the window's by its bounding box, lies within a pixel of the
+# window's lines. A metafile laid on an image changes only its own viewport.
 set -u
 SAT=$1
 SRC=$2
@@ -92,8 +89,7 @@ TE_HGHT 1.000000
 TE_ALGN 2 3
 TE 5.000000,0.200000 Marks 42
 EOF
-# The domain is fixed, so every device shows the same ground at its own scale;
-# the pages are 1000 by 800 points and 3999 by 3197 HPGL units, the window's shape.
+# A fixed domain on pages of the window's shape (1000x800 points, 3999x3197 units).
 PLOT=(-pd us -dr map,text -mf "zmt.map,lalo:10:10:white:s1,mf:$tmp/lines.meta" "$AREA")
 window "$tmp/win.ppm" "${PLOT[@]}"
 run_sat "$SAT" -fp "$SRC/data" -de "ps,$tmp/p.ps,port" -ge 1389x1112+0+0 "${PLOT[@]}" \
@@ -119,9 +115,8 @@ for device in ps hp; do
     read -r win_ink win_miss dev_ink dev_miss < <(compare "$tmp/w.pbm" "$tmp/$device.pbm")
     echo "$device: window ink $win_ink, $win_miss off the device's; device ink $dev_ink, $dev_miss off the window's"
     [ "$win_ink" -gt 20000 ] && [ "$dev_ink" -gt 20000 ] || fail "$device: too little ink"
-    # Every window line pixel has the device's line within a pixel, but for a
-    # handful where rasterisers part on a corner; the device's ink lies on the
-    # window's but for the round caps of pen strokes overshooting line ends.
+    # A handful of window pixels may miss where rasterisers part on a corner, and
+    # device ink where round pen caps overshoot line ends.
     [ "$win_miss" -le 10 ] || fail "$device: $win_miss window pixels with no device line near"
     [ $((dev_miss * 200)) -le "$dev_ink" ] || fail "$device: $dev_miss device pixels off the window's lines"
 done
@@ -147,8 +142,7 @@ TE 1.000000,4.000000 Marks 42
 EOF
 window "$tmp/bare.ppm" -dr data,map -mf "mf:$tmp/empty.meta" "$AREA"
 window "$tmp/over.ppm" -dr data,map -mf "mf:$tmp/marks.meta" "$AREA"
-# Pixels that changed, and how many lie outside the metafile's viewport (pixels
-# 160 to 400 across and 400 to 640 down: 799 to a unit of normalised space).
+# Changed pixels, and those outside the metafile's viewport (x 160..400, y 400..640).
 read -r lit changed outside < <(paste <(pnmtoplainpnm "$tmp/bare.ppm" | tail -n +4 | tr -s ' \n' '\n\n' | grep .) \
     <(pnmtoplainpnm "$tmp/over.ppm" | tail -n +4 | tr -s ' \n' '\n\n' | grep .) | awk '
     { c = (NR - 1) % 3; if ($1 > 0) on = 1; if ($1 != $2) d = 1 }
