@@ -19,20 +19,6 @@ namespace {
 using namespace raster_test;
 using sat_test::read_file;
 
-// The test body runs in a directory of its own, where relative dump names land.
-class InDir {
-   public:
-    explicit InDir(const std::string& dir) {
-        if (!getcwd(home_, sizeof home_) || chdir(dir.c_str()) != 0) std::abort();
-    }
-    ~InDir() {
-        if (chdir(home_) != 0) std::abort();
-    }
-
-   private:
-    char home_[4096];
-};
-
 // A window with a picture of many colours in its viewport, framed by background.
 void draw_window(const std::string& display) {
     gopen_gks(nullptr);
@@ -80,13 +66,19 @@ bool same_colours(const Rgb& dump, const Rgb& window, int depth) {
 
 class Dump : public ::testing::TestWithParam<int> {};
 
-// Closes the workstation before the server it stands on goes, and resets the dumps.
-struct Workstation {
-    ~Workstation() {
+// Runs the body in `dir`, where relative dump names land; at the end closes the
+// workstation before the server it stands on goes, and resets the dumps.
+struct Scene {
+    char home[4096];
+    explicit Scene(const std::string& dir) {
+        if (!getcwd(home, sizeof home) || chdir(dir.c_str()) != 0) std::abort();
+    }
+    ~Scene() {
         gclose_ws();
         GIF_interlace(0);
         GIF_transparent(0);
         PLT_reset_dump();
+        if (chdir(home) != 0) std::abort();
     }
 };
 
@@ -95,8 +87,7 @@ TEST_P(Dump, FilesDecodeToTheWindowPixelsReadByXwd) {
     sat_test::Xvfb server(depth);
     ASSERT_FALSE(server.display().empty());
     sat_test::TempDir dir;
-    InDir here(dir.path());
-    Workstation ws;
+    Scene scene(dir.path());
     draw_window(server.display());
     const Rgb window = window_by_xwd(server.display());
     ASSERT_GT(window.width, 0);

@@ -49,73 +49,62 @@ struct Picture : sat_test::Ppm {
     }
 };
 
-class PlotWindow : public ::testing::Test {
-   protected:
-    static void SetUpTestSuite() { server = new sat_test::Xvfb(24, "1024x768"); }
-    static void TearDownTestSuite() {
-        delete server;
-        server = nullptr;
-    }
+// Runs sat on the real file with the extra options on `display`, waits for its
+// picture to settle, grabs it and ends the hold with Return. The run must end with 0.
+Picture plot(const std::string& display, std::vector<std::string> options) {
+    static int runs = 0;
+    Picture picture;
+    const std::string title = "plottest" + std::to_string(++runs);
+    options.insert(options.begin(), {"-ti", title});
+    options.push_back(sat_test::testdata(area));
+    sat_test::RunOptions run;
+    run.env["DISPLAY"] = display;
+    run.timeout_seconds = 60;
+    sat_test::RunResult result;
+    std::atomic<bool> done{false};
+    std::thread child([&] {
+        result = sat_test::run_sat(options, run);
+        done = true;
+    });
 
-    // Runs sat on the real file with the extra options, waits for its picture to
-    // settle, grabs it and ends the hold with Return. The run must end with 0.
-    Picture plot(std::vector<std::string> options) {
-        Picture picture;
-        const std::string title = "plottest" + std::to_string(++runs);
-        options.insert(options.begin(), {"-ti", title});
-        options.push_back(sat_test::testdata(area));
-        sat_test::RunOptions run;
-        run.env["DISPLAY"] = server->display();
-        run.timeout_seconds = 60;
-        sat_test::RunResult result;
-        std::atomic<bool> done{false};
-        std::thread child([&] {
-            result = sat_test::run_sat(options, run);
-            done = true;
-        });
-
-        std::string w;
-        Picture last;
-        for (int i = 0; i < 200; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-            if (w.empty())
-                w = sat_test::run_program("/bin/sh",
-                                          {"-c", "xdotool search --name '^" + title +
-                                                     "$' 2>/dev/null | head -1 | tr -d '\\n'"},
-                                          run)
-                        .out;
-            if (w.empty()) continue;
-            Picture now{sat_test::xwd_window(server->display(), w)};
-            if (now.width > 0 && now.ink_box()[1] >= 0 && now.samples == last.samples) {
-                picture = now;
-                break;
-            }
-            last = now;
+    std::string w;
+    Picture last;
+    for (int i = 0; i < 200; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        if (w.empty())
+            w = sat_test::run_program("/bin/sh",
+                                      {"-c", "xdotool search --name '^" + title +
+                                                 "$' 2>/dev/null | head -1 | tr -d '\\n'"},
+                                      run)
+                    .out;
+        if (w.empty()) continue;
+        Picture now{sat_test::xwd_window(display, w)};
+        if (now.width > 0 && now.ink_box()[1] >= 0 && now.samples == last.samples) {
+            picture = now;
+            break;
         }
-        // A key that comes before the hold begins is not taken as its end, so
-        // Return is pressed again until the program has ended.
-        for (int i = 0; i < 40 && !w.empty() && !done; ++i) {
-            sat_test::run_program("/usr/bin/xdotool", {"key", "--window", w, "Return"}, run);
-            for (int j = 0; j < 10 && !done; ++j)
-                std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        child.join();
-        EXPECT_EQ(result.code, 0) << result.err;
-        EXPECT_GT(picture.width, 0) << "no picture in window " << w << ": " << result.err;
-        return picture;
+        last = now;
     }
-
-    static sat_test::Xvfb* server;
-    int runs = 0;
-};
-
-sat_test::Xvfb* PlotWindow::server = nullptr;
+    // A key that comes before the hold begins is not taken as its end, so
+    // Return is pressed again until the program has ended.
+    for (int i = 0; i < 40 && !w.empty() && !done; ++i) {
+        sat_test::run_program("/usr/bin/xdotool", {"key", "--window", w, "Return"}, run);
+        for (int j = 0; j < 10 && !done; ++j)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    child.join();
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_GT(picture.width, 0) << "no picture in window " << w << ": " << result.err;
+    return picture;
+}
 
 }  // namespace
 
-TEST_F(PlotWindow, LabelsBorderFullabFullAndAPanel) {
-    ASSERT_TRUE(!server->display().empty());
-    const Picture p = plot({});
+TEST(PlotWindow, LabelsBorderFullabFullAndAPanel) {
+    const sat_test::Xvfb server(24, "1024x768");
+    const std::string& display = server.display();
+    ASSERT_FALSE(display.empty());
+    const Picture p = plot(display, {});
     ASSERT_GT(p.width, 0);
     const int w = p.width;
     // A 1.5 to 1 picture across the full width of the 640 by 512 window: the
@@ -137,13 +126,13 @@ TEST_F(PlotWindow, LabelsBorderFullabFullAndAPanel) {
     EXPECT_GT(image, 1000u);
 
     // The user's label takes the title's place: a long one reaches past the title.
-    const Picture user = plot({"-la", "ul:Labels_of_the_user_here"});
+    const Picture user = plot(display, {"-la", "ul:Labels_of_the_user_here"});
     ASSERT_GT(user.width, 0);
     EXPECT_GT(user.whites(w / 4, w / 2, 0, top), 20);
     EXPECT_GT(user.whites(3 * w / 4, w, 0, top), 60);
 
     // "fullab": the labels inside the border.
-    const Picture inside = plot({"-pp", "fullab"});
+    const Picture inside = plot(display, {"-pp", "fullab"});
     ASSERT_GT(inside.width, 0);
     const std::vector<int> in_rows = inside.border_rows(0, w);
     ASSERT_FALSE(in_rows.empty());
@@ -154,8 +143,8 @@ TEST_F(PlotWindow, LabelsBorderFullabFullAndAPanel) {
 
     // In a window of the picture's own proportion the margins are all there is
     // between the border and the window's edge.
-    const Picture framed = plot({"-ge", "601x401"});
-    const Picture full = plot({"-pp", "full", "-ge", "601x401"});
+    const Picture framed = plot(display, {"-ge", "601x401"});
+    const Picture full = plot(display, {"-pp", "full", "-ge", "601x401"});
     ASSERT_GT(framed.width, 0);
     ASSERT_GT(full.width, 0);
     const std::vector<int> framed_rows = framed.border_rows(0, framed.width);
@@ -167,7 +156,7 @@ TEST_F(PlotWindow, LabelsBorderFullabFullAndAPanel) {
     EXPECT_GE(full_rows.back(), full.height - 2);
 
     // A panel of 2x2+1+0 is the upper right quarter.
-    const Picture panel = plot({"-pp", "vp_size=2x2+1+0"});
+    const Picture panel = plot(display, {"-pp", "vp_size=2x2+1+0"});
     ASSERT_GT(panel.width, 0);
     const std::vector<int> box = panel.ink_box();
     EXPECT_GE(box[0], panel.width / 2 - 1);

@@ -89,28 +89,21 @@ sat_test::RunResult sat(const std::string& display, const std::vector<std::strin
     return sat_test::run_sat(args, options);
 }
 
-// The distinct pixel values of the peer's pixmap and how many are not black.
-struct Census {
-    std::set<unsigned long> values;
+// How many pixels of the peer's pixmap are not black, and how many values it holds.
+std::pair<long, size_t> census(const std::string& display, unsigned long pixmap) {
     long lit = 0;
-};
-
-Census census(const std::string& display, unsigned long pixmap) {
-    Census c;
+    std::set<unsigned long> values;
     Display* d = XOpenDisplay(display.c_str());
-    if (!d) return c;
-    XImage* im = XGetImage(d, pixmap, 0, 0, 640, 480, AllPlanes, ZPixmap);
-    if (im) {
+    if (XImage* im = d ? XGetImage(d, pixmap, 0, 0, 640, 480, AllPlanes, ZPixmap) : nullptr) {
         for (int y = 0; y < 480; ++y)
             for (int x = 0; x < 640; ++x) {
-                const unsigned long p = XGetPixel(im, x, y);
-                c.values.insert(p);
-                c.lit += p != 0;
+                values.insert(XGetPixel(im, x, y));
+                lit += XGetPixel(im, x, y) != 0;
             }
         XDestroyImage(im);
     }
-    XCloseDisplay(d);
-    return c;
+    if (d) XCloseDisplay(d);
+    return {lit, values.size()};
 }
 
 // Resources come from the peer's queue and what the command line set goes back;
@@ -124,7 +117,7 @@ TEST(LoopPeer, DrawsIntoThePeerTakesItsResourcesAndWaitsForItsAnswers) {
     ASSERT_FALSE(server.display().empty());
     Peer peer(server.display(), dir, "plot_domain=mw");
     ASSERT_NE(peer.pixmap(), 0u) << peer.output();
-    EXPECT_EQ(census(server.display(), peer.pixmap()).lit, 0);
+    EXPECT_EQ(census(server.display(), peer.pixmap()).first, 0);
     auto r = sat(server.display(), {"-df", "#" + key, "-fp", dir.path(), "-ti", "hello", "-de",
                                     "ps," + dir.file("o.ps"), radar()});
     ASSERT_EQ(r.code, 0) << r.out << r.err;
@@ -135,9 +128,9 @@ TEST(LoopPeer, DrawsIntoThePeerTakesItsResourcesAndWaitsForItsAnswers) {
 
     r = sat(server.display(), {"-fp", dir.path(), "-de", "w,,w", "-pd", "us", radar()});
     ASSERT_EQ(r.code, 0) << r.out << r.err;
-    const Census drawn = census(server.display(), peer.pixmap());
-    EXPECT_GT(drawn.lit, 640L * 480 / 10);
-    EXPECT_GE(drawn.values.size(), 4u);
+    const auto [lit, values] = census(server.display(), peer.pixmap());
+    EXPECT_GT(lit, 640L * 480 / 10);
+    EXPECT_GE(values, 4u);
     // "new": the peer keeps the picture as a frame before sat draws again.
     r = sat(server.display(),
             {"-fp", dir.path(), "-de", "w,,w", "-pp", "new", "-pd", "us", radar()});
