@@ -1,5 +1,6 @@
-// Three-axis navigation against reference locations of a real GOES-8 sector, the edge
-// of a full disk carrying the same navigation, and the stream header.
+// Three-axis navigation against reference locations of a real GOES-8 sector and the
+// edge of a full disk carrying the same navigation. The stream-header reader is off in
+// the program (formats/unisys.cpp) and only fuzzed (fuzz/navigation_fuzz.cpp).
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -149,96 +150,6 @@ TEST(GvarFullDisk, LimbHiddenSideAndLatitudeBounds) {
             EXPECT_EQ(line, -9999.0f) << p.lat << "," << p.lon;
         }
     }
-}
-
-// A Gould floating-point word: base-16 exponent excess 64, 24-bit fraction,
-// negatives as the two's complement of the whole word.
-uint32_t to_gould(double v) {
-    if (v == 0.0) return 0;
-    double m = std::fabs(v);
-    int e = 64;
-    while (m >= 1.0) m /= 16.0, ++e;
-    while (m < 1.0 / 16.0) m *= 16.0, --e;
-    uint32_t word =
-        (static_cast<uint32_t>(e) << 24) | static_cast<uint32_t>(std::lround(m * 16777216.0));
-    return v < 0 ? 0u - word : word;
-}
-
-// The header sequence GVAR_read takes, with the coefficients of a block: image
-// time 1998 day 260 07:45:14.372 and the epoch 10:00:00.000 in BCD.
-std::string gvar_header(const GvarNav& n) {
-    std::string out(90, '\0');
-    auto w = [&](uint32_t v) {
-        for (int s = 24; s >= 0; s -= 8) out.push_back(static_cast<char>((v >> s) & 0xFF));
-    };
-    auto g = [&](float v) { w(to_gould(v)); };
-    out.push_back(70);  // satellite number
-    out.append(29, '\0');
-    w(0x19982600), w(0x74514372);
-    out.append(240, '\0');
-    out.append("GVAR");
-    out.append(12, '\0');
-    for (float v :
-         {n.ref_lon, n.ref_dist, n.ref_lat, n.ref_yaw, n.att_roll, n.att_pitch, n.att_yaw})
-        g(v);
-    w(0x19982601), w(0x00000000);
-    for (float v : {n.imc_offset, n.adj_roll, n.adj_pitch, n.adj_yaw}) g(v);
-    for (float v : n.lon_coef) g(v);
-    for (float v : n.dist_coef) g(v);
-    for (float v : n.lat_coef) g(v);
-    for (float v : n.yaw_coef) g(v);
-    g(n.sun_rate), g(n.exp_start);
-    for (const GattRec* r : {&n.roll, &n.pitch, &n.yaw, &n.rma, &n.pma}) {
-        g(r->exp_mag), g(r->exp_tc), g(r->mean), w(static_cast<uint32_t>(r->n_sin));
-        for (const GattSin& x : r->sin) g(x.mag), g(x.phase);
-        w(static_cast<uint32_t>(r->n_mono));
-        for (const GattMono& m : r->mono)
-            w(static_cast<uint32_t>(m.sin_order)), w(static_cast<uint32_t>(m.mono_order)), g(m.mag),
-                g(m.phase), g(m.angle);
-    }
-    return out;
-}
-
-TEST(GvarStream, HeaderReadsToTheSameModelAsTheBlock) {
-    // The block with the coefficient model selected, as the stream form always has it.
-    GvarArea g(kSector);
-    g.area.gvar[2] &= ~0x80;
-    g.load();
-    const GvarNav block = GVAR_nav();
-    const float points[][2] = {{10.0f, -110.0f}, {25.0f, -80.0f}, {45.0f, -55.0f}};
-    float want[3][2];
-    for (int i = 0; i < 3; ++i)
-        ASSERT_EQ(earth2sat(points[i][0], points[i][1], &want[i][0], &want[i][1]), 0);
-    sat_test::TempDir tmp;
-    sat_test::write_file(tmp.file("hdr"), gvar_header(block));
-    sat_test::write_file(tmp.file("short"), std::string(100, '\0'));
-    auto read = [&](const char* name) {
-        FILE* f = std::fopen(tmp.file(name).c_str(), "rb");
-        int status = GVAR_read(f);
-        std::fclose(f);
-        return status;
-    };
-    unsetenv("GVARCON");
-    EXPECT_EQ(read("hdr"), 1);
-    EXPECT_NEAR(GVAR_nav().img_time, block.img_time, 1e-4);
-    EXPECT_DOUBLE_EQ(GVAR_nav().epoch, block.epoch);
-    EXPECT_EQ(GVAR_nav().imc_word2, 0);
-    float line = 0, elem = 0;
-    for (int i = 0; i < 3; ++i) {
-        ASSERT_EQ(earth2sat(points[i][0], points[i][1], &line, &elem), 0);
-        EXPECT_NEAR(line, want[i][0], 0.01) << points[i][0];
-        EXPECT_NEAR(elem, want[i][1], 0.01) << points[i][0];
-    }
-    // GVARCON replaces the increments of the bounds: 100 more north-south
-    // increments of 8 microradians move the image 100 * 8 / 28 lines down.
-    setenv("GVARCON", "3587,3068", 1);
-    EXPECT_EQ(read("hdr"), 1);
-    unsetenv("GVARCON");
-    earth2sat(25.0f, -80.0f, &line, &elem);
-    EXPECT_NEAR(line - want[1][0], 100 * 8.0 / 28.0, 0.01);
-    EXPECT_NEAR(elem, want[1][1], 0.01);
-    // A stream that ends before the first time word.
-    EXPECT_EQ(read("short"), 0);
 }
 
 }  // namespace
