@@ -164,69 +164,15 @@ TEST_F(AreaTest, SwappedAndFramedCopiesReadBackTheSame) {
     }
 }
 
-TEST_F(AreaTest, LinePrefixesDepthSixAndSecondMarks) {
+TEST_F(AreaTest, PlainLinePrefixIsSkippedAndPixelsShifted) {
     const std::string& f = file(kRadar);
     std::string g = f.substr(0, 768);
     put32(g, 56, 4, false);
     for (int y = 0; y < 350; y++) g += "PFX!" + f.substr(768 + y * 640, 640);
-    Pixels got = px(g, 1);
+    const Pixels got = px(g, 1);
     ASSERT_EQ(got.size(), 350u * 640);
     for (size_t k = 0; k < got.size(); k++)
         ASSERT_EQ(got[k], (static_cast<unsigned char>(f[768 + k]) << 1) & 0xFF) << k;
-    area_tool::FrameOptions opt;
-    for (int y = 0; y < 400; y += 3) opt.depth6.insert(y);
-    for (int y = 1; y < 400; y += 7) opt.two_marks.insert(y);
-    opt.junk = 5;
-    opt.prefix = 3;
-    Pixels src = area_tool::pixels8(file(kGvar));
-    got = px(area_tool::framed_copy(file(kGvar), opt), 1);  // depth 6 with shift 1: 3 in all
-    size_t bad = src.size() - got.size();
-    for (size_t k = 0; k < got.size(); k++)
-        bad += got[k] != (((opt.depth6.count(k / 1800) ? src[k] & 0xFC : src[k]) << 1) & 0xFF);
-    EXPECT_EQ(bad, 0u);
-}
-
-TEST_F(AreaTest, FramedLinesByHand) {
-    // Two lines of five elements. Line 0: literal FE, +1, +1 (wraps to 00), then
-    // three repeats from the fourth element on, one past the end. Line 1 at
-    // depth 6: literal 3F, one repeat, the rest left empty.
-    std::string sync(area_tool::kSync, 8), dir(256, '\0');
-    put32(dir, 32, 2, true);
-    put32(dir, 36, 5, true);
-    put32(dir, 132, 768, true);
-    std::string stream = sync + dir + sync + "PS  " + std::string(508, '\0') + sync +
-                         std::string("\0\0\0\0\0\x08\0\x03\x0F\xEC\xCF", 11) + sync +
-                         std::string("\0\0\0\x01\0\x06\0\x02\x03\xFD", 10);
-    EXPECT_EQ(px(stream, 1), (Pixels{0xFC, 0xFE, 0x00, 0x00, 0x00, 0xF8, 0xF8, 0, 0, 0}));
-}
-
-TEST_F(AreaTest, FramedGapsAndJumps) {
-    const int E = 640, L = 350;
-    Pixels src = area_tool::pixels8(file(kRadar));
-    // want[y] is the source row that image row y holds, -1 for an empty row.
-    auto check = [&](const std::string& stream, const std::vector<int>& want, const char* what) {
-        Pixels got = px(stream);
-        ASSERT_EQ(got.size(), src.size()) << what;
-        for (int y = 0; y < L; y++) {
-            Pixels row(got.begin() + y * E, got.begin() + (y + 1) * E), empty(E, 0);
-            ASSERT_EQ(row, want[y] < 0 ? empty : Pixels(&src[want[y] * E], &src[want[y] * E] + E))
-                << what << ": row " << y;
-        }
-    };
-    std::vector<int> want(L);
-    area_tool::FrameOptions opt;
-    opt.omit = {20, 21, 22, 100, 41, 42, 43, 44, 45, 46, 47, 48, 49};  // 40 to 50 is a jump of 10
-    for (int y = 0; y < L; y++) want[y] = opt.omit.count(y) ? -1 : y;
-    check(area_tool::framed_copy(file(kRadar), opt), want, "gaps");
-    // A number 11 or more past the previous one, or below it, counts as the
-    // previous number: the line lands at the current row and the rest moves down.
-    for (int y = 0; y < L; y++) want[y] = y <= 40 ? y : y - 1;
-    want[41] = -1;
-    for (int bogus : {40 + 11, 3}) {
-        opt = {};
-        opt.renumber = {{40, bogus}};
-        check(area_tool::framed_copy(file(kRadar), opt), want, "jump");
-    }
 }
 
 TEST_F(AreaTest, BrokenAndHostileFilesAreRefused) {
@@ -288,30 +234,9 @@ TEST_F(AreaTest, EdgesThatStillRead) {
     ASSERT_EQ(tall.size(), 300000u);
     EXPECT_EQ(Pixels(tall.begin(), tall.begin() + f.size() - 768),
               Pixels(f.begin() + 768, f.end()));
-    // Far past the first window but inside the file, the pixels are found.
-    std::string far = f.substr(0, 768) + std::string(50000, '\x11') + f.substr(768);
-    put32(far, 132, 768 + 50000, false);
-    EXPECT_EQ(px(far), area_tool::pixels8(f));
 }
 
-TEST_F(AreaTest, NavigationTypesAndElementWidths) {
-    using Slot = int32_t* AreaFile::*;
-    const std::pair<const char*, Slot> types[] = {{"GOES", &AreaFile::goes},
-                                                  {"MSAT", &AreaFile::ps},
-                                                  {"TANC", &AreaFile::tanc},
-                                                  {"MERC", &AreaFile::proj}};
-    for (auto [name, slot] : types) {
-        // Opposite byte order, so that the block is corrected on reading.
-        std::string g = file(kRadar);
-        g = area_tool::swap_copy(g.replace(256, 4, name));
-        Read r(g);
-        ASSERT_EQ(r.status, 0);
-        EXPECT_STREQ(r.area.nav_type, name);
-        ASSERT_NE(r.area.*slot, nullptr) << name;
-        EXPECT_EQ((r.area.*slot)[3], 600000) << name;
-        // The last eight words are not corrected.
-        EXPECT_EQ(0, std::memcmp((r.area.*slot) + 120, g.data() + 256 + 480, 32)) << name;
-    }
+TEST_F(AreaTest, UnknownNavigationTypeAndElementWidth) {
     // An unknown type: success, no block, nav_type as the caller left it.
     std::string g = file(kRadar);
     Read r(g.replace(256, 4, "XYZW"), 0, "KEEP");

@@ -202,41 +202,32 @@ TEST_F(LritTest, BrokenAndHostileCopiesAreRefused) {
     // The frame header's precision byte of each stream.
     const size_t sof8 = jpeg.find("\xff\xc0", jhdr),
                  sof12 = j12.find("\xff\xc1", header_length(j12));
-    struct Case {
-        const char* what;
-        std::string bytes;
-        const char* message;  // start of standard error; empty when the read succeeds
-    };
-    const Case cases[] = {
-        {"empty", "", "SAT_read_LRIT: Projection \"\" is not geostationary"},
-        {"cut in the pixels", vis.substr(0, vis.size() - 1), kCut},
-        {"grown", vis + std::string(1000, '\x7f'), ""},
-        {"record of length 0 loops", with(vis, func + 1, 2, 0),
-         "SAT_read_LRIT: Bad header record 3 of length 0"},
+    const std::pair<std::string, const char*> cases[] = {
+        // message empty: the read succeeds
+        {"", "SAT_read_LRIT: Projection \"\" is not geostationary"},
+        {vis.substr(0, vis.size() - 1), kCut},
+        {vis + std::string(1000, '\x7f'), ""},
+        {with(vis, func + 1, 2, 0), "SAT_read_LRIT: Bad header record 3 of length 0"},
         // The chain reads on into the pixels until a record is too short.
-        {"record overruns the header", with(vis, func + 1, 2, 65535), kBadRecord},
-        {"header length beyond the file", with(vis, 4, 4, 0x7FFFFFFF), kBadRecord},
-        {"not geostationary", not_geos, "SAT_read_LRIT: Projection \"MERC"},
-        {"column factor 0", with(vis, nav + 3 + 32, 4, 0), kBadParams},
-        {"absurd size, raw", with(with(vis, structure + 4, 2, 65535), structure + 6, 2, 65535),
-         kBadParams},
-        {"cut JPEG", jpeg.substr(0, jpeg.size() - 5000), kBadJpeg},
-        {"no JPEG frame", jpeg.substr(0, jhdr) + std::string(5000, '\0'),
-         "SAT_read_LRIT: No JPEG frame"},
-        {"16-bit JPEG", with(jpeg, sof8 + 4, 1, 16), "SAT_read_LRIT: JPEG precision of 16 bits"},
+        {with(vis, func + 1, 2, 65535), kBadRecord},
+        {with(vis, 4, 4, 0x7FFFFFFF), kBadRecord},
+        {not_geos, "SAT_read_LRIT: Projection \"MERC"},
+        {with(vis, nav + 3 + 32, 4, 0), kBadParams},  // column factor 0
+        {with(with(vis, structure + 4, 2, 65535), structure + 6, 2, 65535), kBadParams},
+        {jpeg.substr(0, jpeg.size() - 5000), kBadJpeg},
+        {jpeg.substr(0, jhdr) + std::string(5000, '\0'), "SAT_read_LRIT: No JPEG frame"},
+        {with(jpeg, sof8 + 4, 1, 16), "SAT_read_LRIT: JPEG precision of 16 bits"},
         // Streams whose frame lies about the precision decode as noise, safely.
-        {"12-bit frame in 8-bit data", with(jpeg, sof8 + 4, 1, 12), ""},
-        {"cut 12-bit JPEG", j12.substr(0, j12.size() - 3000), kBadJpeg},
-        {"8-bit frame in 12-bit data", with(j12, sof12 + 4, 1, 8), ""},
+        {with(jpeg, sof8 + 4, 1, 12), ""},
+        {j12.substr(0, j12.size() - 3000), kBadJpeg},
+        {with(j12, sof12 + 4, 1, 8), ""},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        Read r(copy(c.bytes));
-        EXPECT_EQ(r.status, *c.message ? -1 : 0);
-        EXPECT_EQ(r.err.substr(0, std::string(c.message).size()), c.message) << r.err;
-        if (*c.message) {
-            EXPECT_EQ(r.image.data, nullptr);
-        }
+    for (const auto& [bytes, message] : cases) {
+        SCOPED_TRACE(message);
+        Read r(copy(bytes));
+        EXPECT_EQ(r.status, *message ? -1 : 0);
+        EXPECT_EQ(r.err.substr(0, std::strlen(message)), message) << r.err;
+        EXPECT_EQ(r.image.data == nullptr, *message != 0);
     }
 }
 
