@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -20,11 +21,8 @@
 
 namespace {
 
-// A text drawn on the page: its string and world position.
-struct Drawn {
-    std::string text;
-    float x, y;
-};
+// The texts drawn on the page and their world positions.
+using Page = std::map<std::string, std::pair<float, float>>;
 
 void program_labels() {
     PLT_label_up_left("Title");
@@ -71,7 +69,7 @@ class PlotLabels : public ::testing::Test {
     }
     // Opens a 1.5 to 1 plot on a PostScript page, sets the program's labels, draws
     // them and closes.
-    std::vector<Drawn> draw(std::vector<std::string> args) {
+    Page draw(std::vector<std::string> args) {
         args.insert(args.begin(), {"-de", "ps," + dir.file("page.ps")});
         decode(args);
         EXPECT_EQ(PLT_open(1.5f), 0);
@@ -79,16 +77,14 @@ class PlotLabels : public ::testing::Test {
         program_labels();
         EXPECT_EQ(PLT_labels(), 0);
         PLT_close();
-        std::vector<Drawn> drawn;
+        Page drawn;
         std::istringstream in(sat_test::read_file(dir.file("page.ps")));
         std::string line;
         while (std::getline(in, line)) {
-            Drawn d{"", 0, 0};
+            float x, y;
             char text[100] = "";
-            if (std::sscanf(line.c_str(), "%%%%TE:%f %f %99[^\n]", &d.x, &d.y, text) == 3) {
-                d.text = text;
-                drawn.push_back(d);
-            }
+            if (std::sscanf(line.c_str(), "%%%%TE:%f %f %99[^\n]", &x, &y, text) == 3)
+                drawn[text] = {x, y};
         }
         border = sat_test::read_file(dir.file("page.ps")).find("%%PL:5") != std::string::npos;
         return drawn;
@@ -101,12 +97,6 @@ class PlotLabels : public ::testing::Test {
     bool border = false;
 };
 
-const Drawn* find(const std::vector<Drawn>& drawn, const std::string& text) {
-    for (const Drawn& d : drawn)
-        if (d.text == text) return &d;
-    return nullptr;
-}
-
 int zooms = 0;
 
 int record(Domain*) {
@@ -118,30 +108,30 @@ int record(Domain*) {
 
 TEST_F(PlotLabels, ProgramLabelsStackAndTheResourceReplacesAPosition) {
     // Two overlays in use: each position is a stack of two lines.
-    const auto plain = draw({"-pp", "over=0:2"});
-    ASSERT_NE(find(plain, "Title"), nullptr);
-    ASSERT_NE(find(plain, "Second"), nullptr);
+    Page page = draw({"-pp", "over=0:2"});
+    for (const char* text : {"Title", "Second", "Date", "Lower"}) ASSERT_EQ(page.count(text), 1u);
+    const auto [title_x, title_y] = page["Title"];
     // Overlay 1 stands one line above overlay 0, upper labels above the picture.
-    EXPECT_GT(find(plain, "Second")->y, find(plain, "Title")->y);
-    EXPECT_GT(find(plain, "Title")->y, view[3]);
-    EXPECT_NEAR(find(plain, "Title")->x, view[0] + 0.01f * (view[1] - view[0]), 1e-5);
-    EXPECT_NEAR(find(plain, "Date")->x, view[1] - 0.01f * (view[1] - view[0]), 1e-5);
-    EXPECT_FLOAT_EQ(find(plain, "Date")->y, find(plain, "Title")->y);
-    EXPECT_LT(find(plain, "Lower")->y, view[2]);
+    EXPECT_GT(page["Second"].second, title_y);
+    EXPECT_GT(title_y, view[3]);
+    EXPECT_NEAR(title_x, view[0] + 0.01f * (view[1] - view[0]), 1e-5);
+    EXPECT_NEAR(page["Date"].first, view[1] - 0.01f * (view[1] - view[0]), 1e-5);
+    EXPECT_FLOAT_EQ(page["Date"].second, title_y);
+    EXPECT_LT(page["Lower"].second, view[2]);
     EXPECT_TRUE(border);
 
     reset();
-    const auto user = draw({"-pp", "over=0:2", "-la", "ul:User_label,ur3:Third_%%"});
-    EXPECT_NE(find(user, "User label"), nullptr);
-    EXPECT_EQ(find(user, "Title"), nullptr);
+    page = draw({"-pp", "over=0:2", "-la", "ul:User_label,ur3:Third_%%"});
+    EXPECT_EQ(page.count("User label"), 1u);
+    EXPECT_EQ(page.count("Title"), 0u);
     // A replaced position shows its one line: overlay 1 of it is not drawn.
-    EXPECT_EQ(find(user, "Second"), nullptr);
+    EXPECT_EQ(page.count("Second"), 0u);
     EXPECT_STREQ(PLT_get_label(0, 1), "");  // closing emptied every label
     // ur3 went to overlay 3 and raised the count of overlays to 3, so the
     // rows are three lines each and overlay 3 itself lies past them.
-    for (const Drawn& d : user) EXPECT_EQ(d.text.find("Third"), std::string::npos);
-    ASSERT_NE(find(user, "Date"), nullptr);
-    EXPECT_NE(find(user, "Lower"), nullptr);
+    for (const auto& [text, at] : page) EXPECT_EQ(text.find("Third"), std::string::npos);
+    EXPECT_EQ(page.count("Date"), 1u);
+    EXPECT_EQ(page.count("Lower"), 1u);
 }
 
 TEST_F(PlotLabels, LabelFormats) {
