@@ -58,46 +58,42 @@ inline std::string binary_map(const Records& records) {
 }
 
 inline int draw_map_bytes(const std::string& bytes) {
-    sat_test::TempDir dir;
-    sat_test::write_file(dir.file("m.map"), bytes);
+    TempDir dir;
+    write_file(dir.file("m.map"), bytes);
     FILE* f = std::fopen(dir.file("m.map").c_str(), "r");
     const int got = MAP_map(f);
     std::fclose(f);
     return got;
 }
 
-// ---- Positions against PROJ ----------------------------------------------------
-
+// A projection for PROJ on the 6371.22 km sphere, %g its central longitude; the
+// lattice of crosses with their half length in degrees; `geos` when PROJ gives
+// scan angles (x = tan(angle) * orbit).
 struct ProjCase {
-    const char* name;
-    const char* domain;  // domain text of the program
-    const char*
-        proj;  // the same projection for PROJ on the 6371.22 km sphere, %g the central longitude
-    float lat0, lat1, lon0, lon1, step;  // lattice
-    float arm;                           // half length of each cross, degrees
-    bool geos;                           // PROJ gives scan angles: x = tan(angle) * orbit
+    const char *name, *domain, *proj;
+    float lat0, lat1, lon0, lon1, step, arm;
+    bool geos;
 };
 
 // Earth coordinates to the program's projection coordinates (100 km units) by
 // pyproj, which this project does not link.
 inline std::vector<std::pair<double, double>> proj_positions(
     const ProjCase& c, const std::vector<std::pair<float, float>>& pts) {
-    sat_test::TempDir dir;
+    TempDir dir;
     std::string in;
     for (auto [lat, lon] : pts) in += std::to_string(lon) + " " + std::to_string(lat) + "\n";
-    sat_test::write_file(dir.file("in"), in);
-    std::string script = dir.file("p.py");
-    sat_test::write_file(script,
-                         "import sys, pyproj\n"
-                         "t = pyproj.Transformer.from_crs('+proj=lonlat +R=6371220', sys.argv[1])\n"
-                         "for line in open(sys.argv[2]):\n"
-                         "    lon, lat = map(float, line.split())\n"
-                         "    x, y = t.transform(lon, lat)\n"
-                         "    print('%.6f %.6f' % (x, y))\n");
+    write_file(dir.file("in"), in);
     char definition[160];
     std::snprintf(definition, sizeof definition, c.proj,
                   static_cast<double>(MAP_get_domain()->plon));
-    auto r = sat_test::run_program("/usr/bin/python3", {script, definition, dir.file("in")});
+    auto r =
+        run_program("/usr/bin/python3",
+                    {"-c",
+                     "import sys, pyproj\n"
+                     "t = pyproj.Transformer.from_crs('+proj=lonlat +R=6371220', sys.argv[1])\n"
+                     "for line in open(sys.argv[2]):\n"
+                     "    print('%.6f %.6f' % t.transform(*map(float, line.split())))\n",
+                     definition, dir.file("in")});
     EXPECT_EQ(r.code, 0) << r.err;
     std::vector<std::pair<double, double>> out;
     const double orbit = 421.61, height_m = (421.61 - 63.7122) * 1e5;
