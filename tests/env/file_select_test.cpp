@@ -109,8 +109,6 @@ TEST_F(Selection, ConventionFileMatchesWholeAndPartialTags) {
     EXPECT_EQ(FILE_get_min_size(), 0);
     EXPECT_EQ(expand(day), "/data/2003011512_sat.wv");
     char out[FILE_NAME_SIZE];
-    FILE_hdr_set_date(&day, out);
-    EXPECT_STREQ(out, "/data/hdr.wv");
     // An unknown tag is a template of its own.
     EXPECT_EQ(FILE_set_name("x%Y.dat"), 0);
     EXPECT_EQ(expand(day), "x2003.dat");
@@ -343,9 +341,6 @@ TEST_F(Selection, OverwriteAnswers) {
     for (const auto& [answer, mode, result] : cases) {
         sat_test::Capture capture(answer);
         EXPECT_EQ(FILE_overwrite(file.c_str(), mode), result) << answer << mode;
-        const bool asked =
-            capture.out().find(": exists overwrite (Y,N,Use,Over,App): ") != std::string::npos;
-        EXPECT_TRUE(mode != 2 || asked) << answer << mode;
     }
     FLAG_set(15, 2);
     EXPECT_EQ(FILE_overwrite(file.c_str(), 1), 2);
