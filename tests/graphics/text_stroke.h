@@ -55,7 +55,6 @@ inline const std::vector<Case>& cases() {
         {"centre_cap", 2, 2, 0, 1, 1, -75, 75, -105, 0},
         {"right_half", 3, 3, 0, 1, 1, -150, 0, -50, 55},
         {"left_glyph_base", 0, 5, 0, 1, 1, 0, 150, 35, 140},
-        {"expanded_2", 0, 0, 0, 1, 2, 0, 300, 0, 105},
         {"centre_expanded_1_5", 2, 0, 0, 1, 1.5f, -112, 112, 0, 105},
         {"up_right_runs_down", 0, 0, 1, 0, 1, 0, 150, 0, 105},
         {"up_left_runs_up", 3, 0, -1, 0, 1, -150, 0, 0, 105},
