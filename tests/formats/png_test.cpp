@@ -83,25 +83,20 @@ TEST(Png, BrokenAndHostileFilesAreRefusedWithoutEndingTheProgram) {
         chunk("IDAT", std::string(20, 'x')) + chunk("IEND", "");
     std::string bad_crc = good;
     bad_crc[8 + 8 + 13 + 3] ^= 1;  // the IHDR's CRC
-    struct Case {
-        const char* what;
-        std::string bytes;
-        const char* message;
+    const std::pair<std::string, const char*> cases[] = {
+        {"\x89PNX\r\n\x1a\n", "PNG_read: Not a PNG file"},
+        {good.substr(0, 20), "PNG: "},
+        {good.substr(0, good.size() - 20), "PNG: "},
+        {bad_crc, "PNG: IHDR: CRC error"},
+        {huge_ihdr, "PNG_read: Image of 999999x999999 is larger than the file"},
     };
-    const Case cases[] = {
-        {"not a PNG", "\x89PNX\r\n\x1a\n", "PNG_read: Not a PNG file"},
-        {"cut in IHDR", good.substr(0, 20), "PNG: "},
-        {"cut in IDAT", good.substr(0, good.size() - 20), "PNG: "},
-        {"bad CRC", bad_crc, "PNG: IHDR: CRC error"},
-        {"huge", huge_ihdr, "PNG_read: Image of 999999x999999 is larger than the file"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        write_file(dir.file("h.png"), c.bytes);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.second);
+        write_file(dir.file("h.png"), c.first);
         Held im;
         sat_test::Capture capture;
         EXPECT_EQ(PNG_read(dir.file("h.png").c_str(), im.get(), 0), 0);
-        EXPECT_EQ(capture.err().rfind(c.message, 0), 0u) << capture.err();
+        EXPECT_EQ(capture.err().rfind(c.second, 0), 0u) << capture.err();
         EXPECT_EQ(im->data, nullptr);
         EXPECT_EQ(im->colors, nullptr);
     }

@@ -79,31 +79,24 @@ TEST(Xwd, HeadersThatLieAreRefused) {
         for (int b = 0; b < 4; b++) s[4 * word + b] = char(v >> (24 - 8 * b));
         return s;
     };
-    struct Case {
-        const char* what;
-        std::string bytes;
-        const char* message;
-    };
-    const Case cases[] = {
-        {"version 6", with(1, 6), "XWD file format version mismatch\n"},
-        {"header of 99", with(0, 99), "XWD header size is too small.\n"},
-        {"header size past the file", with(0, 0xFFFFFFF0u),
-         "Unable to read window name from dump file.\n"},
-        {"colours past the file", with(19, 0x20000000u),
-         "Unable to read color map from dump file.\n"},
-        {"lines past the file", with(5, 0x7FFFFFFFu), "Unable to read pixmap from dump file.\n"},
-        {"width past int", with(4, 0x80000000u),
+    const std::pair<std::string, const char*> cases[] = {
+        {with(1, 6), "XWD file format version mismatch\n"},
+        {with(0, 99), "XWD header size is too small.\n"},
+        {with(0, 0xFFFFFFF0u), "Unable to read window name from dump file.\n"},
+        {with(19, 0x20000000u), "Unable to read color map from dump file.\n"},
+        {with(5, 0x7FFFFFFFu), "Unable to read pixmap from dump file.\n"},
+        {with(4, 0x80000000u),
          "XWD_read: Bad geometry: 2147483648x5, depth 8, 8 bits a pixel, 7 bytes a line\n"},
-        {"cut in the header", good.substr(0, 99), "XWD_read: File ends in the header: "},
+        {good.substr(0, 99), "XWD_read: File ends in the header: "},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        write_file(dir.file("h.xwd"), c.bytes);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.second);
+        write_file(dir.file("h.xwd"), c.first);
         Held im;
         im->depth = 32;
         sat_test::Capture capture;
         EXPECT_EQ(XWD_read(dir.file("h.xwd").c_str(), im.get()), 0);
-        EXPECT_EQ(capture.err().rfind(c.message, 0), 0u) << capture.err();
+        EXPECT_EQ(capture.err().rfind(c.second, 0), 0u) << capture.err();
         EXPECT_EQ(im->data, nullptr);
     }
     // A colour entry naming a pixel past the table is dropped, not written past it.
