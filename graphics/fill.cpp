@@ -159,13 +159,7 @@ int ginit_fill(int mode) {
                 d, gget_root_window(),
                 reinterpret_cast<const char*>(bitmap.data() + static_cast<size_t>(i) * 8), 8, 8);
     }
-    short clip[4];
-    gget_xviewport(clip);
-    XRectangle r = {clip[0], clip[1], static_cast<unsigned short>(clip[2]),
-                    static_cast<unsigned short>(clip[3])};
-    XSetClipRectangles(d, st.fill_gc, 0, 0, &r, 1, Unsorted);
-    XSetForeground(d, st.fill_gc, WhitePixel(d, gget_screen()));
-    XSetBackground(d, st.fill_gc, BlackPixel(d, gget_screen()));
+    gclip_gc(st.fill_gc);
     XSetFillStyle(d, st.fill_gc, FillSolid);
     return 0;
 }

@@ -136,6 +136,9 @@ int ginq_maxview(int id, float* x, float* y);
 int gpts_in_win(int count, const float* points);
 // The viewport in pixels: x, y, width, height.
 int gget_xviewport(short viewport[4]);
+// A primitive's graphics context made ready to draw: clipped to the viewport, white
+// on black.
+void gclip_gc(_XGC* gc);
 int gget_gviewport(int viewport[4]);
 int gget_cur_tran();
 

@@ -103,13 +103,7 @@ int ginit_line(int mode) {
     if (mode > 1 || !gget_display()) return 0;
     Display* d = gget_display();
     if (mode == 0 || !st.line_gc) st.line_gc = XCreateGC(d, gget_root_window(), 0, nullptr);
-    short clip[4];
-    gget_xviewport(clip);
-    XRectangle r = {clip[0], clip[1], static_cast<unsigned short>(clip[2]),
-                    static_cast<unsigned short>(clip[3])};
-    XSetClipRectangles(d, st.line_gc, 0, 0, &r, 1, Unsorted);
-    XSetForeground(d, st.line_gc, WhitePixel(d, gget_screen()));
-    XSetBackground(d, st.line_gc, BlackPixel(d, gget_screen()));
+    gclip_gc(st.line_gc);
     XSetFunction(d, st.line_gc, GXcopy);
     return 0;
 }

@@ -127,13 +127,7 @@ int ginit_marker(int mode) {
     if (mode > 1 || !gget_display()) return 0;
     Display* d = gget_display();
     if (mode == 0 || !st.mark_gc) st.mark_gc = XCreateGC(d, gget_base_window(), 0, nullptr);
-    short clip[4];
-    gget_xviewport(clip);
-    XRectangle r = {clip[0], clip[1], static_cast<unsigned short>(clip[2]),
-                    static_cast<unsigned short>(clip[3])};
-    XSetClipRectangles(d, st.mark_gc, 0, 0, &r, 1, Unsorted);
-    XSetForeground(d, st.mark_gc, WhitePixel(d, gget_screen()));
-    XSetBackground(d, st.mark_gc, BlackPixel(d, gget_screen()));
+    gclip_gc(st.mark_gc);
     return 0;
 }
 

@@ -395,6 +395,17 @@ int gget_xviewport(short viewport[4]) {
     return 0;
 }
 
+void gclip_gc(GC gc) {
+    Display* d = gget_display();
+    short clip[4];
+    gget_xviewport(clip);
+    XRectangle r = {clip[0], clip[1], static_cast<unsigned short>(clip[2]),
+                    static_cast<unsigned short>(clip[3])};
+    XSetClipRectangles(d, gc, 0, 0, &r, 1, Unsorted);
+    XSetForeground(d, gc, WhitePixel(d, gget_screen()));
+    XSetBackground(d, gc, BlackPixel(d, gget_screen()));
+}
+
 int gget_gviewport(int viewport[4]) {
     const int type = gget_win_type();
     if (type == GWS_WIN || type == GWS_PIX) {
