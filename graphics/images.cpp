@@ -418,29 +418,16 @@ int goverlay_image(Image* image, const char* transparent_colour, int x, int y) {
     return 0;
 }
 
-int gget_image(Image* image) {
-    IMG_init(image);
-    if (!has_drawable()) return 0;
-    Display* d = gget_display();
-    XWindowAttributes wa;
-    if (!XGetWindowAttributes(d, gget_root_window(), &wa)) {
-        MESS_print(MESS_WARN, "gget_image: Can't get target window attributes\n");
-        return 0;
-    }
-    image->width = wa.width;
-    image->height = wa.height;
-    char* name = nullptr;
-    if (XFetchName(d, gget_root_window(), &name) && name && *name)
-        std::snprintf(image->info, sizeof image->info, "%s", name);
-    else
-        std::snprintf(image->info, sizeof image->info, "xwdump");
-    if (name) XFree(name);
+namespace {
+
+// The window's pixels as the server holds them, with their layout and masks.
+bool copy_window_pixels(Display* d, const XWindowAttributes& wa, Image* image) {
     XImage* xim = XGetImage(d, gget_draw_window(), 0, 0, static_cast<unsigned>(wa.width),
                             static_cast<unsigned>(wa.height), AllPlanes, ZPixmap);
     if (!xim) {
         MESS_print(MESS_WARN, "gget_image: Unable to get image at %dx%d+%d+%d\n", wa.width,
                    wa.height, 0, 0);
-        return 0;
+        return false;
     }
     image->bits_per_pixel = xim->bits_per_pixel;
     image->bytes_per_line = xim->bytes_per_line;
@@ -452,7 +439,7 @@ int gget_image(Image* image) {
     if (!image->data) {
         MESS_print(MESS_WARN, "gget_image: Unable to allocate data buffer.\n");
         XDestroyImage(xim);
-        return 0;
+        return false;
     }
     std::memcpy(image->data, xim->data, size);
     debug_ximage(xim);
@@ -460,6 +447,12 @@ int gget_image(Image* image) {
     image->green_mask = static_cast<uint32_t>(xim->green_mask);
     image->blue_mask = static_cast<uint32_t>(xim->blue_mask);
     XDestroyImage(xim);
+    return true;
+}
+
+// The colours of the window's pixel values: none for true colour, whose masks say
+// it all, else the colormap read back cell by cell.
+bool read_window_colors(Display* d, const XWindowAttributes& wa, Image* image) {
     const Visual* visual = wa.visual;
     if (!wa.colormap) {
         image->num_colors = 0;
@@ -479,7 +472,7 @@ int gget_image(Image* image) {
             static_cast<float*>(std::malloc(static_cast<size_t>(n) * 3 * sizeof(float)));
         if (!image->colors) {
             MESS_print(MESS_WARN, "gget_image: Unable to allocate memory for colors\n");
-            return 0;
+            return false;
         }
         image->num_colors = n;
         const unsigned long rl = visual->red_mask & (~visual->red_mask + 1);
@@ -510,6 +503,29 @@ int gget_image(Image* image) {
             }
         }
     }
+    return true;
+}
+
+}  // namespace
+
+int gget_image(Image* image) {
+    IMG_init(image);
+    if (!has_drawable()) return 0;
+    Display* d = gget_display();
+    XWindowAttributes wa;
+    if (!XGetWindowAttributes(d, gget_root_window(), &wa)) {
+        MESS_print(MESS_WARN, "gget_image: Can't get target window attributes\n");
+        return 0;
+    }
+    image->width = wa.width;
+    image->height = wa.height;
+    char* name = nullptr;
+    if (XFetchName(d, gget_root_window(), &name) && name && *name)
+        std::snprintf(image->info, sizeof image->info, "%s", name);
+    else
+        std::snprintf(image->info, sizeof image->info, "xwdump");
+    if (name) XFree(name);
+    if (!copy_window_pixels(d, wa, image) || !read_window_colors(d, wa, image)) return 0;
     XFlush(d);
     return 1;
 }

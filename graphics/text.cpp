@@ -290,6 +290,89 @@ int start_y() {
     }
 }
 
+// The string's devices: what the pen draws on.
+struct Devices {
+    bool window, ps, hpgl;
+};
+
+// Opens the string on the current device with the text's colour, width and a
+// solid line; false when the device draws no stroke text.
+bool start_text(float x, float y, const char* string, Devices* dev) {
+    const int type = gget_win_type();
+    *dev = {type == GWS_WIN || type == GWS_PIX, type == GWS_PS, type == GWS_HPGL};
+    if (dev->ps) {
+        gps_printf("%%%%TE:%f %f %s\n", x, y, one_line(string).c_str());
+        gps_set_width(st.color, st.width);
+        gps_set_color(st.color);
+        gps_set_type(1);
+    } else if (dev->hpgl) {
+        ghpgl_set_width(st.color, st.width);
+        ghpgl_set_color(st.color);
+        ghpgl_set_type(1);
+    } else if (type == GWS_META) {
+        // A CGM has no text element: only the attributes go out.
+        gcgm_set_width(st.color, st.width);
+        gcgm_set_color(st.color);
+        gcgm_set_type(1);
+        return false;
+    }
+    return dev->window || dev->ps || dev->hpgl;
+}
+
+// The strokes of the glyph at `offset` in the font, its pen at (px, py) in glyph
+// units from the string's origin (x, y).
+void stroke_glyph(const Devices& dev, Pen& pen, int offset, int px, int py, float x, float y) {
+    const float scale = st.height / static_cast<float>(UNITS_HIGH);
+    if (dev.ps) gps_printf("np\n");
+    pen.points.clear();
+    pen.pending = 0;
+    for (int i = offset; i + 1 < st.font.length; i += 2) {
+        const int gx = st.font.db[static_cast<size_t>(i)];
+        if (gx == GLYPH_END) break;
+        const int gy = st.font.db[static_cast<size_t>(i + 1)];
+        const bool move = gx >= MOVE_BASE;
+        const int xp = move ? gx - MOVE_BASE : gx;
+        const float u = (static_cast<float>(px) + static_cast<float>(xp) * st.expan) * scale;
+        const float v = static_cast<float>(py + gy) * scale;
+        const float X = v * st.upx + u * st.upy + x;
+        const float Y = v * st.upy + (y - st.upx * u);
+        if (move) {
+            if (pen.pending > 1) {
+                if (dev.window) pen.flush_window();
+                if (dev.ps) gps_printf("stroke\nnp\n");
+            }
+            pen.points.clear();
+            if (dev.ps) gps_move(X, Y);
+            if (dev.hpgl) ghpgl_move(X, Y);
+            if (dev.window) pen.points.push_back(pixel(X, Y));
+            pen.pending = 1;
+            continue;
+        }
+        if (dev.ps) gps_line(X, Y);
+        if (dev.hpgl) ghpgl_line(X, Y);
+        if (dev.window) pen.points.push_back(pixel(X, Y));
+        if (++pen.pending >= MAX_PENDING) {
+            if (dev.window) {
+                pen.flush_window();
+                const XPoint last = pen.points.back();
+                pen.points.assign(1, last);
+            }
+            // A stroke clears the current point, so the path starts again there.
+            if (dev.ps) {
+                gps_printf("stroke\nnp\n");
+                gps_move(X, Y);
+            }
+            if (dev.hpgl) ghpgl_printf("\n");
+            pen.pending = 1;
+        }
+    }
+    if (pen.pending > 1) {
+        if (dev.window) pen.flush_window();
+        if (dev.ps) gps_printf("stroke\n");
+        if (dev.hpgl) ghpgl_printf("\n");
+    }
+}
+
 // One stroke-font string at (x, y).
 int text(float x, float y, const char* string) {
     const auto* s = reinterpret_cast<const unsigned char*>(string);
@@ -299,30 +382,9 @@ int text(float x, float y, const char* string) {
     if (st.halign == 2) px = clamp_to<int>(-(static_cast<float>(w) * st.expan) / 2.0f);
     if (st.halign == 3) px = clamp_to<int>(-(static_cast<float>(w) * st.expan));
     const int py = start_y();
+    Devices dev{};
+    if (!start_text(x, y, string, &dev)) return 0;
 
-    const int type = gget_win_type();
-    const bool window = type == GWS_WIN || type == GWS_PIX;
-    const bool ps = type == GWS_PS;
-    const bool hpgl = type == GWS_HPGL;
-    if (ps) {
-        gps_printf("%%%%TE:%f %f %s\n", x, y, one_line(string).c_str());
-        gps_set_width(st.color, st.width);
-        gps_set_color(st.color);
-        gps_set_type(1);
-    } else if (hpgl) {
-        ghpgl_set_width(st.color, st.width);
-        ghpgl_set_color(st.color);
-        ghpgl_set_type(1);
-    } else if (type == GWS_META) {
-        // A CGM has no text element: only the attributes go out.
-        gcgm_set_width(st.color, st.width);
-        gcgm_set_color(st.color);
-        gcgm_set_type(1);
-        return 0;
-    }
-    if (!window && !ps && !hpgl) return 0;
-
-    const float scale = st.height / static_cast<float>(UNITS_HIGH);
     const float pitch = (st.space * 100.0f + 100.0f) * st.char_space;
     Pen pen;
     for (size_t k = 0; k < n; ++k) {
@@ -337,58 +399,11 @@ int text(float x, float y, const char* string) {
             }
             continue;
         }
-        if (ps) gps_printf("np\n");
-        pen.points.clear();
-        pen.pending = 0;
-        for (int i = offset; i + 1 < st.font.length; i += 2) {
-            const int gx = st.font.db[static_cast<size_t>(i)];
-            if (gx == GLYPH_END) break;
-            const int gy = st.font.db[static_cast<size_t>(i + 1)];
-            const bool move = gx >= MOVE_BASE;
-            const int xp = move ? gx - MOVE_BASE : gx;
-            const float u = (static_cast<float>(px) + static_cast<float>(xp) * st.expan) * scale;
-            const float v = static_cast<float>(py + gy) * scale;
-            const float X = v * st.upx + u * st.upy + x;
-            const float Y = v * st.upy + (y - st.upx * u);
-            if (move) {
-                if (pen.pending > 1) {
-                    if (window) pen.flush_window();
-                    if (ps) gps_printf("stroke\nnp\n");
-                }
-                pen.points.clear();
-                if (ps) gps_move(X, Y);
-                if (hpgl) ghpgl_move(X, Y);
-                if (window) pen.points.push_back(pixel(X, Y));
-                pen.pending = 1;
-                continue;
-            }
-            if (ps) gps_line(X, Y);
-            if (hpgl) ghpgl_line(X, Y);
-            if (window) pen.points.push_back(pixel(X, Y));
-            if (++pen.pending >= MAX_PENDING) {
-                if (window) {
-                    pen.flush_window();
-                    const XPoint last = pen.points.back();
-                    pen.points.assign(1, last);
-                }
-                // A stroke clears the current point, so the path starts again there.
-                if (ps) {
-                    gps_printf("stroke\nnp\n");
-                    gps_move(X, Y);
-                }
-                if (hpgl) ghpgl_printf("\n");
-                pen.pending = 1;
-            }
-        }
+        stroke_glyph(dev, pen, offset, px, py, x, y);
         if (st.char_space > 0.0f)
             px = step(px, pitch * st.expan);
         else
             px = step(px, (st.space * 100.0f + st.font.size[static_cast<size_t>(c)]) * st.expan);
-        if (pen.pending > 1) {
-            if (window) pen.flush_window();
-            if (ps) gps_printf("stroke\n");
-            if (hpgl) ghpgl_printf("\n");
-        }
     }
     return 0;
 }

@@ -196,6 +196,39 @@ void draw_marker(float x, float y, const char* text, float size) {
     GPH_mark(x, y);
 }
 
+// A wind barb, on a small circle for RAW_BARB_CIRCLE; a calm is a circle whose
+// size depends on the barb type.
+void draw_barb(const RawAttrib& a, float x, float y, float v, float dir, float speed) {
+    const float s = a.scale;
+    if (!set(speed) || speed < 0.0f) return;
+    float calm = a.var_type == RAW_BARB ? 0.013f : a.var_type == RAW_BARB_CIRCLE ? 0.006f : 0.003f;
+    float inner = a.var_type == RAW_BARB ? 0.01f : a.var_type == RAW_BARB_CIRCLE ? 0.003f : 0.0f;
+    if (a.var_type == RAW_BARB_CIRCLE) WX_cloud(x, y, 0.003f * v * s, "0");
+    if (speed == 0.0f)
+        WX_cloud(x, y, calm * v * s, "0");
+    else
+        WIND_barb_map(x, y, dir, speed, 0.05f * v * s, inner * v * s);
+}
+
+// A line point: "pre" joins the point before to this one, "post" asks for the
+// join after the next point, else the value pair is the line's other end.
+void draw_line_point(const RawData* d, float x, float y) {
+    if (!std::strcmp(d->text, "pre")) {
+        if (ps.have_last) {
+            float p[4] = {ps.last_x, ps.last_y, x, y};
+            gpolyline(2, p);
+        }
+    } else if (!std::strcmp(d->text, "post")) {
+        ps.draw_after = true;
+    } else if (set(d->value) && set(d->value2)) {
+        float x2 = 0, y2 = 0;
+        if (MAP_tran(d->value, d->value2, &x2, &y2) == 1) {
+            float p[4] = {x, y, x2, y2};
+            gpolyline(2, p);
+        }
+    }
+}
+
 // The drawing of one point by the variable type.
 void draw_by_type(const RawAttrib& a, const RawData* d, float x, float y, float v) {
     const float s = a.scale;
@@ -228,21 +261,9 @@ void draw_by_type(const RawAttrib& a, const RawData* d, float x, float y, float 
             break;
         case RAW_BARB:
         case RAW_BARB_CIRCLE:
-        case RAW_BARB_CALM: {
-            if (!set(speed) || speed < 0.0f) break;
-            float calm = a.var_type == RAW_BARB          ? 0.013f
-                         : a.var_type == RAW_BARB_CIRCLE ? 0.006f
-                                                         : 0.003f;
-            float inner = a.var_type == RAW_BARB          ? 0.01f
-                          : a.var_type == RAW_BARB_CIRCLE ? 0.003f
-                                                          : 0.0f;
-            if (a.var_type == RAW_BARB_CIRCLE) WX_cloud(x, y, 0.003f * v * s, "0");
-            if (speed == 0.0f)
-                WX_cloud(x, y, calm * v * s, "0");
-            else
-                WIND_barb_map(x, y, dir, speed, 0.05f * v * s, inner * v * s);
+        case RAW_BARB_CALM:
+            draw_barb(a, x, y, v, dir, speed);
             break;
-        }
         case RAW_VECTOR:
             if (set(speed) && speed > 0.0f)
                 WIND_vect_map(x, y, dir, speed * KNOT_KM / 100.0f, s, 1.0f);
@@ -259,20 +280,7 @@ void draw_by_type(const RawAttrib& a, const RawData* d, float x, float y, float 
             WX_symb(x, y, d->text, 0.03f * v * s);
             break;
         case RAW_LINES:
-            if (!std::strcmp(d->text, "pre")) {
-                if (ps.have_last) {
-                    float p[4] = {ps.last_x, ps.last_y, x, y};
-                    gpolyline(2, p);
-                }
-            } else if (!std::strcmp(d->text, "post")) {
-                ps.draw_after = true;
-            } else if (set(d->value) && set(d->value2)) {
-                float x2 = 0, y2 = 0;
-                if (MAP_tran(d->value, d->value2, &x2, &y2) == 1) {
-                    float p[4] = {x, y, x2, y2};
-                    gpolyline(2, p);
-                }
-            }
+            draw_line_point(d, x, y);
             break;
         default:
             break;
@@ -465,6 +473,55 @@ int RAW_plot_data(const RawData* d, float x, float y) {
     return 0;
 }
 
+namespace {
+
+// The file's field and description upper left, its label upper right.
+void label_raw_plot(int handle, RawVar& var, const RawInfo& info) {
+    const char* field = var.number > 1 || var.name[0] ? RAW_get_field_info(handle, &var) : nullptr;
+    std::string left = info.info;
+    if (var.number > 1 || var.name[0]) {
+        std::string name = field && field[0] ? field : var.name;
+        left = name + "-" + left;
+    }
+    PLT_label_up_left(left.c_str());
+    PLT_label_up_right(info.label);
+}
+
+// How the points of one file find their place on the plot.
+struct Placement {
+    Domain domain;             // the plot's
+    bool table = false;        // the station table is loaded
+    bool table_first = false;  // stations come before the points' own positions
+    bool tried = false;        // the table was loaded for want of positions
+};
+
+// The plot position of a point: its station's, else its own latitude and
+// longitude; false when it has neither on the plot.
+bool locate_point(Placement& p, RawData& data, int points, float* x, float* y) {
+    // Sections and time series put values on an axis.
+    if (p.domain.proj == MAP_CAT) {
+        data.lon = data.value;
+        data.lat = static_cast<float>(points);
+    } else if (p.domain.proj == MAP_XLOGP) {
+        data.lon = data.lat;
+        data.lat = data.value;
+    }
+    const bool has_position = set(data.lat) && set(data.lon);
+    if (!p.table && !has_position && !p.tried) {
+        p.tried = true;  // once a file: a missing database is told once
+        p.table = CTY_store("sao.cty", CTY_STORE_LOC, &p.domain, 5) >= 0;
+    }
+    CityXY station{};
+    if (p.table && CTY_search(data.id, &station)) {
+        *x = station.x;
+        *y = station.y;
+        return true;
+    }
+    return !p.table_first && has_position && MAP_tran(data.lat, data.lon, x, y) == 1;
+}
+
+}  // namespace
+
 int RAW_plot_file(const char* request, const char* label) {
     RawVar var;
     char format[RAW_FORMAT_SIZE] = "";
@@ -487,31 +544,21 @@ int RAW_plot_file(const char* request, const char* label) {
         return 0;
     }
     if (plot_scale > 0.0f) a.scale *= plot_scale;
-    Domain domain;
-    MAP_get_domain(&domain);
-
+    Placement where;
+    MAP_get_domain(&where.domain);
     // A database named or a priority given: the stations are read before the points.
-    bool table = false, table_first = false, tried = false;
-    if (RES_get("city_file") || RES_get("stat_prior")) {
-        table = table_first = CTY_store("sao.cty", CTY_STORE_LOC, &domain, CTY_get_prior()) >= 0;
-    }
+    if (RES_get("city_file") || RES_get("stat_prior"))
+        where.table = where.table_first =
+            CTY_store("sao.cty", CTY_STORE_LOC, &where.domain, CTY_get_prior()) >= 0;
     int type = RAW_parse_format(&a, format);
     if (type) a.var_type = type;
     if (!a.var_type) a.var_type = RAW_TEXT;
 
+    // Asked even without a label: it reads the header, so the first point's line
+    // number counts from there.
     RawInfo info;
     RAW_getinfo(handle, &info);
-    if (label) {
-        const char* field =
-            var.number > 1 || var.name[0] ? RAW_get_field_info(handle, &var) : nullptr;
-        std::string left = info.info;
-        if (var.number > 1 || var.name[0]) {
-            std::string name = field && field[0] ? field : var.name;
-            left = name + "-" + left;
-        }
-        PLT_label_up_left(left.c_str());
-        PLT_label_up_right(info.label);
-    }
+    if (label) label_raw_plot(handle, var, info);
 
     RawData data;
     int line = 0, points = 0;
@@ -523,29 +570,8 @@ int RAW_plot_file(const char* request, const char* label) {
         line = next;
         if (a.skip > 1 && (line - 1) % a.skip != 0) continue;
         if (label && !CTY_ids_cmp(id_count, ids, data.id)) continue;
-        // Sections and time series put values on an axis.
-        if (domain.proj == 24) {
-            data.lon = data.value;
-            data.lat = static_cast<float>(points);
-        } else if (domain.proj == 22) {
-            data.lon = data.lat;
-            data.lat = data.value;
-        }
         float x = ZMT_FMISSING, y = ZMT_FMISSING;
-        const bool has_position = set(data.lat) && set(data.lon);
-        if (!table && !has_position && !tried) {
-            tried = true;  // once a file: a missing database is told once
-            table = CTY_store("sao.cty", CTY_STORE_LOC, &domain, 5) >= 0;
-        }
-        CityXY station{};
-        if (table && CTY_search(data.id, &station)) {
-            x = station.x;
-            y = station.y;
-        } else if (table_first) {
-            continue;
-        } else if (!has_position || MAP_tran(data.lat, data.lon, &x, &y) != 1) {
-            continue;
-        }
+        if (!locate_point(where, data, points, &x, &y)) continue;
         fill_string(data.id, '_', ' ');
         RAW_plot_data(&data, x, y);
     }
