@@ -59,13 +59,8 @@ class Enhancement : public ::testing::Test {
     TempDir dir;
 };
 
-TEST_F(Enhancement, BreakOffsRangesAndGaps) {
-    setup("100:red,150:blue");
-    EXPECT_EQ(cuts(), (std::vector<int>{100, 150, 256}));
-    // Below the first break-off: bin 0's colour, and bin number 0 too.
-    EXPECT_EQ(SAT_color_get_pixel(99), red);
-    EXPECT_EQ(SAT_color_get_bin(99), 0);
-    EXPECT_EQ(SAT_color_get_pixel(150), blue);
+TEST_F(Enhancement, BreakOffsRangesGapsScalesAndFiles) {
+    // Break-offs between given ones are spread evenly.
     setup("black,10:white,red,green,100:blue");
     EXPECT_EQ(cuts(), (std::vector<int>{0, 10, 40, 70, 100, 256}));
 
@@ -82,9 +77,7 @@ TEST_F(Enhancement, BreakOffsRangesAndGaps) {
     setup("0-200,0-200,red");
     EXPECT_EQ(SAT_color_get_max(), 255);
     EXPECT_EQ(SAT_color_get_fill_ind(255), 1000 + 54);
-}
 
-TEST_F(Enhancement, InfraredScalesAndFiles) {
     SAT_params().imager_source = 51;
     EXPECT_EQ(SAT_ir_ind(20.0f), 74);
     EXPECT_EQ(SAT_ir_ind(-30.5f), 175);
@@ -147,6 +140,7 @@ TEST_F(Enhancement, ColouringImages) {
         std::memcpy(image.data, counts, 8);
         image.colors = static_cast<float*>(std::malloc(4));  // a reader's table, replaced
         EXPECT_EQ(SAT_color_image(&image), 0);
+        // Below the first break-off: bin 0's colour.
         // Level 9 of 3 by 3 sets every cell of the pattern.
         const unsigned char want[2][8] = {{red, red, red, blue, red, blue, blue, red},
                                           {white, white, white, white, white, white, white, white}};

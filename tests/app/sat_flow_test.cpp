@@ -1,5 +1,5 @@
-// The display's own decisions: input type and name convention from the options,
-// the pixel offset; reports and exits of the real binary.
+// The display's own decisions: input type and name convention from the options;
+// reports and exits of the real binary.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -83,29 +83,6 @@ TEST(SatInFile, InputAndInFileSelectTypeAndConvention) {
         EXPECT_EQ(FLAG_get(14), c.flag) << c.args.size();
         EXPECT_EQ(name_for(nullptr), name_for(c.tag)) << c.flag;
     }
-}
-
-TEST(SatImageSetup, PixelOffsetIsClampedToAByte) {
-    decode({});
-    Image image;
-    std::memset(&image, 0, sizeof image);
-    IMG_init(&image);
-    image.width = image.bytes_per_line = 4;
-    image.height = 2;
-    image.data = static_cast<unsigned char*>(std::malloc(8));
-    const unsigned char start[8] = {0, 1, 100, 200, 250, 255, 30, 99};
-    std::memcpy(image.data, start, 8);
-    Domain domain;
-
-    SAT_params().pix_off = 10;
-    SAT_image_setup(&image, &domain);
-    const unsigned char plus10[8] = {10, 11, 110, 210, 255, 255, 40, 109};
-    EXPECT_EQ(std::memcmp(image.data, plus10, 8), 0);
-
-    SAT_params().pix_off = -300;
-    SAT_image_setup(&image, &domain);
-    for (int i = 0; i < 8; ++i) EXPECT_EQ(image.data[i], 0) << i;
-    IMG_free(&image);
 }
 
 TEST(SatRun, ReportRunsAndUnreadableFilesEndWithTen) {

@@ -1,6 +1,6 @@
-// The plot layer in the process: overlay stacks and the `label` resource, label
-// formats, where PLT_labels draws on a PostScript page; the device a plot opens;
-// the zoom box's refusals (its domain is checked in graphics/events_window_test).
+// The plot layer in the process: overlay stacks and the `label` resource where
+// PLT_labels draws on a PostScript page; the device a plot opens; the zoom box's
+// refusals (its domain is checked in graphics/events_window_test).
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -132,20 +132,6 @@ TEST_F(PlotLabels, ProgramLabelsStackAndTheResourceReplacesAPosition) {
     for (const auto& [text, at] : page) EXPECT_EQ(text.find("Third"), std::string::npos);
     EXPECT_EQ(page.count("Date"), 1u);
     EXPECT_EQ(page.count("Lower"), 1u);
-}
-
-TEST_F(PlotLabels, LabelFormats) {
-    const std::vector<std::pair<std::string, std::string>> cases = {
-        {"50%%_off", "50  off"},  // "%%" steps over a blank, writing no percent
-        {"a%qb", "ab"},           // an unknown item is dropped with its "%"
-        {"end%", "end"},
-        {std::string(90, 'z'), std::string(69, 'z')},
-    };
-    for (const auto& [format, want] : cases) {
-        char out[70];
-        PLT_label_format(format.c_str(), out);
-        EXPECT_EQ(std::string(out), want) << format;
-    }
 }
 
 TEST_F(PlotLabels, DeviceStringChoosesTheWorkstationAndASecondBeginOpensNothing) {
