@@ -75,19 +75,6 @@ TEST(Binary, HelpScreenByLevelAndLatestSource) {
     }
 }
 
-TEST(Binary, ErrorsGoToStandardErrorUnlessSilenced) {
-    TempDir dir;
-    RunOptions options;
-    options.cwd = dir.path();
-    RunResult r = sat({"-ba", "-cu", "-fp", dir.path()}, options);
-    EXPECT_EQ(r.code, 10);
-    EXPECT_NE(r.err.find("File not found: "), std::string::npos) << r.err;
-    EXPECT_EQ(r.out.find("File not found"), std::string::npos);
-    r = sat({"-me", "none", "-ba", "-cu", "-fp", dir.path()}, options);
-    EXPECT_EQ(r.code, 10);
-    EXPECT_EQ(r.out + r.err, "");
-}
-
 TEST(Binary, PagingPausesEveryTwentyTwoLinesButNotInBatch) {
     RunOptions options;
     options.input = "\n\n\n\n";

@@ -1,5 +1,5 @@
 // Name conventions and the selection of the data file, on real trees of dated files
-// with a fixed "now"; the file helpers.
+// with a fixed "now".
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -239,8 +239,7 @@ TEST_F(Selection, ExplicitAndPartialNames) {
     EXPECT_EQ(out, file);
     EXPECT_EQ(file_seconds(), utc(15, 12));
     EXPECT_EQ(FILE_get_late_off(), 3600);
-    // Only the date typed: the directory and the rest come from the template. A name
-    // that does not fit the template stays as typed, in the data directory.
+    // A date alone takes the template; a name that does not fit it stays, in data_path.
     const std::pair<std::string, std::string> names[] = {
         {"2003011512", file},
         {"local.area", data + "/local.area"},
@@ -363,7 +362,6 @@ TEST_F(Selection, DatesOutOfRangeAreRepaired) {
     EXPECT_EQ(std::string(out).substr(0, 9), "100000101");
 }
 
-// Through the real program: the prompt when no file was given, and the exits.
 sat_test::RunResult sat_run(const sat_test::TempDir& dir, const std::vector<std::string>& args,
                             const std::string& input = "") {
     sat_test::RunOptions o;

@@ -14,7 +14,6 @@ namespace {
 using sat_test::Capture;
 using sat_test::read_file;
 using sat_test::TempDir;
-using sat_test::write_file;
 
 std::vector<std::string> split(const char* text, char delimiter, int* result = nullptr) {
     int count = -1;
@@ -105,10 +104,6 @@ TEST_F(MessTest, LogFileModes) {
     }
     EXPECT_EQ(read_file(opened), "one\ntwo\n");
 
-    // Truncated first, and the screen as well.
-    write_file(dir.file("w.log"), "old\n");
-    EXPECT_EQ(print_with("-fi:" + dir.file("w.log"), {{0xF, "new\n"}}), "new\n");
-    EXPECT_EQ(read_file(dir.file("w.log")), "new\n");
     // A log that cannot be opened leaves the screen working.
     EXPECT_EQ(print_with("+fi:/dev/null/sub/x.log,warn", {{0xC0, "still here\n"}}), "still here\n");
 }

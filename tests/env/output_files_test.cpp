@@ -1,6 +1,5 @@
 // Output files through a temporary and a rename, inputs held to regular files, pipes
-// only for typed names. Which names count as typed is run end to end in
-// tests/app/sat_hostile_test.cpp.
+// only for typed names (which names are typed: tests/app/sat_hostile_test.cpp).
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 

@@ -106,9 +106,8 @@ TEST_F(ResTest, ConversionByType) {
 }
 
 TEST_F(ResTest, TimeOfInterestForms) {
-    // "text=year month day hour minute", "-" for missing. "-12345" has six characters:
-    // no test of the first. The lowest minute has no opposite in an int: it turns into
-    // the highest.
+    // "text=year month day hour minute", "-" for missing. The lowest minute has no
+    // opposite in an int: it turns into the highest.
     // clang-format off
     const std::string cases[] = {
         "#201611260420=2016 11 26 4 20", "#x0161126=- 11 26 - -",

@@ -38,11 +38,9 @@ struct GvarArea {
     }
 };
 
-// The reference library puts the earth on a different ellipsoid from the
-// navigation's (6378.137 km and flattening 1/298.257, against 6378.388 km and a
-// squared axis ratio of 1.0067391845079678). The same line of sight meets the
-// two surfaces at slightly different places; this moves a reference point along
-// the ray from the satellite, on the equator at 75 W, 42164.365 km out.
+// The reference library's earth is WGS-84, the navigation's 6378.388 km with a squared
+// axis ratio of 1.0067391845079678: this moves a reference point along the ray from
+// the satellite (equator, 75 W, 42164.365 km out) onto the navigation's surface.
 void to_navigation_ellipsoid(double& lat, double& lon) {
     const double a84 = 6378.137, f84 = 1.0 / 298.257223563, sat_lon = -75.0 * kD2R;
     const double e2 = f84 * (2.0 - f84);
@@ -77,8 +75,7 @@ const char* kFullDisk = "area/goes8_fulldisk_gvar_synthetic.area";
 
 TEST(GvarReference, BothDirectionsMatchReference) {
     GvarArea g(kSector);
-    // Image time 1998 day 260 07:45:14.372 and the epoch 10:00 are minutes apart
-    // by the calendar; the sub-satellite point is the reference longitude's.
+    // Image time 1998 day 260 07:45:14.372 and the epoch 10:00, minutes apart.
     EXPECT_NEAR(GVAR_nav().epoch - GVAR_nav().img_time, 134.76047, 1e-4);
     float lat = 0, lon = 0, line = 0, elem = 0;
     EXPECT_EQ(AREA_tran(3, &lat, &lon, &line, &elem), 0);
