@@ -1,6 +1,6 @@
 // PostScript output rendered by Ghostscript: the page of each paper and way of
-// turning and scaling it, lines, images sample for sample, appended plots, and
-// pipes only where the user named them.
+// turning and scaling it, images sample for sample, appended plots, and pipes
+// only where the user named them.
 #include <gtest/gtest.h>
 #include <png.h>
 
@@ -56,36 +56,22 @@ std::string gs(const std::string& args, const std::string& ps, bool eps) {
     return out;
 }
 
-// A page rendered on letter paper at `dpi`, or only the part of it from page
-// point `from` of `size` points; pixel of a page point.
+// A page rendered on letter paper at 72 dpi; the pixel of a page point.
 struct Raster {
     png_image info{};
     std::vector<uint8_t> rgb;
-    double k = 1.0;
-    std::array<double, 2> from{0, 0};
     RGB at(std::array<double, 2> p) const {
-        const long c = std::lround(std::floor((p[0] - from[0]) * k)),
-                   r = info.height - 1 - std::lround(std::floor((p[1] - from[1]) * k));
+        const long c = std::lround(std::floor(p[0])),
+                   r = info.height - 1 - std::lround(std::floor(p[1]));
         if (c < 0 || r < 0 || c >= info.width || r >= info.height) return {-1, -1, -1};
         const uint8_t* v = &rgb[(r * info.width + c) * 3];
         return {v[0], v[1], v[2]};
     }
 };
 
-Raster render(const std::string& ps, int dpi = 72, std::array<double, 2> from = {0, 0},
-              std::array<int, 2> size = {612, 792}) {
+Raster render(const std::string& ps) {
     Raster r;
-    r.k = dpi / 72.0;
-    r.from = from;
-    char part[160];
-    std::snprintf(part, sizeof part,
-                  "-g%dx%d -c '<</BeginPage {pop %g %g translate}>> setpagedevice' -f",
-                  size[0] * dpi / 72, size[1] * dpi / 72, -from[0], -from[1]);
-    // The output file before the page device is set, which opens it.
-    EXPECT_EQ(
-        gs("-sDEVICE=png16m -r" + std::to_string(dpi) + " -sOutputFile='" + ps + ".png' " + part,
-           ps, false),
-        "");
+    EXPECT_EQ(gs("-sDEVICE=png16m -r72 -g612x792 -sOutputFile='" + ps + ".png'", ps, false), "");
     r.info.version = PNG_IMAGE_VERSION;
     if (png_image_begin_read_from_file(&r.info, (ps + ".png").c_str())) {
         r.info.format = PNG_FORMAT_RGB;
@@ -244,61 +230,6 @@ TEST_F(PostScript, AppendedPlotHasNeitherPrologNorTrailerAndPipesAreTheUsers) {
     ASSERT_EQ(gclose_ws(), 0);
     const std::string text = sat_test::read_file(out);
     EXPECT_TRUE(text.starts_with("%!PS-Adobe-1.0\n") && text.ends_with("%%EOF\n"));
-}
-
-TEST_F(PostScript, LinesOfADashTypeWidthAndColour) {
-    // Dashes in device units from the start of the line: on, off, ...
-    const std::vector<std::vector<double>> dashes = {{}, {6, 6}, {3, 6}, {6, 6, 3, 6}, {2, 2}};
-    struct Row {
-        std::string options;
-        int colour, type;
-        float width;
-        int bold;
-        double dots;  // width in 1/3 points
-        RGB ink;
-    };
-    const std::vector<Row> rows = {
-        {"", 1, 4, 4.0f, 1, 4, {0, 0, 0}},           {"color", 1, 1, 4.0f, 1, 4, {255, 0, 0}},
-        {"lwidth=3.7", 1, 1, 2.0f, 1, 6, {0, 0, 0}}, {"", 1, 1, 2.0f, 3, 6, {0, 0, 0}},
-        {"color", 505, 2, 2.0f, 1, 8, kWhite},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.options + " " + std::to_string(row.colour) + " " +
-                     std::to_string(row.type));
-        open_ps(out + kDefaults + row.options);
-        set_colour(1, 1.0f, 0.0f, 0.0f);
-        set_colour(2, 0.5f, 0.5f, 0.5f);
-        if (row.ink == kWhite) fill_rect(90, 280, 710, 320, 2);
-        gset_line_print_bold(row.bold);
-        gset_linetype(row.type);
-        gset_linewidth(row.width);
-        gset_line_colr_ind(row.colour);
-        float line[4] = {100.0f, 300.0f, 700.0f, 300.0f};
-        gpolyline(2, line);
-        gset_line_print_bold(1);
-        ASSERT_EQ(gclose_ws(), 0);
-
-        // Only the strip round the line: device y 300 is page x 294, x 90 to 710 page y 108 to 728.
-        const Raster r = render(out, 288, {280, 100}, {30, 640});
-        auto inked = [&](double x, double y = 300) {
-            const RGB c = r.at(page_of(x, y));
-            return std::abs(c[0] - row.ink[0]) + std::abs(c[1] - row.ink[1]) +
-                       std::abs(c[2] - row.ink[2]) <
-                   40;
-        };
-        int across = 0;
-        for (double d = -10; d <= 10; d += 0.25) across += inked(101.5, 300 + d);
-        EXPECT_NEAR(across, row.dots * 0.33 * 4, 1.6);
-        const std::vector<double>& dash = dashes[row.type - 1];
-        double at = 100;
-        for (size_t k = 0; !dash.empty() && at + dash[k % dash.size()] < 700; ++k) {
-            const double len = dash[k % dash.size()];
-            EXPECT_EQ(inked(at + len / 2), k % 2 == 0) << "device x " << at + len / 2;
-            at += len;
-        }
-        for (double x = 105; dash.empty() && x < 700; x += 7) EXPECT_TRUE(inked(x)) << x;
-        EXPECT_FALSE(inked(97) || inked(703));
-    }
 }
 
 TEST_F(PostScript, ImagesFillTheViewportSampleForSample) {
