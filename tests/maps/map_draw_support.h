@@ -1,5 +1,4 @@
-// Helpers of the map drawing tests: map files written by the test, and a lattice
-// of small crosses at known latitudes and longitudes with their positions by PROJ.
+// Map files written by the map drawing tests, and a lattice of crosses with PROJ's positions.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -66,17 +65,15 @@ inline int draw_map_bytes(const std::string& bytes) {
     return got;
 }
 
-// A projection for PROJ on the 6371.22 km sphere, %g its central longitude; the
-// lattice of crosses with their half length in degrees; `geos` when PROJ gives
-// scan angles (x = tan(angle) * orbit).
+// PROJ's projection (%g the central longitude), a lattice and its crosses' half
+// length in degrees; `geos` when PROJ gives scan angles (x = tan(angle) * orbit).
 struct ProjCase {
     const char *name, *domain, *proj;
     float lat0, lat1, lon0, lon1, step, arm;
     bool geos;
 };
 
-// Earth coordinates to the program's projection coordinates (100 km units) by
-// pyproj, which this project does not link.
+// Projection coordinates (100 km units) by pyproj, which this project does not link.
 inline std::vector<std::pair<double, double>> proj_positions(
     const ProjCase& c, const std::vector<std::pair<float, float>>& pts) {
     TempDir dir;

@@ -1,6 +1,5 @@
-// Map drawing on a window of the test's own Xvfb: map lines against positions
-// that PROJ computes, seams, long records, the choice of list, region blocks and
-// scale filters, and broken map files and lists.
+// Map drawing on a window of the test's own Xvfb: positions against PROJ, seams,
+// long records, the choice of list, and broken map files and lists.
 #include <cmath>
 #include <cstdint>
 #include <string>
@@ -129,8 +128,7 @@ TEST_P(MapPositions, CrossesLandWherePROJPutsThem) {
 INSTANTIATE_TEST_SUITE_P(Domains, MapPositions, testing::ValuesIn(proj_cases),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// A line along a parallel that crosses the seam behind the centre splits: the
-// old piece runs on to the edge through the point moved by one period, the new
+// A parallel crossing the seam splits: the old piece runs on to the edge, the new
 // one starts at the point itself; nothing runs across the picture.
 TEST(MapDraw, SeamCrossingsSplitWithoutCrossingThePicture) {
     const char* domains[] = {"latlon,0,0,721,361,0.5,0.5", "merc,0,0,801,601,0.5,0.5",
@@ -208,8 +206,7 @@ TEST(MapDraw, DefaultListFollowsTheDomainAndStays) {
     EXPECT_STREQ(MAP_get_name(), "cont.map,country.map") << "the first choice stands for the run";
 }
 
-// Which map entries of a list a pass tries at 40 N 100 W (scale 40), read from
-// the missing-file warnings.
+// The map entries a pass tries at 40 N 100 W (scale 40), by the missing-file warnings.
 TEST(MapDraw, RegionBlocksScaleFiltersAndSidesSelect) {
     const struct {
         const char* list;

@@ -88,8 +88,7 @@ std::vector<std::pair<double, double>> proj_forward(const std::string& args,
 // PROJ's coordinates back to the point.
 TEST(ProjectionOracle, MapProjectionsAgreeWithProj) {
     NEED_PROJ();
-    // Our southern tangent cone takes tan(45 - tlat1/2) with the signed latitude
-    // in its multiplier: the textbook cone times this constant.
+    // Our southern tangent cone is the textbook one times this constant.
     const double south =
         std::pow(std::tan(32.5 * kDeg) / std::tan(57.5 * kDeg), std::sin(25 * kDeg));
     struct Case {
@@ -113,8 +112,7 @@ TEST(ProjectionOracle, MapProjectionsAgreeWithProj) {
         {"lamb:-90:135:-25:-25,-30,135,25,17,1,1",
          "lcc +lat_0=-90 +lat_1=-25 +lat_2=-25 +lon_0=135", kUnits * south,
          grid(-88, 50, 20, 245, 7)},
-        // A southern cone through two latitudes comes out with a negative cone
-        // constant: it is the northern cone through the mirrored latitudes.
+        // A southern secant cone is the northern one through the mirrored latitudes.
         {"lamb:-90:100:-30:-60,-40,100,25,17,1,1", "lcc +lat_0=90 +lat_1=30 +lat_2=60 +lon_0=100",
          kUnits, grid(-80, 88, -75, 275, 6)},
         {"or,40,-100,25,17,1,1", "ortho +lat_0=40 +lon_0=-100", kUnits, grid(10, 70, -140, -60, 5)},
@@ -147,10 +145,8 @@ TEST(ProjectionOracle, MapProjectionsAgreeWithProj) {
     }
 }
 
-// The geostationary view with the ellipsoid ("e") and second parameter 1 gives
-// scan angles times the orbit radius: PROJ's geos, whose unit is the angle times
-// the height above the surface. Another second parameter gives the tangents of
-// the angles (the sphere's tangents are the map drawing test's satellite case).
+// The ellipsoid view ("e") gives PROJ's geos scan angles times the orbit radius
+// with second parameter 1, their tangents otherwise.
 TEST(ProjectionOracle, GeostationaryViewAgreesWithGeos) {
     NEED_PROJ();
     const float plon = -75.2f;
@@ -234,8 +230,7 @@ TEST(Projections, ClampsWrapsAndPointsWithoutImage) {
     EXPECT_EQ(untran(ll, 200, 5)[2], -160.0f);                 // wrapped
     // The azimuthal centre: the position, but 0.
     EXPECT_EQ(untran("laz,40,-100,25,17,1,1", 0, 0), (Floats{0, 40, -100}));
-    // The forward refuses at the limb of the sphere R, the inverse where m turns
-    // negative, at scan angles of about asin(b / S) and asin(a / S) times S.
+    // The inverse refuses past scan angles of about asin(b / S) and asin(a / S) times S.
     Domain sat = sat_domain(0.0f, 421.64f, 1, 1);
     EXPECT_EQ(untran(sat, 0, 63.6f)[0], 1);
     EXPECT_EQ(untran(sat, 0, 64.0f), none);
@@ -250,8 +245,7 @@ TEST(Projections, ClampsWrapsAndPointsWithoutImage) {
     EXPECT_EQ(MAP_in_grid_domain(1e9f, -1e9f), 1);
 }
 
-// An unset orbit radius uses the tabled 421.61 and its tabled powers; the scale
-// factor is 1 at the true latitude.
+// An unset orbit radius uses the tabled 421.61 and its powers; MAP_factor is 1 at 60.
 TEST(Projections, DefaultOrbitAndScaleFactor) {
     auto probe = [](const Domain& d) {
         Floats f = tran(d, 40.0f, -80.0f);
@@ -263,8 +257,7 @@ TEST(Projections, DefaultOrbitAndScaleFactor) {
     EXPECT_NEAR(MAP_factor(60.0f), 1.0f, 1e-4);
 }
 
-// Grid positions: (0, 0) is the upper left and the grid's y runs down (the
-// corners against PROJ are checked by the AWIPS reader tests).
+// Grid (0, 0) is the upper left (corners against PROJ: the AWIPS reader tests).
 TEST(Projections, GridCornersAndTheDomainsMargin) {
     const Domain d = use("ps,40,-100,25,17,1.5,1.2");
     float lim[4], x, y, i, j;

@@ -1,5 +1,4 @@
-// The station database: the shipped sao.cty against its source, the searches by
-// identifier, number and position, search keys, and hostile database files.
+// The station database: sao.cty against its source, the searches, search keys, hostile files.
 #include "overlays/cities.h"
 
 #include <gtest/gtest.h>
@@ -20,8 +19,7 @@ namespace {
 using sat_test::TempDir;
 using sat_test::write_file;
 
-// Positions as OurAirports publishes them (airports.csv), with the WMO numbers of
-// the synoptic reports from the same airports.
+// Positions as OurAirports publishes them, with the airports' WMO numbers.
 struct Known {
     const char* id;
     int wmo;
@@ -123,8 +121,7 @@ TEST_F(Cities, SearchesByKeyNumberAndRing) {
     }
 }
 
-// Search keys: a name, state and country, priority, latitude and a ring, joined
-// by ":"; the "identifier" resource stores only what they select.
+// Search keys alone and joined by ":"; the "identifier" resource stores what they select.
 TEST_F(Cities, SearchKeysAndIdentifierLists) {
     CityRec beta{"Beta_Town", "KS",    "US",   "BBBB", 2, 0,      1,
                  40.3f,       -100.0f, 120.0f, 72002,  0, nullptr};
@@ -153,8 +150,7 @@ TEST_F(Cities, SearchKeysAndIdentifierLists) {
 }
 
 TEST_F(Cities, HostileFilesAndNoDatabase) {
-    // Short lines run into the next, words stand where numbers belong, a priority
-    // past every integer, 100000 stations: read through, nothing found wrongly.
+    // Short lines, words for numbers, a huge priority, 100000 stations: read through.
     std::string text = small_file();
     for (int i = 0; i < 100000; i++) {
         char line[96];

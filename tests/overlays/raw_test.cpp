@@ -11,7 +11,6 @@
 #include "env/messages.h"
 #include "env/resources.h"
 #include "test_support.h"
-#include "tests/env/env_capture.h"
 
 namespace {
 
@@ -163,12 +162,6 @@ TEST_F(RawFiles, FieldListsPathsAndHandles) {
     EXPECT_EQ(RAW_close(handles[2]), 0);
     EXPECT_EQ(RAW_open(dir_.file("obs.raw").c_str(), 0, nullptr), handles[2]);
     RAW_reset();
-    sat_test::Capture capture;
-    EXPECT_EQ(RAW_file_open("nothere.raw", &var, format, 0), -1);
-    capture.restore();
-    EXPECT_NE(capture.err().find("RAW_file_open: Unable to open file:" + dir_.file("nothere.raw")),
-              std::string::npos)
-        << capture.err();
 }
 
 TEST_F(RawFiles, BrokenFilesReadWithoutHarm) {
