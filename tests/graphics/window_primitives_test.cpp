@@ -1,6 +1,6 @@
-// Lines, fills, markers and an overlaid image on a real window (an Xvfb of the
-// test's own): every lit pixel must be one the world-to-pixel arithmetic gives,
-// clipped to the viewport, and read back from the server with XGetImage.
+// Lines, fills, markers, text and an overlaid image on a real window (an Xvfb of
+// the test's own): every lit pixel must be one the world-to-pixel arithmetic
+// gives, clipped to the viewport, and read back from the server with XGetImage.
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "formats/image.h"
+#include "test_support.h"
+#include "tests/graphics/text_stroke.h"
 #include "tests/support/window_pixels.h"
 
 namespace {
@@ -289,6 +291,68 @@ TEST_F(WindowPrimitives, ViewportClampsAndOverlay) {
     EXPECT_NE(after, before);
     IMG_free(&base);
     IMG_free(&over);
+}
+
+// The box of the pixels unlike the background, as x0, x1, y0, y1.
+std::vector<int> ink() {
+    std::vector<int> box = {1 << 20, -1, 1 << 20, -1};
+    for (const Pixel& p : sat_test::lit())
+        box = {std::min(box[0], p.first), std::max(box[1], p.first), std::min(box[2], p.second),
+               std::max(box[3], p.second)};
+    return box;
+}
+
+TEST_F(WindowPrimitives, StrokeTextInksTheBoxOfItsArithmeticAndServerFontsAlign) {
+    using namespace text_test;
+    sat_test::TempDir dir;
+    sat_test::write_file(dir.file("t.fnt"), labelled_font());
+    ASSERT_EQ(read_font(dir.file("t.fnt").c_str()), 0);
+    sat_test::set_world(0, 1, 0, 1);
+    auto pixels = [](const Box& b) {
+        return std::vector<int>{
+            static_cast<int>(xW_p(b.x0) + 0.5), static_cast<int>(xW_p(b.x1) + 0.5),
+            static_cast<int>(yW_p(b.y1) + 0.5), static_cast<int>(yW_p(b.y0) + 0.5)};
+    };
+    for (const Case& c : cases()) {
+        gclear_ws();
+        ASSERT_EQ(draw_case(c, 0.5f, 0.5f), 0) << c.name;
+        const std::vector<int> want = pixels(world_box(c, 0.5f, 0.5f)), got = ink();
+        // One-pixel lines with projecting caps may reach one pixel past an end.
+        for (int k = 0; k < 4; ++k) EXPECT_NEAR(got[k], want[k], 1) << c.name << " " << k;
+    }
+
+    // A drop shadow falls one and two pixels down and right, in black over a fill.
+    const Case& c = cases().front();
+    gclear_ws();
+    const float area[8] = {0.2f, 0.2f, 0.8f, 0.2f, 0.8f, 0.8f, 0.2f, 0.8f};
+    gfill_area(4, area);
+    gset_font_drop(3);
+    draw_case(c, 0.4f, 0.4f);  // off the half pixel: each step is a whole pixel
+    gset_font_drop(0);
+    const std::vector<int> box = pixels(world_box(c, 0.4f, 0.4f));
+    auto pixel = [](int x, int y) { return sat_test::drawable_pixel(gget_draw_window(), x, y); };
+    const unsigned long black = BlackPixel(gget_display(), DefaultScreen(gget_display()));
+    EXPECT_EQ(pixel(box[0], box[3]), static_cast<unsigned long>(gget_color_ind(1)));
+    EXPECT_EQ(pixel(box[0] + 2, box[3] + 2), black);
+    EXPECT_EQ(pixel(box[1] + 2, box[3] + 1), black);
+    EXPECT_NE(pixel(box[0] - 1, box[2] - 1), black);
+
+    // A server font's text hangs below the point, left, centred or right of it.
+    ASSERT_EQ(read_font("#fixed"), 0);
+    const int x = static_cast<int>(xW_p(0.5f) + 0.5), y = static_cast<int>(yW_p(0.5f) + 0.5);
+    for (int h : {1, 2, 3}) {
+        gclear_ws();
+        const int align[2] = {h, 1};
+        gset_text_align(align);
+        const float at[2] = {0.5f, 0.5f};
+        gtext(at, "MMMM");
+        const std::vector<int> got = ink();
+        ASSERT_GE(got[1], 0) << h;
+        EXPECT_GE(got[2], y) << h;
+        EXPECT_EQ(got[0] >= x, h == 1) << h;
+        EXPECT_EQ(got[0] < x && got[1] > x, h == 2) << h;
+        EXPECT_EQ(got[1] <= x, h == 3) << h;
+    }
 }
 
 }  // namespace
