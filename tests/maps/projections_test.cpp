@@ -245,28 +245,11 @@ TEST(Projections, ClampsWrapsAndPointsWithoutImage) {
     EXPECT_EQ(MAP_in_grid_domain(1e9f, -1e9f), 1);
 }
 
-// An unset orbit radius uses the tabled 421.61 and its powers; MAP_factor is 1 at 60.
-TEST(Projections, DefaultOrbitAndScaleFactor) {
-    auto probe = [](const Domain& d) {
-        Floats f = tran(d, 40.0f, -80.0f);
-        return Floats{f[1], f[2], untran(d, f[1] * 0.5f, f[2] * 0.5f)[1],
-                      untran(d, f[1] * 0.5f, f[2] * 0.5f)[2]};
-    };
-    EXPECT_EQ(probe(sat_domain(-75, kMiss, 0, 0)), probe(sat_domain(-75, 421.61f, 0, 0)));
-    use("ps,40,-100,25,17,1,1");
-    EXPECT_NEAR(MAP_factor(60.0f), 1.0f, 1e-4);
-}
-
-// Grid (0, 0) is the upper left (corners against PROJ: the AWIPS reader tests).
-TEST(Projections, GridCornersAndTheDomainsMargin) {
+// Grid corners against PROJ are the AWIPS reader tests'; here the margin.
+TEST(Projections, GridDomainMarginAndMissingCells) {
     const Domain d = use("ps,40,-100,25,17,1.5,1.2");
-    float lim[4], x, y, i, j;
+    float lim[4], x, y;
     MAP_get_limits(lim);
-    MAP_grid_tran(0, 0, &x, &y);
-    EXPECT_TRUE(x == lim[0] && y == lim[3]);
-    MAP_grid_untran(lim[1], lim[2], &i, &j);
-    EXPECT_NEAR(i, d.nx - 1, 1e-3);
-    EXPECT_NEAR(j, d.ny - 1, 1e-3);
     // Inside means within the limits widened by three cells.
     EXPECT_EQ(MAP_in_grid_domain(lim[0] - 2.9f * d.dx, lim[3] + 2.9f * d.dy), 1);
     EXPECT_EQ(MAP_in_grid_domain(lim[0] - 3.1f * d.dx, lim[2]), 0);

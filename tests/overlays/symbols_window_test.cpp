@@ -124,7 +124,6 @@ std::pair<double, double> pyproj(const std::string& proj, double lat, double lon
 }
 
 TEST_F(SymbolsWindow, WeatherSymbolStandsOnItsStation) {
-    if (!sat_test::file_exists("/usr/bin/python3")) GTEST_SKIP() << "no python3";
     Domain d;
     ASSERT_EQ(DOM_decode("ps,38.9,-77,41,31,0.2,0.2", &d), 1);
     MAP_domain(&d);
