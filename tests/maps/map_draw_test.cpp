@@ -1,7 +1,6 @@
 // Map drawing on a window of the test's own Xvfb: positions against PROJ, seams,
 // long records, the choice of list, and broken map files and lists.
 #include <cmath>
-#include <cstdint>
 #include <string>
 #include <vector>
 

@@ -3,14 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <string>
 
 #include "env/domains.h"
 #include "env/messages.h"
 #include "env/resources.h"
 #include "env/tables.h"
-#include "maps/projections.h"
 #include "test_support.h"
 
 namespace {

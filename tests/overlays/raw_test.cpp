@@ -152,7 +152,6 @@ TEST_F(RawFiles, FieldListsPathsAndHandles) {
     EXPECT_EQ(RAW_open(dir_.file("obs.raw").c_str(), 0, nullptr), -1);
     EXPECT_EQ(RAW_close(handles[2]), 0);
     EXPECT_EQ(RAW_open(dir_.file("obs.raw").c_str(), 0, nullptr), handles[2]);
-    RAW_reset();
 }
 
 TEST_F(RawFiles, BrokenFilesReadWithoutHarm) {
