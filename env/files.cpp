@@ -99,6 +99,17 @@ struct SavedNaming {
 };
 SavedNaming saved;
 
+// The fields FILE_save_name_conv keeps, copied either way.
+template <typename From, typename To>
+void copy_convention(const From& from, To& to) {
+    to.conv = from.conv;
+    to.conv_typed = from.conv_typed;
+    to.hconv = from.hconv;
+    to.late_off = from.late_off;
+    to.filename = from.filename;
+    to.filename_type = from.filename_type;
+}
+
 // The run of files: FILE_first sets it up, FILE_get_next steps through it.
 struct Selection {
     int numfile = 0;                   // names of the filename resource; FILE_first, free_files
@@ -1173,22 +1184,12 @@ int FILE_hdr_set_date(const Date* date, char* out) {
 }
 
 int FILE_save_name_conv() {
-    saved.late_off = nm.late_off;
-    saved.conv = nm.conv;
-    saved.hconv = nm.hconv;
-    saved.filename = nm.filename;
-    saved.filename_type = nm.filename_type;
-    saved.conv_typed = nm.conv_typed;
+    copy_convention(nm, saved);
     return 0;
 }
 
 int FILE_restore_name_conv() {
-    nm.late_off = saved.late_off;
-    nm.conv = saved.conv;
-    nm.hconv = saved.hconv;
-    nm.filename = saved.filename;
-    nm.filename_type = saved.filename_type;
-    nm.conv_typed = saved.conv_typed;
+    copy_convention(saved, nm);
     return 0;
 }
 
