@@ -173,26 +173,16 @@ inline void make_picture(Layout l, int w, int h, int colours, Image* im, Rgb* sh
             const int i = index_at(x, y);
             unsigned char r = colour(i, 0), g = colour(i, 1), b = colour(i, 2);
             unsigned char* row = im->data + size_t(y) * im->bytes_per_line;
-            switch (l) {
-                case Layout::True32Lsb:
-                    row[4 * x] = b, row[4 * x + 1] = g, row[4 * x + 2] = r, row[4 * x + 3] = 0xEE;
-                    break;
-                case Layout::True32Msb:
-                    row[4 * x] = 0xEE, row[4 * x + 1] = r, row[4 * x + 2] = g, row[4 * x + 3] = b;
-                    break;
-                case Layout::True24Lsb:
-                    row[3 * x] = b, row[3 * x + 1] = g, row[3 * x + 2] = r;
-                    break;
-                case Layout::Mapped8Padded:
-                    row[x] = static_cast<unsigned char>(i);
-                    break;
-                case Layout::Mapped4:
-                    row[x / 2] |= static_cast<unsigned char>(x % 2 ? i : i << 4);
-                    break;
-                case Layout::Mapped1:
-                    row[x / 8] |= static_cast<unsigned char>(i << (x % 8));
-                    break;
-            }
+            const int bytes = im->bits_per_pixel / 8;  // true colour, with 0xEE in a spare byte
+            const uint32_t v = 0xEEu << 24 | r << 16 | g << 8 | b;
+            for (int k = 0; !mapped && k < bytes; k++)
+                row[bytes * x + k] =
+                    static_cast<unsigned char>(v >> 8 * (im->byte_order ? bytes - 1 - k : k));
+            if (mapped)  // 4-bit pixels high nibble first, 1-bit ones low bit first
+                row[x * im->depth / 8] |=
+                    static_cast<unsigned char>(i << (im->depth == 4   ? 4 * (1 - x % 2)
+                                                     : im->depth == 1 ? x % 8
+                                                                      : 0));
             if (mapped)  // what a table entry gives after * 255 and truncation
                 r = static_cast<unsigned char>(im->colors[3 * i] * 255),
                 g = static_cast<unsigned char>(im->colors[3 * i + 1] * 255),
