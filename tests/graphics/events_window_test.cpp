@@ -1,8 +1,10 @@
-// The running program driven by xdotool on a window of an Xvfb of the test's
-// own, read back with xwd and netpbm: a run of three files loops in order with
-// the last frame pausing, steps by key and button and dumps one GIF a frame;
-// Alt-z doubles the picture, a Shift-drag zooms to a new domain and Alt-u
-// returns; Alt-v prints the location; a resize replots at the new size.
+// The running program on a window of an Xvfb of the test's own, driven by
+// xdotool and read back with xwd and netpbm: at depths 24, 16 and 8 the window
+// holds the enhancement's colour of every remapped count of a real AREA file; a
+// run of three files loops in order with the last frame pausing, steps by key
+// and button and dumps one GIF a frame; Alt-z doubles the picture, a Shift-drag
+// zooms to a new domain and Alt-u returns; Alt-v prints the location; a resize
+// replots at the new size. With no X server the run ends with exit code 4.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -18,6 +20,13 @@
 #include <thread>
 #include <vector>
 
+#include "app/sat.h"
+#include "app/sat_color.h"
+#include "app/sat_params.h"
+#include "env/colors.h"
+#include "env/messages.h"
+#include "env/resources.h"
+#include "formats/image.h"
 #include "test_support.h"
 #include "tests/support/window_dump.h"
 #include "xvfb.h"
@@ -31,9 +40,9 @@ const sat_test::Xvfb& server() {
     return x;
 }
 
-std::string sh(const std::string& command) {
+std::string sh(const std::string& command, const std::string& display) {
     sat_test::RunOptions options;
-    options.env["DISPLAY"] = server().display();
+    options.env["DISPLAY"] = display;
     options.timeout_seconds = 30;
     std::string out = sat_test::run_program("/bin/sh", {"-c", command}, options).out;
     while (!out.empty() && out.back() == '\n') out.pop_back();
@@ -61,7 +70,9 @@ long differing(const Ppm& a, const Ppm& b) {
 // One sat run in the background, its output in a file of the directory.
 class SatRun {
    public:
-    SatRun(const sat_test::TempDir& dir, const std::vector<std::string>& args) : dir_(dir) {
+    SatRun(const std::string& display, const sat_test::TempDir& dir,
+           const std::vector<std::string>& args)
+        : dir_(dir), display_(display) {
         pid_ = fork();
         if (pid_ == 0) {
             if (chdir(dir.path().c_str()) != 0) _exit(126);
@@ -70,7 +81,7 @@ class SatRun {
             dup2(in, 0);
             dup2(out, 1);
             dup2(out, 2);
-            setenv("DISPLAY", server().display().c_str(), 1);
+            setenv("DISPLAY", display.c_str(), 1);
             setenv("HOME", dir.path().c_str(), 1);
             const std::string log = "mess,+fi=" + dir.file("log.txt");
             std::vector<char*> argv{const_cast<char*>(SAT_BIN), const_cast<char*>("-me"),
@@ -110,12 +121,13 @@ class SatRun {
         }
         return !window_.empty();
     }
+    std::string sh(const std::string& command) const { return ::sh(command, display_); }
     std::string title() const { return sh("xdotool getwindowname " + window_ + " 2>/dev/null"); }
     void key(const std::string& keys) const {
         sh("xdotool key --window " + window_ + " " + keys);
         pause_ms(150);
     }
-    Ppm picture() const { return sat_test::xwd_window(server().display(), window_); }
+    Ppm picture() const { return sat_test::xwd_window(display_, window_); }
     // The picture once two dumps in a row agree and show something.
     Ppm settled() const {
         Ppm last;
@@ -142,6 +154,7 @@ class SatRun {
 
    private:
     const sat_test::TempDir& dir_;
+    std::string display_;
     pid_t pid_ = -1;
     std::string window_;
 };
@@ -177,7 +190,8 @@ TEST(EventsWindow, RunLoopsInOrderStepsByKeyAndDumpsEachFrame) {
     ASSERT_FALSE(server().display().empty());
     sat_test::TempDir dir;
     make_run(dir);
-    SatRun run(dir, {"-fp", SAT_DATA_DIR, "-inp", "img", "us.img", "mw.img", "ne.img"});
+    SatRun run(server().display(), dir,
+               {"-fp", SAT_DATA_DIR, "-inp", "img", "us.img", "mw.img", "ne.img"});
     ASSERT_TRUE(run.find_window("sat \\[2\\]")) << run.output();
 
     // Watch the title for a while: frames come in order, the last one longest.
@@ -204,7 +218,7 @@ TEST(EventsWindow, RunLoopsInOrderStepsByKeyAndDumpsEachFrame) {
     }
 
     // Button 2 stops the loop; Alt-] and Alt-[ step through the frames.
-    sh("xdotool mousemove --window " + run.window() + " 200 200 click 2");
+    run.sh("xdotool mousemove --window " + run.window() + " 200 200 click 2");
     pause_ms(700);
     const int stopped = frame_of(run.title());
     pause_ms(1100);
@@ -231,7 +245,7 @@ TEST(EventsWindow, RunLoopsInOrderStepsByKeyAndDumpsEachFrame) {
     for (int i = 0; i < 3; ++i) {
         char name[32];
         std::snprintf(name, sizeof name, "sat-%2.2d.gif", i);
-        const Ppm gif = sat_test::parse_ppm(sh("giftopnm " + dir.file(name) + " 2>/dev/null"));
+        const Ppm gif = sat_test::parse_ppm(run.sh("giftopnm " + dir.file(name) + " 2>/dev/null"));
         EXPECT_TRUE(same(gif, frames[i])) << name;
     }
     EXPECT_EQ(run.end(), 0);
@@ -240,14 +254,14 @@ TEST(EventsWindow, RunLoopsInOrderStepsByKeyAndDumpsEachFrame) {
 TEST(EventsWindow, ZoomByKeyAndRubberBandLocationAndResize) {
     ASSERT_FALSE(server().display().empty());
     sat_test::TempDir dir;
-    SatRun run(dir, {"-fp", SAT_DATA_DIR, "-pd", "us", radar()});
+    SatRun run(server().display(), dir, {"-fp", SAT_DATA_DIR, "-pd", "us", radar()});
     ASSERT_TRUE(run.find_window("sat")) << run.output();
     const Ppm first = run.settled();
     ASSERT_GT(first.width, 0) << run.output();
     const int w = first.width, h = first.height;
 
     // Alt-z at a pointer near the top-left: twice the size, pulled in to the edge.
-    sh("xdotool mousemove --window " + run.window() + " 40 30");
+    run.sh("xdotool mousemove --window " + run.window() + " 40 30");
     run.key("alt+z");
     const Ppm zoomed = run.settled();
     ASSERT_EQ(zoomed.width, w);
@@ -262,7 +276,8 @@ TEST(EventsWindow, ZoomByKeyAndRubberBandLocationAndResize) {
     // Alt-v: the location under the pointer.
     const std::string win = run.window();
     auto location = [&](int x, int y, float* lat, float* lon) {
-        sh("xdotool mousemove --window " + win + " " + std::to_string(x) + " " + std::to_string(y));
+        run.sh("xdotool mousemove --window " + win + " " + std::to_string(x) + " " +
+               std::to_string(y));
         const size_t from = run.output().size();
         run.key("alt+v");
         if (!run.wait_output("Lat:", from)) return false;
@@ -279,9 +294,9 @@ TEST(EventsWindow, ZoomByKeyAndRubberBandLocationAndResize) {
     float clat = 0, clon = 0;
     ASSERT_TRUE(location((w / 3 + w / 2) / 2, (h / 3 + h / 2) / 2, &clat, &clon));
     size_t mark = run.output().size();
-    sh("xdotool mousemove --window " + win + " " + std::to_string(w / 3) + " " +
-       std::to_string(h / 3) + " keydown shift mousedown 1 mousemove --window " + win + " " +
-       std::to_string(w / 2) + " " + std::to_string(h / 2) + " mouseup 1 keyup shift");
+    run.sh("xdotool mousemove --window " + win + " " + std::to_string(w / 3) + " " +
+           std::to_string(h / 3) + " keydown shift mousedown 1 mousemove --window " + win + " " +
+           std::to_string(w / 2) + " " + std::to_string(h / 2) + " mouseup 1 keyup shift");
     ASSERT_TRUE(run.wait_output("New domain:", mark)) << run.output().substr(mark);
     const std::string domain = run.output().substr(run.output().find("New domain:", mark));
     float dlat = 0, dlon = 0;
@@ -309,13 +324,82 @@ TEST(EventsWindow, ZoomByKeyAndRubberBandLocationAndResize) {
     EXPECT_LT(differing(run.settled(), first), changed);
 
     // A resize replots at the new size.
-    sh("xdotool windowsize " + win + " 700 500");
+    run.sh("xdotool windowsize " + win + " 700 500");
     pause_ms(500);
     const Ppm resized = run.settled();
     EXPECT_EQ(resized.width, 700);
     EXPECT_EQ(resized.height, 500);
     EXPECT_GT(differing(resized, Ppm{700, 500, 255, std::vector<int>(700 * 500 * 3)}), 0);
     EXPECT_EQ(run.end(), 0);
+}
+
+// The counts the run wrote, coloured as the run colours them.
+bool coloured_counts(const std::string& name, Image& image) {
+    IMG_init(&image);
+    if (IMG_read_zmt(name.c_str(), &image) != 1) return false;
+    RES_reset();
+    MESS_reset();
+    MESS_set(0, MESS_WARN);
+    SAT_params_reset();
+    SAT_color_reset();
+    FLAG_set(14, SAT_AREA);
+    RES_put("file_path", SAT_DATA_DIR);
+    CLR_clear_table();
+    CLR_read_table(nullptr);
+    SAT_color_setup();
+    return SAT_color_image(&image) == 0;
+}
+
+class SatWindow : public ::testing::TestWithParam<int> {};
+
+TEST_P(SatWindow, WindowHoldsTheColouredRemappedCounts) {
+    const int depth = GetParam();
+    sat_test::Xvfb server(depth);
+    ASSERT_FALSE(server.display().empty());
+    sat_test::TempDir dir;
+    const std::string counts = dir.file("counts.img");
+    SatRun run(server.display(), dir,
+               {"-fp", SAT_DATA_DIR, "-dr", "data", "-of", "img," + counts, radar()});
+    ASSERT_TRUE(run.find_window("sat$")) << run.output();
+    const Ppm win = run.settled();
+    EXPECT_EQ(run.end(), 0) << "Return did not end the hold";
+    ASSERT_EQ(win.width, 640);
+    ASSERT_EQ(win.height, 512);
+
+    Image image{};
+    ASSERT_TRUE(coloured_counts(counts, image));
+    ASSERT_EQ(image.width, 640);
+    // The viewport's corner: the one row at which the whole picture, less its
+    // outermost ring where the frame is drawn, matches.
+    int found = 0, at_row = -1;
+    for (int oy = 0; oy + image.height <= win.height; ++oy) {
+        bool all = true;
+        for (int y = 1; all && y + 1 < image.height; ++y)
+            for (int x = 1; all && x + 1 < image.width; ++x) {
+                const int v = image.data[y * image.bytes_per_line + x];
+                for (int c = 0; all && c < 3; ++c)
+                    all = sat_test::dumped_channel(win, x, oy + y, c, depth) ==
+                          sat_test::window_channel(image.colors[3 * v + c], depth, c);
+            }
+        if (all) {
+            ++found;
+            at_row = oy;
+        }
+    }
+    EXPECT_EQ(found, 1) << "the picture matches at " << found << " rows, the last " << at_row;
+    IMG_free(&image);
+}
+
+INSTANTIATE_TEST_SUITE_P(Depths, SatWindow, ::testing::Values(24, 16, 8));
+
+TEST(SatNoServer, EndsWithExitFourAndLeavesNoFile) {
+    sat_test::TempDir dir;
+    sat_test::RunOptions options;
+    options.cwd = dir.path();
+    const auto r = sat_test::run_sat({radar()}, options);
+    EXPECT_EQ(r.code, 4);
+    EXPECT_NE(r.err.find("gopen_ws: unable to connect to display\n"), std::string::npos) << r.err;
+    EXPECT_EQ(sat_test::run_program("/bin/ls", {"-A", dir.path()}).out, "");
 }
 
 }  // namespace
