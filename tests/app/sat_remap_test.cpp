@@ -220,9 +220,8 @@ TEST_F(Remap, CutoffClasses) {
         const char* cutoff;
         int want;
     };
-    // Neighbours of two classes take the nearest, not the average; the base is
-    // lifted to 0, a result of exactly 0 turns back into it, and it counts in every
-    // class.
+    // Across classes the nearest, not the average; the base is lifted to 0, an exact
+    // 0 turns back into it, and it counts in every class.
     for (const Case& c : {Case{5, 60, 0.5f, nullptr, 32}, Case{5, 60, 0.5f, "10:50", 5},
                           Case{10, 30, 0.25f, "10:50", 7}, Case{10, 30, 0.0f, "10:50", 10},
                           Case{10, 60, 0.5f, "10:50", 55}})
@@ -253,7 +252,6 @@ TEST_F(Remap, ZoomRealFiles) {
     AREA_line_elem(1, 200.0f, 300.0f, &sl, &se);
     EXPECT_NEAR(sl, sat_l, 0.05);
     EXPECT_NEAR(se, sat_e, 0.05);
-
     OwnedImage radar;
     ASSERT_TRUE(load(kRadar, radar));
     const Pixels rp(radar.im);

@@ -1,6 +1,5 @@
-// Plot dumps of a window on an Xvfb of the test's own: GIF (plain, interlaced,
-// transparent), PNG and XWD files decode with giflib and netpbm to the pixels
-// xwd reads from the window; names follow the keys, in the process and the program.
+// Plot dumps (GIF plain, interlaced, transparent; PNG; XWD) decode with giflib and
+// netpbm to the pixels xwd reads from the window; names follow the keys.
 #include "plot/dump.h"
 
 #include <gtest/gtest.h>
@@ -66,8 +65,8 @@ bool same_colours(const Rgb& dump, const Rgb& window, int depth) {
 
 class Dump : public ::testing::TestWithParam<int> {};
 
-// Runs the body in `dir`, where relative dump names land; at the end closes the
-// workstation before the server it stands on goes, and resets the dumps.
+// Runs the body in `dir`, where relative dump names land; closes the workstation
+// before its server goes.
 struct Scene {
     char home[4096];
     explicit Scene(const std::string& dir) {
@@ -94,7 +93,6 @@ TEST_P(Dump, FilesDecodeToTheWindowPixelsReadByXwd) {
     // An 8-bit window dumps to PNG in the colour of its first pixel.
     Rgb flat = window;
     for (size_t i = 3; i < flat.rgb.size(); i++) flat.rgb[i] = flat.rgb[i % 3];
-
     const struct {
         int type;
         const char* name;  // the convention, with the frame key

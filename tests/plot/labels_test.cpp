@@ -119,7 +119,6 @@ TEST_F(PlotLabels, ProgramLabelsStackAndTheResourceReplacesAPosition) {
     EXPECT_FLOAT_EQ(page["Date"].second, title_y);
     EXPECT_LT(page["Lower"].second, view[2]);
     EXPECT_TRUE(border);
-
     reset();
     page = draw({"-pp", "over=0:2", "-la", "ul:User_label,ur3:Third_%%"});
     EXPECT_EQ(page.count("User label"), 1u);

@@ -49,8 +49,8 @@ struct Picture : sat_test::Ppm {
     }
 };
 
-// Runs sat on the real file with the extra options on `display`, waits for its
-// picture to settle, grabs it and ends the hold with Return. The run must end with 0.
+// Runs sat on the real file with the options, grabs its settled picture and ends
+// the hold with Return, which the run must end with 0.
 Picture plot(const std::string& display, std::vector<std::string> options) {
     static int runs = 0;
     Picture picture;
@@ -66,7 +66,6 @@ Picture plot(const std::string& display, std::vector<std::string> options) {
         result = sat_test::run_sat(options, run);
         done = true;
     });
-
     std::string w;
     Picture last;
     for (int i = 0; i < 200; ++i) {
@@ -85,8 +84,7 @@ Picture plot(const std::string& display, std::vector<std::string> options) {
         }
         last = now;
     }
-    // A key that comes before the hold begins is not taken as its end, so
-    // Return is pressed again until the program has ended.
+    // A key before the hold begins does not end it: Return again until the run ends.
     for (int i = 0; i < 40 && !w.empty() && !done; ++i) {
         sat_test::run_program("/usr/bin/xdotool", {"key", "--window", w, "Return"}, run);
         for (int j = 0; j < 10 && !done; ++j)
@@ -107,8 +105,7 @@ TEST(PlotWindow, LabelsBorderFullabFullAndAPanel) {
     const Picture p = plot(display, {});
     ASSERT_GT(p.width, 0);
     const int w = p.width;
-    // A 1.5 to 1 picture across the full width of the 640 by 512 window: the
-    // border's top and bottom are whole white rows.
+    // A 1.5 to 1 picture across the 640 by 512 window: the border's top and bottom.
     const std::vector<int> rows = p.border_rows(0, w);
     ASSERT_GE(rows.size(), 2u);
     const int top = rows.front(), bottom = rows.back();
@@ -141,8 +138,7 @@ TEST(PlotWindow, LabelsBorderFullabFullAndAPanel) {
     EXPECT_GT(inside.whites(0, w / 4, in_top + 2, in_top + 30), 20);
     EXPECT_GT(inside.whites(3 * w / 4, w, in_top + 2, in_top + 30), 60);
 
-    // In a window of the picture's own proportion the margins are all there is
-    // between the border and the window's edge.
+    // In a window of the picture's proportion only the margins frame the border.
     const Picture framed = plot(display, {"-ge", "601x401"});
     const Picture full = plot(display, {"-pp", "full", "-ge", "601x401"});
     ASSERT_GT(framed.width, 0);
@@ -165,8 +161,8 @@ TEST(PlotWindow, LabelsBorderFullabFullAndAPanel) {
     EXPECT_GT(panel.whites(7 * panel.width / 8, panel.width, 0, panel.height / 2), 30);
 }
 
-// Without a display: the border, then the title, the date and the user's label,
-// each a text comment with its strokes; hostile panel and overlay values end cleanly.
+// Without a display: the border, title, date and user's label as PostScript text
+// comments with their strokes; hostile panel and overlay values end cleanly.
 TEST(PlotPostScript, BorderAndLabelsWithoutADisplayAndHostileParameters) {
     sat_test::TempDir dir;
     const std::string ps = dir.file("plot.ps");
@@ -181,7 +177,6 @@ TEST(PlotPostScript, BorderAndLabelsWithoutADisplayAndHostileParameters) {
     EXPECT_NE(text.find(" MDR", title), std::string::npos);
     EXPECT_NE(text.find(" 0859Z 16 MAY 00\nnp\n"), std::string::npos);
     EXPECT_NE(text.find(" lower left\nnp\n"), std::string::npos);
-
     for (const char* pp :
          {"vp_size=nanxinf+1+1", "vp_size=1e38x1e38+1e38+0", "over=-2147483648:5"}) {
         run = sat_test::run_sat({"-de", "ps," + ps, "-pp", pp, sat_test::testdata(area)});

@@ -35,13 +35,17 @@ int queue_key() {
     return 0x5a70000 + static_cast<int>(getpid() % 0xffff);
 }
 
-class Peer {
-   public:
-    Peer(const std::string& display, const sat_test::TempDir& dir, const std::string& resource)
-        : dir_(dir) {
+// The peer process with one resource, its output in peer.txt. Stopped (SIGSTOP), it
+// keeps its queue but answers nothing.
+struct Peer {
+    const sat_test::TempDir& dir;
+    pid_t pid = -1;
+    unsigned long pixmap = 0;
+    Peer(const std::string& display, const sat_test::TempDir& d, const std::string& resource)
+        : dir(d) {
         const std::string key = std::to_string(queue_key());
-        pid_ = fork();
-        if (pid_ == 0) {
+        pid = fork();
+        if (pid == 0) {
             const int out = open(dir.file("peer.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
             dup2(out, 1);
             setenv("DISPLAY", display.c_str(), 1);
@@ -51,35 +55,24 @@ class Peer {
         }
         for (int i = 0; i < 100 && output().find("ready") == std::string::npos; ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        std::sscanf(output().c_str(), "ready %lu", &pixmap_);
+        std::sscanf(output().c_str(), "ready %lu", &pixmap);
     }
     ~Peer() {
-        if (pid_ > 0) {
-            kill(pid_, SIGCONT);
-            kill(pid_, SIGTERM);
-            waitpid(pid_, nullptr, 0);
+        if (pid > 0) {
+            kill(pid, SIGCONT);
+            kill(pid, SIGTERM);
+            waitpid(pid, nullptr, 0);
         }
     }
-    std::string output() const { return sat_test::read_file(dir_.file("peer.txt")); }
+    std::string output() const { return sat_test::read_file(dir.file("peer.txt")); }
     // True once the peer has ended by itself.
     bool ended() {
-        for (int i = 0; i < 50; ++i) {
-            if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
-                pid_ = -1;
-                return true;
-            }
+        for (int i = 0; i < 50 && waitpid(pid, nullptr, WNOHANG) != pid; ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        return false;
+        const bool gone = kill(pid, 0) != 0;
+        if (gone) pid = -1;
+        return gone;
     }
-    unsigned long pixmap() const { return pixmap_; }
-    // A stopped peer keeps its queue but answers nothing until it goes on.
-    void answer(bool on) const { kill(pid_, on ? SIGCONT : SIGSTOP); }
-
-   private:
-    const sat_test::TempDir& dir_;
-    pid_t pid_ = -1;
-    unsigned long pixmap_ = 0;
 };
 
 sat_test::RunResult sat(const std::string& display, const std::vector<std::string>& args) {
@@ -116,8 +109,8 @@ TEST(LoopPeer, DrawsIntoThePeerTakesItsResourcesAndWaitsForItsAnswers) {
     sat_test::Xvfb server(24, "800x600");
     ASSERT_FALSE(server.display().empty());
     Peer peer(server.display(), dir, "plot_domain=mw");
-    ASSERT_NE(peer.pixmap(), 0u) << peer.output();
-    EXPECT_EQ(census(server.display(), peer.pixmap()).first, 0);
+    ASSERT_NE(peer.pixmap, 0u) << peer.output();
+    EXPECT_EQ(census(server.display(), peer.pixmap).first, 0);
     auto r = sat(server.display(), {"-df", "#" + key, "-fp", dir.path(), "-ti", "hello", "-de",
                                     "ps," + dir.file("o.ps"), radar()});
     ASSERT_EQ(r.code, 0) << r.out << r.err;
@@ -128,7 +121,7 @@ TEST(LoopPeer, DrawsIntoThePeerTakesItsResourcesAndWaitsForItsAnswers) {
 
     r = sat(server.display(), {"-fp", dir.path(), "-de", "w,,w", "-pd", "us", radar()});
     ASSERT_EQ(r.code, 0) << r.out << r.err;
-    const auto [lit, values] = census(server.display(), peer.pixmap());
+    const auto [lit, values] = census(server.display(), peer.pixmap);
     EXPECT_GT(lit, 640L * 480 / 10);
     EXPECT_GE(values, 4u);
     // "new": the peer keeps the picture as a frame before sat draws again.
@@ -137,10 +130,10 @@ TEST(LoopPeer, DrawsIntoThePeerTakesItsResourcesAndWaitsForItsAnswers) {
     ASSERT_EQ(r.code, 0) << r.out << r.err;
     EXPECT_NE(peer.output().find("new 1\n"), std::string::npos) << peer.output();
 
-    peer.answer(false);
+    kill(peer.pid, SIGSTOP);
     r = sat(server.display(),
             {"-df", "#" + key, "-fp", dir.path(), "-de", "ps," + dir.file("p.ps"), radar()});
-    peer.answer(true);
+    kill(peer.pid, SIGCONT);
     EXPECT_EQ(r.code, 7) << r.out << r.err;
     EXPECT_NE((r.out + r.err).find("Queue not responding!!"), std::string::npos) << r.out << r.err;
     EXPECT_EQ(sat_test::read_file(dir.file("p.ps")), "");

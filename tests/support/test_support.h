@@ -1,5 +1,4 @@
-// Shared helpers of the tests: paths, temporary directories and running the real
-// sat binary as a child process.
+// Shared helpers of the tests: paths, temporary directories and child processes.
 #pragma once
 
 #include <map>

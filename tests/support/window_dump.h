@@ -56,14 +56,13 @@ inline Ppm xwd_window(const std::string& display, const std::string& id) {
     return parse_ppm(r.out);
 }
 
-// Bits of channel c on the Xvfb visuals: 5, 6, 5 at depth 16; 8 on true colour
-// at 24 and in the cells of an 8-bit colormap.
+// Bits of channel c on the Xvfb visuals: 5, 6, 5 at depth 16, else 8.
 inline int channel_bits(int depth, int c) {
     return depth == 16 ? (c == 1 ? 6 : 5) : 8;
 }
 
 // What the window holds for a colour fraction f: true colour truncates to the
-// channel's bits; a colormap cell keeps the top 8 bits of the 16-bit value asked for.
+// channel's bits, a colormap cell keeps the top 8 of the 16 bits asked for.
 inline int window_channel(float f, int depth, int c) {
     if (depth <= 8) return static_cast<int>(f * 65535.0f) >> 8;
     return static_cast<int>(static_cast<float>((1 << channel_bits(depth, c)) - 1) * f);

@@ -1,6 +1,5 @@
-// Makes other physical forms of a real AREA file for the AREA test and
-// benchmark: the same file in the opposite byte order, and the sync-framed,
-// nibble-compressed broadcast stream.
+// Other physical forms of a real AREA file for the AREA test and benchmark: the
+// opposite byte order, and the sync-framed, nibble-compressed broadcast stream.
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -33,9 +32,8 @@ inline bool big_endian(const std::string& file) {
     return get32(file, 4, true) == 4;
 }
 
-// Directory and navigation block in the order `big`. Text words of the
-// directory and the navigation type keep their bytes, as does the tail of a
-// short navigation block.
+// Directory and navigation block in the order `big`; text words, the navigation
+// type and the tail of a short navigation block keep their bytes.
 inline std::string header(const std::string& file, bool big) {
     bool from = big_endian(file);
     size_t offset = get32(file, 132, from);
@@ -49,8 +47,7 @@ inline std::string header(const std::string& file, bool big) {
     return out;
 }
 
-// The same file in the opposite byte order. Pixels stay: two-byte elements are
-// high byte first in both orders.
+// The file in the opposite byte order; two-byte pixels are high byte first in both.
 inline std::string swap_copy(const std::string& file) {
     std::string h = header(file, !big_endian(file));
     return h + file.substr(h.size());
