@@ -1,8 +1,11 @@
 #!/bin/bash
-# One plot of maps, graticule, labels and an "mf:" metafile on a window (private
-# Xvfb), in PostScript (Ghostscript) and in HPGL (hp2xx): each rendering's ink,
-# scaled to the window's by its bounding box, lies within a pixel of the
-# window's lines. A metafile laid on an image changes only its own viewport.
+# The vector devices of the real program against its window (a private Xvfb,
+# dumped by xwd and xwdtopnm). One plot of maps, graticule, labels and an "mf:"
+# metafile in PostScript (Ghostscript) and in HPGL (hp2xx): each rendering's ink,
+# scaled to the window's by its bounding box, lies within a pixel of the window's
+# lines. A metafile laid on an image changes only its own viewport. The radar
+# composite in colour PostScript has the window's colour at every image pixel;
+# an output that cannot be created ends the run with exit code 4, leaving nothing.
 set -u
 SAT=$1
 SRC=$2
@@ -29,7 +32,7 @@ window() {  # out.ppm args...: the window of a run once two dumps agree
     shift
     # Not through run_sat: $! must be the program itself, for the kill below.
     env -i PATH="$PATH" HOME="$tmp" ${ASAN_OPTIONS:+ASAN_OPTIONS="$ASAN_OPTIONS"} DISPLAY="$XVFB_DISPLAY" \
-        "$SAT" -fp "$SRC/data" -de d -ge 1000x800+0+0 "$@" </dev/null >"$out.log" 2>&1 &
+        "$SAT" -fp "$SRC/data" -de d "$@" </dev/null >"$out.log" 2>&1 &
     sat=$!
     for _ in $(seq 100); do
         sleep 0.2
@@ -91,7 +94,7 @@ TE 5.000000,0.200000 Marks 42
 EOF
 # A fixed domain on pages of the window's shape (1000x800 points, 3999x3197 units).
 PLOT=(-pd us -dr map,text -mf "zmt.map,lalo:10:10:white:s1,mf:$tmp/lines.meta" "$AREA")
-window "$tmp/win.ppm" "${PLOT[@]}"
+window "$tmp/win.ppm" -ge 1000x800+0+0 "${PLOT[@]}"
 run_sat "$SAT" -fp "$SRC/data" -de "ps,$tmp/p.ps,port" -ge 1389x1112+0+0 "${PLOT[@]}" \
     >"$tmp/ps.log" 2>&1 || fail "PostScript run: $(cat "$tmp/ps.log")"
 run_sat zmthp_param=nopcl "$SAT" -fp "$SRC/data" -de "hpgl,$tmp/h.hpgl" -ge 394x315+0+0 \
@@ -140,8 +143,8 @@ TE_CLR 5
 TE_HGHT 1.000000
 TE 1.000000,4.000000 Marks 42
 EOF
-window "$tmp/bare.ppm" -dr data,map -mf "mf:$tmp/empty.meta" "$AREA"
-window "$tmp/over.ppm" -dr data,map -mf "mf:$tmp/marks.meta" "$AREA"
+window "$tmp/bare.ppm" -ge 1000x800+0+0 -dr data,map -mf "mf:$tmp/empty.meta" "$AREA"
+window "$tmp/over.ppm" -ge 1000x800+0+0 -dr data,map -mf "mf:$tmp/marks.meta" "$AREA"
 # Changed pixels, and those outside the metafile's viewport (x 160..400, y 400..640).
 read -r lit changed outside < <(paste <(pnmtoplainpnm "$tmp/bare.ppm" | tail -n +4 | tr -s ' \n' '\n\n' | grep .) \
     <(pnmtoplainpnm "$tmp/over.ppm" | tail -n +4 | tr -s ' \n' '\n\n' | grep .) | awk '
@@ -154,4 +157,40 @@ echo "image pixels lit $lit; changed by the metafile $changed, $outside outside 
 [ "$lit" -gt 5000 ] || fail "no image under the metafile"
 [ "$changed" -gt 200 ] || fail "the metafile drew $changed pixels"
 [ "$outside" -eq 0 ] || fail "$outside pixels changed outside the metafile's viewport"
+
+# --- the radar composite in colour PostScript and on a window of its page's size
+window "$tmp/pswin.ppm" -ge 756x576+0+0 -dr data "$AREA"
+run_sat "$SAT" -fp "$SRC/data" -dr data -de "ps,$tmp/colour.ps,color" "$AREA" >"$tmp/ps.out" 2>&1 ||
+    fail "PostScript run: $(cat "$tmp/ps.out")"
+said=$(gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=png16m -r72 -sPAPERSIZE=letter \
+    -sOutputFile="$tmp/colour.ps.png" "$tmp/colour.ps" 2>&1) && [ -z "$said" ] || fail "Ghostscript: $said"
+# Device point (x, y) lies on page pixel (594 - y, 791 - (x + 18)), which a
+# clockwise turn takes to (x + 18, 594 - y); the window counts rows from the top.
+read -r vx vy vw vh < <(awk '/^gsave$/ { getline; a = $1 " " $2; getline; print a, $1, $2; exit }' \
+    "$tmp/colour.ps")
+[ -n "${vh:-}" ] && [ "$vw" -ge 640 ] && [ "$vh" -ge 350 ] || fail "image viewport ${vw:-}x${vh:-}"
+pamcut -left "$vx" -top "$vy" -width 640 -height 350 "$tmp/pswin.ppm" | pnmtoplainpnm |
+    tail -n +4 | tr -s ' \n' '\n\n' | grep . >"$tmp/win.txt"
+pngtopnm "$tmp/colour.ps.png" | pamflip -cw | pamcut -left $((vx + 18)) -top $((594 - vy - vh)) \
+    -width 640 -height 350 | pnmtoplainpnm | tail -n +4 | tr -s ' \n' '\n\n' | grep . >"$tmp/ps.txt"
+# Every channel agrees to one step of 255; the lit pixels are the radar's echoes.
+read -r total same lit < <(paste "$tmp/win.txt" "$tmp/ps.txt" | awk '
+    { c = (NR - 1) % 3; d = $1 - $2 }
+    c == 0 { ok = 1; on = 0 }
+    { if (d < -1 || d > 1) ok = 0; if ($1 > 0) on = 1 }
+    c == 2 { n++; s += ok; e += on }
+    END { print n, s, e }')
+echoes=$(od -An -v -tu1 -w1 -j768 -N224000 "$AREA" | awk '$1 != 0 { n++ } END { print n }')
+[ "$total" -eq 224000 ] || fail "compared $total pixels"
+[ "$lit" -eq "$echoes" ] || fail "$lit pixels lit, the file has $echoes echoes"
+[ "$same" -eq "$total" ] || fail "only $same of $total pixels agree"
+
+# --- an output that cannot be created --------------------------------------------
+mkdir "$tmp/bad"
+echo x >"$tmp/bad/plain"
+run_sat "$SAT" -fp "$SRC/data" -de "ps,$tmp/bad/plain/out.ps" "$AREA" >"$tmp/bad.out" 2>&1
+rc=$?
+[ $rc -eq 4 ] || fail "exit code $rc"
+grep -q "gopen_ws: unable to open postscript file" "$tmp/bad.out" || fail "$(cat "$tmp/bad.out")"
+[ "$(ls -A "$tmp/bad")" = "plain" ] || fail "left behind: $(ls -A "$tmp/bad")"
 echo "PASS"
