@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
-#include <fstream>
-
 #include "formats/gif.h"
 #include "formats/png.h"
 #include "formats/xwd.h"
@@ -50,20 +48,7 @@ class Gif : public ::testing::Test {
     sat_test::TempDir dir;
 };
 
-// The index raster that gifbuild printed for a file: its lines of digits.
-std::vector<std::string> gifbuild_rows(const std::string& file) {
-    std::vector<std::string> rows;
-    std::ifstream in(file);
-    for (std::string line; std::getline(in, line);)
-        if (line.size() > 1 && line.find_first_not_of("0123") == std::string::npos)
-            rows.push_back(line);
-    return rows;
-}
-
-TEST_F(Gif, RealFilesReadAsGifbuildAndPngtopamSeeThem) {
-    const std::vector<std::string> rows = gifbuild_rows(testdata("raster/idx7x5.gifbuild.txt"));
-    ASSERT_EQ(rows.size(), 5u);
-    EXPECT_EQ(gifbuild_rows(testdata("raster/idx7x5_interlaced.gifbuild.txt")), rows);
+TEST_F(Gif, RealFilesReadAsPngtopamSeesThem) {
     const Rgb expected = oracle("pngtopam", testdata("raster/idx7x5.expected.png"));
     for (const char* file : {"idx7x5.gif", "idx7x5_interlaced.gif", "idx7x5_banner.gif"}) {
         SCOPED_TRACE(file);
@@ -72,21 +57,12 @@ TEST_F(Gif, RealFilesReadAsGifbuildAndPngtopamSeeThem) {
         EXPECT_EQ(std::vector({im->width, im->height, im->bytes_per_line, im->depth, im->mapped}),
                   std::vector({7, 5, 7, 8, 1}));
         EXPECT_STREQ(im->info, "GIF");
-        for (int y = 0; y < 5; y++)
-            for (int x = 0; x < 7; x++)
-                EXPECT_EQ(im->data[y * 7 + x], rows[y][x] - '0') << x << "," << y;
         EXPECT_EQ(colours_of(im.image), expected);
     }
     // Through the dispatch by content as well, banner included.
     Held im;
     EXPECT_EQ(IMG_read(testdata("raster/idx7x5_banner.gif").c_str(), im.get(), 0), 1);
     EXPECT_EQ(colours_of(im.image), expected);
-
-    sat_test::Capture capture;
-    Held bad;
-    EXPECT_EQ(GIF_read(testdata("raster/idx7x5_badbanner.gif").c_str(), bad.get(), 0), 0);
-    EXPECT_EQ(bad->data, nullptr);
-    EXPECT_EQ(capture.err(), "GIF_read: Not a GIF file\n");
 }
 
 TEST_F(Gif, EveryLayoutDecodesExactlyByGiftopnmAndByOurReader) {
@@ -199,6 +175,7 @@ TEST_F(Gif, BrokenAndHostileFilesAreRefused) {
             {real.substr(0, 20), "GIF_read: File ends in the colour table\n"},
             {real.substr(0, 25), "GIF_read: No image in the file\n"},
             {real.substr(0, real.size() - 8), ""},
+            {read_file(raster("idx7x5_badbanner.gif")), "GIF_read: Not a GIF file\n"},
         });
     Held im;
     write_file(path("g.gif"), good);
@@ -289,29 +266,20 @@ TEST(Png, BrokenAndHostileFilesAreRefusedWithoutEndingTheProgram) {
 }
 
 TEST(Xwd, FilesOfPnmtoxwdAndOfXwdUnderXvfb) {
-    struct Case {
-        const char* file;
-        const char* expected;
-        const char* name;
-        std::vector<int> shape;  // width, height, depth, bits a pixel, bytes a line, mapped, order
-    };
-    const Case cases[] = {
-        {"pseudo8_7x5.xwd", "pseudo8_7x5.expected.png", "stdin", {7, 5, 8, 8, 7, 1, 1}},
-        {"xvfb_truecolor.xwd",
-         "xvfb_truecolor.expected.png",
-         "rasterlogo",
-         {66, 50, 24, 32, 264, 0, 0}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.file);
+    // Name, then width, height, depth, bits a pixel, bytes a line, mapped, byte order.
+    const std::tuple<std::string, const char*, std::vector<int>> cases[] = {
+        {"pseudo8_7x5", "stdin", {7, 5, 8, 8, 7, 1, 1}},
+        {"xvfb_truecolor", "rasterlogo", {66, 50, 24, 32, 264, 0, 0}}};
+    for (const auto& [file, name, shape] : cases) {
         Held im;
         im->depth = 32;
-        ASSERT_EQ(XWD_read(raster(c.file).c_str(), im.get()), 1);
-        EXPECT_STREQ(im->info, c.name);
+        ASSERT_EQ(XWD_read(raster((file + ".xwd").c_str()).c_str(), im.get()), 1);
+        EXPECT_STREQ(im->info, name);
         EXPECT_EQ(std::vector({im->width, im->height, im->depth, im->bits_per_pixel,
                                im->bytes_per_line, im->mapped, im->byte_order}),
-                  c.shape);
-        EXPECT_EQ(colours_of(im.image), oracle("pngtopam", raster(c.expected)));
+                  shape);
+        EXPECT_EQ(colours_of(im.image),
+                  oracle("pngtopam", raster((file + ".expected.png").c_str())));
     }
     Held shallow;  // deeper than the caller takes
     shallow->depth = 8;
