@@ -49,27 +49,6 @@ inline std::string pgm_pixels(const std::string& pgm) {
     return pgm.substr(at + 1);
 }
 
-// A batch run of the program without a plot: its exit code, a text it must say
-// (on either output) and the native image it must leave, if any.
-struct Run {
-    std::vector<std::string> args;
-    int code;
-    std::string says;
-    std::string writes;
-};
-
-inline void expect_runs(const std::vector<Run>& runs) {
-    for (const Run& run : runs) {
-        std::vector<std::string> args = {"-ba", "-pl", "none", "-me", "out2"};
-        args.insert(args.end(), run.args.begin(), run.args.end());
-        if (!run.writes.empty()) args.insert(args.end() - 1, {"-of", "img:" + run.writes});
-        const RunResult r = run_sat(args);
-        EXPECT_EQ(r.code, run.code) << args.back() << "\n" << r.err;
-        EXPECT_NE((r.out + r.err).find(run.says), std::string::npos) << r.out << r.err;
-        EXPECT_TRUE(run.writes.empty() || file_exists(run.writes)) << run.writes;
-    }
-}
-
 class ReaderTest : public testing::Test {
    protected:
     void SetUp() override { MESS_reset(); }

@@ -678,26 +678,24 @@ TEST(ReadersEndToEnd, ConventionsAndRefusals) {
                          real("unisys/unisys_lambert_synthetic.uni"));
     sat_test::write_file(dir.file("bad.uni"), "idX x1");
     const std::string tiled = sat_test::testdata("tiff/goes_fulldisk_rgb_jpeg_tiled.tif");
-    sat_test::expect_runs({
-        {{"-inp", "awipz", sat_test::testdata(awips::kZlib)}, 0, "Info: GOES 10 Infrared 11um", ""},
-        {{"-sp", dir.path(), "-if", "awip_gini_vis", "20020403_2330"},
-         0,
-         "Date: 2330Z  3 APR 02",
-         ""},
-        {{"-inp", "awipz", sat_test::testdata(awips::kPng)}, 10, "", ""},
-        {{"-sp", dir.path(), "-if", "lrit_lrit_vis", "20120101_0215"},
-         0,
-         "Date: 0215Z  1 JAN 12",
-         ""},
-        {{"-inp", "lrit", dir.file("wavelet.hrit")}, 10, "Compression 1 is not supported", ""},
-        {{"-sp", dir.path(), "-if", "tiff_tiff_geo", "20080301_1015"},
-         0,
-         "Processing image file",
-         ""},
-        {{"-inp", "tiff", tiled}, 10, "Tiled images are not supported", ""},
-        {{"-sp", dir.path(), "-if", "unis_unisys_ir", "20120101_0230"}, 0, "Info: SYNTH_LC", ""},
-        {{"-inp", "unisat", dir.file("bad.uni")}, 10, "Unable to determine image parameters", ""},
-    });
+    const std::tuple<std::vector<std::string>, int, std::string> runs[] = {
+        {{"-inp", "awipz", sat_test::testdata(awips::kZlib)}, 0, "Info: GOES 10 Infrared 11um"},
+        {{"-if", "awip_gini_vis", "20020403_2330"}, 0, "Date: 2330Z  3 APR 02"},
+        {{"-inp", "awipz", sat_test::testdata(awips::kPng)}, 10, ""},
+        {{"-if", "lrit_lrit_vis", "20120101_0215"}, 0, "Date: 0215Z  1 JAN 12"},
+        {{"-inp", "lrit", dir.file("wavelet.hrit")}, 10, "Compression 1 is not supported"},
+        {{"-if", "tiff_tiff_geo", "20080301_1015"}, 0, "Processing image file"},
+        {{"-inp", "tiff", tiled}, 10, "Tiled images are not supported"},
+        {{"-if", "unis_unisys_ir", "20120101_0230"}, 0, "Info: SYNTH_LC"},
+        {{"-inp", "unisat", dir.file("bad.uni")}, 10, "Unable to determine image parameters"},
+    };
+    for (const auto& [args, code, says] : runs) {
+        std::vector<std::string> all = {"-ba", "-pl", "none", "-me", "out2", "-sp", dir.path()};
+        all.insert(all.end(), args.begin(), args.end());
+        const sat_test::RunResult r = sat_test::run_sat(all);
+        EXPECT_EQ(r.code, code) << args.back() << "\n" << r.err;
+        EXPECT_NE((r.out + r.err).find(says), std::string::npos) << r.out << r.err;
+    }
 }
 
 }  // namespace
