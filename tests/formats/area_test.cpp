@@ -116,8 +116,7 @@ TEST_F(AreaTest, RealFilesAgreeWithTheReadmeAndTheIndependentTiff) {
                 << c.name << " word " << words[i][k];
         EXPECT_STREQ(r.area.nav_type, c.nav);
         EXPECT_EQ(r.text(24, 32), c.comment);
-        // Source and calibration texts lie in the swapped range: a big-endian
-        // file shows them reversed on a little-endian host, and the other way.
+        // Texts in the swapped range read reversed when the file's order is not the host's.
         bool swapped =
             area_tool::big_endian(file(c.name)) == (std::endian::native == std::endian::little);
         EXPECT_EQ(r.text(51, 4), swapped ? reversed(c.source) : c.source) << c.name;
@@ -210,9 +209,8 @@ TEST_F(AreaTest, EdgesThatStillRead) {
     std::string framed = area_tool::framed_copy(f);
     put32(framed, 8 + 36, 5000, true);  // lines as long as the line buffer
     EXPECT_EQ(Read(framed).status, 0);
-    // Cut inside the pixels: what is there is read. The plain form leaves the rest 0;
-    // the two-byte path reads on from a used-up file, whose every byte is then the
-    // stale first byte of the last window, cut here between the bytes of a pixel.
+    // Cut in the pixels: the rest reads 0, but the two-byte path reads on the stale first
+    // byte of the last window (here the cut falls between the bytes of a pixel).
     for (const char* name : {kGvar, kRadar}) {
         const bool two = name == kGvar;
         size_t have = two ? 2 * (30 * 1800 + 7) + 1 : 10 * 640 + 100;

@@ -1,6 +1,5 @@
-// Shared by the GIF, PNG and XWD tests: pictures in every pixel layout the
-// writers take, the colours a reader hands back, and netpbm and giflib as
-// independent decoders.
+// Shared by the GIF, PNG and XWD tests: pictures in every pixel layout the writers take,
+// the colours a reader hands back, and netpbm as the independent decoder.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -138,8 +137,7 @@ enum class Layout { True32Lsb, True32Msb, True24Lsb, Mapped8Padded, Mapped4, Map
 constexpr Layout kLayouts[] = {Layout::True32Lsb,     Layout::True32Msb, Layout::True24Lsb,
                                Layout::Mapped8Padded, Layout::Mapped4,   Layout::Mapped1};
 
-// A picture of w x h in the layout, with the colours it must show. `colours`
-// bounds how many distinct colours it holds.
+// A picture of w x h and at most `colours` colours in the layout, and the colours it shows.
 inline void make_picture(Layout l, int w, int h, int colours, Image* im, Rgb* shown) {
     IMG_init(im);
     im->width = w;

@@ -36,8 +36,7 @@ std::string pattern(size_t n, unsigned seed) {
     return v;
 }
 
-// An 8-bit image; with `grid` a latitude-longitude domain of its size, which
-// tells the reader how much a compressed body must give.
+// An 8-bit image; `grid` gives it a domain of its size, which a compressed body must fill.
 void fill(Image* image, int width, int height, const std::string& pixels, bool grid = false) {
     image->width = image->bytes_per_line = width;
     image->height = height;
@@ -77,12 +76,10 @@ class Native : public ::testing::Test {
     void SetUp() override { IMG_set_max_waits(10); }
     void TearDown() override { IMG_set_max_waits(10); }
     std::string path(const char* name) const { return dir.file(name); }
-    // Writes the image natively and gives the bytes of the file.
     std::string write(const Image* image, int compress) {
         EXPECT_EQ(IMG_write(path("out.img").c_str(), image, compress), 1);
         return read_file(path("out.img"));
     }
-    // Writes the bytes to a file and reads it back natively.
     int read(const std::string& bytes, Held& out) {
         write_file(path("in.img"), bytes);
         return IMG_read_zmt(path("in.img").c_str(), out.get());

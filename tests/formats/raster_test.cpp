@@ -66,8 +66,7 @@ TEST_F(Gif, RealFilesReadAsPngtopamSeesThem) {
 }
 
 TEST_F(Gif, EveryLayoutDecodesExactlyByGiftopnmAndByOurReader) {
-    // 61 x 37 gives padded rows; 300 x 200 of 200 colours fills the code table
-    // many times over, so the coder's clears and 12-bit codes are exercised.
+    // 61 x 37 gives padded rows; 300 x 200 of 200 colours fills the code table many times.
     for (auto [w, h] : {std::pair{61, 37}, {300, 200}}) {
         for (Layout l : kLayouts) {
             SCOPED_TRACE(std::to_string(static_cast<int>(l)) + " " + std::to_string(w));
@@ -126,9 +125,8 @@ TEST_F(Gif, MoreThan256ColoursTakeTheFirstColour) {
     for (int x = 0; x < 256; x++) EXPECT_EQ(back->data[x], x);
 }
 
-// A GIF of a 4-colour screen of w x h, its image of the same size, and LZW codes
-// (root size 2) packed low bit first at the widths a decoder expects, in
-// sub-blocks of up to 255 bytes.
+// A GIF of a 4-colour screen and image of w x h, and LZW codes (root size 2) packed low bit
+// first at the widths a decoder expects, in sub-blocks of up to 255 bytes.
 std::string gif_bytes(int w, int h, std::vector<int> codes) {
     std::string s = "GIF89a";
     s += {char(w & 255), char(w >> 8), char(h & 255), char(h >> 8), char(0x81), 0, 0};

@@ -1,6 +1,5 @@
-// What the satellite reader tests share: one read of a file with what the reader
-// printed, the real files of the test data, scratch copies of mutated bytes and
-// the pixels of a PGM decode.
+// What the satellite reader tests share: one read of a file with what the reader printed,
+// the real files of the test data, scratch copies of mutated bytes, a PGM's pixels.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -33,6 +32,11 @@ struct Read {
                                         size_t{1} * image.width * image.height)
                           : std::string();
     }
+};
+
+template <int (*reader)(const char*, Image*)>
+struct ReadWith : Read {
+    explicit ReadWith(const std::string& path) : Read(reader, path) {}
 };
 
 inline std::string real(const std::string& rel) {
