@@ -73,7 +73,6 @@ std::string inflate_chain(std::string z, size_t* streams) {
 
 class Native : public ::testing::Test {
    protected:
-    void SetUp() override { IMG_set_max_waits(10); }
     void TearDown() override { IMG_set_max_waits(10); }
     std::string path(const char* name) const { return dir.file(name); }
     std::string write(const Image* image, int compress) {
