@@ -232,13 +232,7 @@ TEST_F(WindowPrimitives, MarkersOfEveryTypeAroundThePoint) {
     gset_marker_type(1);
 }
 
-TEST_F(WindowPrimitives, ViewportClampsAndOverlay) {
-    int vp[4];
-    gget_gviewport(vp);
-    EXPECT_EQ(vp[0], VP_X0);
-    EXPECT_EQ(vp[1], VP_Y0);
-    EXPECT_EQ(vp[0] + vp[2] - 1, VP_X1);
-    EXPECT_EQ(vp[1] + vp[3] - 1, VP_Y1);
+TEST_F(WindowPrimitives, ClampsAndOverlay) {
     // Far coordinates are clamped before they reach the server's 16 bits.
     EXPECT_EQ(xW_p(1e9f), 30000.0);
     EXPECT_EQ(yW_p(1e9f), -30000.0);
