@@ -297,8 +297,8 @@ TEST(Xwd, WrittenFilesDecodeExactlyByXwdtopnmAndReadBack) {
         make_picture(l, 45, 31, colours_for(l), in.get(), &shown);
         std::snprintf(in->info, sizeof in->info, "ABCD");
         ASSERT_EQ(XWD_write(out.c_str(), in.get()), 1);
-        const std::string bytes = read_file(out);
-        EXPECT_EQ(bytes.substr(0, 8), std::string("\0\0\0\x69\0\0\0\x07", 8));  // 100 + "ABCD\0"
+        // A header of 100 bytes and the name "ABCD", in XWD file format version 7.
+        EXPECT_EQ(read_file(out).substr(0, 8), std::string("\0\0\0\x69\0\0\0\x07", 8));
         // xwdtopnm reads rows of 24 bits a pixel past their end; windows give 32 or 8.
         if (l != Layout::True24Lsb) {
             EXPECT_EQ(oracle("xwdtopnm", out), shown);

@@ -112,7 +112,6 @@ TEST_F(AwipsTest, RealProductsMatchIndependentDecodesAndProj) {
                 sat_test::run_program("/usr/bin/pngtopam", {dir.file("body.png")}).out);
         }
         EXPECT_TRUE(r.pixels() == want.substr(0, r.pixels().size())) << "pixels differ";
-
         const Domain& d = r.image.domain;
         std::vector<std::string> args = {"-c", kGrid};
         args.insert(args.end(), c.grid.begin(), c.grid.end());
@@ -238,13 +237,9 @@ TEST_F(LritTest, RealSegmentsGiveTheirSizeDateTitleAndPixels) {
         std::string b = real(rel);
         return b.substr(header_length(b));
     };
-    struct Case {
-        std::string file;
-        const char* summary;
-        std::string expected;  // the pixels, from an independent source
-    };
     const char* coms = "[0215Z  1 JAN 12] 9:0:128.2:421.61:1 ext 1";
-    const Case cases[] = {
+    // File, summary, and the pixels from an independent source.
+    const std::tuple<std::string, std::string, std::string> cases[] = {
         {kVis, "2200x220", raw8(kVis)},
         {kWv, "1547x308 [2345Z 31 DEC 11] 9:0:128.2:421.61:1 ext 1", raw8(kWv)},
         {kMtsat, "2752x464 [0915Z 21 DEC 09] 9:0:140:421.61:1 ext 1", raw8(kMtsat)},
@@ -256,25 +251,24 @@ TEST_F(LritTest, RealSegmentsGiveTheirSizeDateTitleAndPixels) {
         {kJpeg12, "2750x275",
          pgm_pixels(real("lrit/IMG_FD_01_IR1_20120101_024020_01_jpeg12.expected_shr2.pgm"))},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.file);
-        LritRead r(sat_test::testdata(c.file));
+    for (const auto& [file, summary, expected] : cases) {
+        SCOPED_TRACE(file);
+        LritRead r(sat_test::testdata(file));
         ASSERT_EQ(r.status, 0) << r.err;
         const Image& im = r.image;
         const Domain& d = im.domain;
         char text[160];
         std::snprintf(text, sizeof text, "%dx%d [%s] %d:%g:%g:%g:%g ext %d", im.width, im.height,
                       im.date_label, d.proj, d.plat, d.plon, d.param[0], d.param[1], d.ext);
-        EXPECT_EQ(text, std::strchr(c.summary, '[') ? std::string(c.summary)
-                                                    : std::string(c.summary) + " " + coms);
+        EXPECT_EQ(text, summary.find('[') != std::string::npos ? summary : summary + " " + coms);
         EXPECT_EQ(im.source, SAT_LRIT);
         EXPECT_EQ(d.nx * d.ny, im.width * im.height);
         // The annotation record names the file (MTSAT's names its product).
-        const std::string base = c.file.substr(5, 30);
-        if (c.file != kMtsat) {
+        const std::string base = file.substr(5, 30);
+        if (file != kMtsat) {
             EXPECT_EQ(std::string(im.info).find(base.substr(0, base.find('_', 12))), 0u) << im.info;
         }
-        EXPECT_TRUE(r.pixels() == c.expected.substr(0, size_t{1} * im.width * im.height))
+        EXPECT_TRUE(r.pixels() == expected.substr(0, size_t{1} * im.width * im.height))
             << "pixels differ";
     }
 }
@@ -417,25 +411,19 @@ TEST_F(TiffTest, RealGeoTiffsMatchLibtiffAndTheirTags) {
         "/usr/bin/convert", {sat_test::testdata(kUtm), "-define", "tiff:endian=msb", "-compress",
                              "RLE", "-define", "tiff:rows-per-strip=8", big});
     ASSERT_EQ(im.code, 0) << im.err;
-    struct Case {
-        std::string file;
-        int size;
-        const char* label;
-        int proj;
-    };
-    const Case cases[] = {
-        {kGeog, 101, "1028Z  1 MAR 08", 2}, {kUtm, 100, "", -9999}, {big, 100, "", -9999}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.file);
-        const std::string path = c.file == big ? big : sat_test::testdata(c.file);
+    const std::tuple<std::string, int, const char*, int> cases[] = {
+        {sat_test::testdata(kGeog), 101, "1028Z  1 MAR 08", 2},
+        {sat_test::testdata(kUtm), 100, "", -9999},
+        {big, 100, "", -9999}};
+    for (const auto& [path, size, label, proj] : cases) {
+        SCOPED_TRACE(path);
         TiffRead r(path);
         ASSERT_EQ(r.status, 0) << r.err;
         EXPECT_EQ(r.image.source, SAT_TIFF);
-        EXPECT_EQ(r.image.width, c.size);
-        EXPECT_EQ(r.image.height, c.size);
-        EXPECT_EQ(r.image.bytes_per_line, c.size);
-        EXPECT_STREQ(r.image.date_label, c.label);
-        EXPECT_EQ(r.image.domain.proj, c.proj);
+        EXPECT_EQ(std::vector({r.image.width, r.image.height, r.image.bytes_per_line}),
+                  std::vector(3, size));
+        EXPECT_STREQ(r.image.date_label, label);
+        EXPECT_EQ(r.image.domain.proj, proj);
         sat_test::write_file(dir.file("ours.raw"), r.pixels());
         auto py =
             sat_test::run_program("/usr/bin/python3", {"-c", kOracle, path, dir.file("ours.raw")});
@@ -444,10 +432,10 @@ TEST_F(TiffTest, RealGeoTiffsMatchLibtiffAndTheirTags) {
         ASSERT_EQ(std::sscanf(py.out.c_str(), "%lf %lf %lf %lf %lf", &bad, &tx, &ty, &sx, &sy), 5);
         EXPECT_EQ(bad, 0) << "pixels whose palette colour differs from libtiff's";
         const Domain& d = r.image.domain;
-        if (c.file == big) continue;  // ImageMagick drops the geographic tags
+        if (path == big) continue;  // ImageMagick drops the geographic tags
         EXPECT_FLOAT_EQ(d.dx, static_cast<float>(sx));
         EXPECT_FLOAT_EQ(d.dy, static_cast<float>(sy));
-        if (c.proj == 2) {
+        if (proj == 2) {
             // The grid centre from the tie point of the upper left corner.
             EXPECT_NEAR(d.clat, ty - 50 * sy, 1e-4);
             EXPECT_NEAR(d.clon, tx + 50 * sy, 1e-4);
