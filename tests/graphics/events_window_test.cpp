@@ -1,10 +1,7 @@
-// The running program on a window of an Xvfb of the test's own, driven by
-// xdotool and read back with xwd and netpbm: at depths 24, 16 and 8 the window
-// holds the enhancement's colour of every remapped count of a real AREA file; a
-// run of three files loops in order with the last frame pausing, steps by key
-// and button and dumps one GIF a frame; Alt-z doubles the picture, a Shift-drag
-// zooms to a new domain and Alt-u returns; Alt-v prints the location; a resize
-// replots at the new size. With no X server the run ends with exit code 4.
+// The running program on an Xvfb of the test's own, driven by xdotool and read
+// back with xwd and netpbm: the coloured counts at depths 24, 16 and 8; a loop of
+// three files, keys, buttons and per-frame GIFs; Alt-z, Shift-drag zoom, Alt-u,
+// Alt-v and a resize. With no X server the run ends with exit code 4.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>

@@ -1,8 +1,6 @@
-// Frames, loop stepping and pixel zoom on windows of an Xvfb of the test's own:
-// zoom replicates every pixel at depths 24, 16 and 8 and gives the picture back;
-// the frame table steps, rocks, pauses on the last frame and survives deletion;
-// client messages ask for frames and stop the wait; the rubber band keeps to its
-// limits and a run of exposes is answered once.
+// The kernel on windows of an Xvfb of the test's own: zoom replicates every pixel
+// at depths 24, 16 and 8; frames step, rock, pause and survive deletion; client
+// messages; the rubber band's limits; a run of exposes answered once.
 #include <gtest/gtest.h>
 // clang-format off
 #include <X11/Xlib.h>
