@@ -56,6 +56,10 @@ TempDir::~TempDir() {
 RunResult run_program(const std::string& program, const std::vector<std::string>& args,
                       const RunOptions& options) {
     RunResult result;
+    // A test started without standard input (or output) would get those numbers back
+    // from pipe(), and the child's dup2 and closes would then take them away.
+    for (int fd = 0; fd < 3; ++fd)
+        if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDWR) != fd) return result;
     int in_pipe[2], out_pipe[2], err_pipe[2];
     if (pipe(in_pipe) || pipe(out_pipe) || pipe(err_pipe)) return result;
 
