@@ -188,6 +188,41 @@ TEST_F(Remap, RemapFollowsTheSourcePositionsInEveryProjection) {
     }
 }
 
+// The longitude clip blanks every pixel beyond min_lon and max_lon when the remap
+// interpolates; the exact remap does not clip.
+TEST_F(Remap, LongitudeClipActsOnlyWhenInterpolating) {
+    const Domain target = make_domain(2, 25.0f, -80.0f, 0.1f, 200, 120);
+    for (int remap_inc : {20, 0}) {
+        SCOPED_TRACE(remap_inc);
+        OwnedImage img;
+        ASSERT_TRUE(load(kSector, img));
+        SAT_params().remap_inc = remap_inc;
+        SAT_params().min_lon = -85.0f;
+        SAT_params().max_lon = -76.0f;
+        ASSERT_EQ(SAT_remap_image(&img.im, &target), 1);
+        long n[2] = {0, 0}, blank[2] = {0, 0};  // [outside, inside]
+        MAP_domain(&target);
+        float lim[4];
+        MAP_get_limits(lim);
+        float y = lim[3];
+        for (int r = 0; r < target.ny; ++r, y -= target.dy) {
+            float x = lim[0];
+            for (int c = 0; c < target.nx; ++c, x += target.dx) {
+                float lat, lon;
+                MAP_untran(x, y, &lat, &lon);
+                const int in = lon >= -85.0f && lon <= -76.0f;
+                ++n[in];
+                blank[in] += img.im.data[r * target.nx + c] == 0;
+            }
+        }
+        if (remap_inc != 0)
+            EXPECT_EQ(blank[0], n[0]);
+        else
+            EXPECT_LT(blank[0], n[0] / 2);
+        EXPECT_LT(blank[1], n[1] / 10);
+    }
+}
+
 // Left half `a`, right half `b` on a lat-lon grid; one target pixel at element 3 + f.
 int classify(int a, int b, float f, const char* cutoff) {
     SAT_params_reset();
