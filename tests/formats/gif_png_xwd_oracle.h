@@ -82,10 +82,11 @@ inline Rgb decode_pnm(const std::string& bytes) {
             const auto* row = reinterpret_cast<const unsigned char*>(body.data()) + y * row_bytes;
             unsigned char v[3];
             for (int c = 0; c < 3; c++) {
-                const unsigned char* p = row + (x * depth + (depth >= 3 ? c : 0)) * sample;
-                long s = sample == 2 ? p[0] << 8 | p[1] : p[0];
+                const size_t at = (size_t(x) * depth + (depth >= 3 ? c : 0)) * sample;
+                const long s = magic == "P4" ? !(row[x / 8] >> (7 - x % 8) & 1)  // 1 is black
+                               : sample == 2 ? row[at] << 8 | row[at + 1]
+                                             : row[at];
                 v[c] = static_cast<unsigned char>((s * 255 + maxval / 2) / maxval);
-                if (magic == "P4") v[c] = (row[x / 8] >> (7 - x % 8) & 1) ? 0 : 255;  // 1 is black
             }
             out.rgb.insert(out.rgb.end(), v, v + 3);
         }

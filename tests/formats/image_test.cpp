@@ -145,11 +145,10 @@ TEST_F(Native, ProjectionTokensWrittenAndReadBack) {
         EXPECT_EQ(bytes, std::string("ZMTIMG\n\n\n") + c.token +
                              "38.500000 -100.000000 0.250000 0.500000 4 3\nABCDEFGHIJKL");
         ASSERT_EQ(read(bytes, out), 1) << c.token;
-        const Domain& r = out->domain;
-        EXPECT_EQ(r.proj, c.proj) << c.token;
-        EXPECT_FLOAT_EQ(r.plat, c.plat_back) << c.token;
-        EXPECT_FLOAT_EQ(r.plon, c.plon_back) << c.token;
-        EXPECT_FLOAT_EQ(r.param[0], c.tlat1_back) << c.token;
+        SCOPED_TRACE(c.token);
+        EXPECT_EQ(out->domain.proj, c.proj);
+        EXPECT_EQ(std::vector({out->domain.plat, out->domain.plon, out->domain.param[0]}),
+                  std::vector({c.plat_back, c.plon_back, c.tlat1_back}));
     }
 }
 
