@@ -399,6 +399,17 @@ TEST_F(Devices, PostScriptPaperNamesAndOptionsSizeTurnAndScaleThePage) {
         for (int k = 0; k < 4; ++k) EXPECT_NEAR(box[k], want[k], 0.6) << k;
     }
 
+    // lwidth scales every line: width 2 is 2/3 point wide at lwidth=1, 2 points at 3.
+    for (int lwidth : {1, 3}) {
+        open_ps(out + kDefaults + "lwidth=" + std::to_string(lwidth));
+        gset_linewidth(2);
+        const float line[4] = {100, 300, 700, 300};
+        gpolyline(2, line);
+        ASSERT_EQ(gclose_ws(), 0);
+        const Box b = ink_box(out);
+        EXPECT_NEAR(b.x1 - b.x0, 2.0 / 3.0 * lwidth, 0.1) << lwidth;
+    }
+
     // The environment's options first, the device string's win; a geometry in
     // panels (y runs upward on paper) or in hundredths of an inch.
     struct Placed {
@@ -629,20 +640,6 @@ TEST_F(Devices, HpglOutputNamesInTheirOrderAppendedPlotsAndUnwritableOutputs) {
     EXPECT_EQ(second.find("SP;PG;"), std::string::npos);
     EXPECT_EQ(second.find('\033'), std::string::npos);
     EXPECT_NE(second.find("PU"), std::string::npos);
-
-    // A PostScript request under zmtprint=HPGL becomes HPGL under its default
-    // name, and the PostScript options are not read.
-    setenv("zmtprint", "HPGL", 1);
-    setenv("zmtps_param", "a1", 1);
-    ASSERT_EQ(gopen_ws(1, "", GWS_PS), 0);
-    EXPECT_EQ(gget_win_type(), GWS_HPGL);
-    int w = 0, h = 0;
-    gget_win_size(&w, &h);
-    EXPECT_EQ(std::make_pair(w, h), std::make_pair(10150, 7612));
-    gclose_ws();
-    unsetenv("zmtprint");
-    unsetenv("zmtps_param");
-    EXPECT_FALSE(sat_test::file_exists("zmt.ps"));
 }
 
 TEST_F(Devices, HpglShadesWidthsTypesAndFills) {
