@@ -224,7 +224,24 @@ TEST_F(AreaTest, EdgesThatStillRead) {
     }
 }
 
-TEST_F(AreaTest, UnknownNavigationType) {
+TEST_F(AreaTest, NavigationTypesByteOrderAndUnknownType) {
+    using Slot = int32_t* AreaFile::*;
+    const std::pair<const char*, Slot> types[] = {{"GOES", &AreaFile::goes},
+                                                  {"MSAT", &AreaFile::ps},
+                                                  {"TANC", &AreaFile::tanc},
+                                                  {"MERC", &AreaFile::proj}};
+    for (auto [name, slot] : types) {
+        // Opposite byte order, so that the block is corrected on reading.
+        std::string g = file(kRadar);
+        g = area_tool::swap_copy(g.replace(256, 4, name));
+        Read r(g);
+        ASSERT_EQ(r.status, 0);
+        EXPECT_STREQ(r.area.nav_type, name);
+        ASSERT_NE(r.area.*slot, nullptr) << name;
+        EXPECT_EQ((r.area.*slot)[3], 600000) << name;
+        // The last eight words are not corrected.
+        EXPECT_EQ(0, std::memcmp((r.area.*slot) + 120, g.data() + 256 + 480, 32)) << name;
+    }
     // An unknown type: success, no block, nav_type as the caller left it.
     std::string g = file(kRadar);
     Read r(g.replace(256, 4, "XYZW"), 0, "KEEP");
@@ -232,6 +249,32 @@ TEST_F(AreaTest, UnknownNavigationType) {
     EXPECT_STREQ(r.area.nav_type, "KEEP");
     for (int32_t* p : {r.area.goes, r.area.gvar, r.area.ps, r.area.tanc, r.area.proj})
         EXPECT_EQ(p, nullptr);
+}
+
+// Framed lines left out leave empty rows; a line number 11 or more past the one
+// before, or below it, counts as the one before: the line lands at the current
+// row and the rest move down.
+TEST_F(AreaTest, FramedGapsAndJumps) {
+    const int E = 640, L = 350;
+    const Pixels src = area_tool::pixels8(file(kRadar));
+    auto rows = [&](const std::vector<int>& want) {  // source row of each row, -1 empty
+        Pixels out(src.size(), 0);
+        for (int y = 0; y < L; y++)
+            if (want[y] >= 0) std::copy_n(&src[want[y] * E], E, &out[y * E]);
+        return out;
+    };
+    std::vector<int> want(L);
+    area_tool::FrameOptions opt;
+    opt.omit = {20, 21, 22, 100, 41, 42, 43, 44, 45, 46, 47, 48, 49};  // 40 to 50: a jump of 10
+    for (int y = 0; y < L; y++) want[y] = opt.omit.count(y) ? -1 : y;
+    EXPECT_EQ(px(area_tool::framed_copy(file(kRadar), opt)), rows(want)) << "gaps";
+    for (int y = 0; y < L; y++) want[y] = y <= 40 ? y : y - 1;
+    want[41] = -1;
+    for (int bogus : {40 + 11, 3}) {
+        opt = {};
+        opt.renumber = {{40, bogus}};
+        EXPECT_EQ(px(area_tool::framed_copy(file(kRadar), opt)), rows(want)) << bogus;
+    }
 }
 
 }  // namespace
