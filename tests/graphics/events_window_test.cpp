@@ -251,7 +251,8 @@ TEST(EventsWindow, RunLoopsInOrderStepsByKeyAndDumpsEachFrame) {
 TEST(EventsWindow, ZoomByKeyAndRubberBandLocationAndResize) {
     ASSERT_FALSE(server().display().empty());
     sat_test::TempDir dir;
-    SatRun run(server().display(), dir, {"-fp", SAT_DATA_DIR, "-pd", "us", radar()});
+    // "full": the plot fills the window, so its middle is the domain's centre.
+    SatRun run(server().display(), dir, {"-fp", SAT_DATA_DIR, "-pd", "us", "-pp", "full", radar()});
     ASSERT_TRUE(run.find_window("sat")) << run.output();
     const Ppm first = run.settled();
     ASSERT_GT(first.width, 0) << run.output();
@@ -270,26 +271,68 @@ TEST(EventsWindow, ZoomByKeyAndRubberBandLocationAndResize) {
     run.key("alt+u");
     EXPECT_TRUE(same(run.settled(), first));
 
-    // Alt-v: the location under the pointer.
+    // Alt-v: the location under the pointer, its plot coordinates and pixel.
     const std::string win = run.window();
-    auto location = [&](int x, int y, float* lat, float* lon) {
+    struct Where {
+        float lat, lon, x, y, px, py;
+    };
+    auto location = [&](int x, int y, Where* at) {
         run.sh("xdotool mousemove --window " + win + " " + std::to_string(x) + " " +
                std::to_string(y));
         const size_t from = run.output().size();
         run.key("alt+v");
-        if (!run.wait_output("Lat:", from)) return false;
+        if (!run.wait_output("Pixel:", from)) return false;
         const std::string out = run.output();
-        return std::sscanf(out.c_str() + out.find("Lat:", from), "Lat: %f Lon: %f", lat, lon) == 2;
+        return std::sscanf(out.c_str() + out.find("Lat:", from),
+                           "Lat: %f Lon: %f XY: %f %f Pixel: %f %f", &at->lat, &at->lon, &at->x,
+                           &at->y, &at->px, &at->py) == 6;
     };
-    float lat2 = 0, lon2 = 0;
-    ASSERT_TRUE(location(w / 2, h / 2, &lat2, &lon2)) << run.output();
-    EXPECT_NEAR(lat2, 39.0f, 6.0f);
-    EXPECT_NEAR(lon2, -97.0f, 8.0f);
+    // Three pointers across the window; PROJ takes each plot position back to
+    // the earth on the display's sphere, which must agree to the printed 0.01.
+    const int points[3][2] = {{5, 7}, {w / 2, h / 2}, {w - 9, h - 4}};
+    Where at[3];
+    std::string xy;
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(location(points[i][0], points[i][1], &at[i])) << run.output();
+        EXPECT_FLOAT_EQ(at[i].px, static_cast<float>(points[i][0]));
+        EXPECT_FLOAT_EQ(at[i].py, static_cast<float>(points[i][1]));
+        xy += std::to_string(at[i].x * 1e5) + " " + std::to_string(at[i].y * 1e5) + "\n";
+    }
+    sat_test::write_file(dir.file("xy"), xy);
+    const auto proj = sat_test::run_program(
+        "/usr/bin/python3",
+        {"-c",
+         "import sys, pyproj\n"
+         "t = pyproj.Transformer.from_crs('+proj=stere +lat_0=90 +lat_ts=60 +lon_0=-97 "
+         "+R=6371220', '+proj=lonlat +R=6371220')\n"
+         "for line in open(sys.argv[1]):\n"
+         "    print('%.6f %.6f' % t.transform(*map(float, line.split())))\n",
+         dir.file("xy")});
+    ASSERT_EQ(proj.code, 0) << proj.err;
+    const char* p = proj.out.c_str();
+    for (int i = 0; i < 3; ++i) {
+        double lon = 0, lat = 0;
+        int used = 0;
+        ASSERT_EQ(std::sscanf(p, "%lf %lf%n", &lon, &lat, &used), 2) << proj.out;
+        p += used;
+        // Printed to 0.01, from plot coordinates printed to 0.01 (1 km).
+        EXPECT_NEAR(at[i].lat, lat, 0.015) << i;
+        EXPECT_NEAR(at[i].lon, lon, 0.015) << i;
+    }
+    // The plot coordinates follow the pointer at one cell a pixel, and the middle
+    // of the window is the domain's centre (39 N 97 W) within a pixel.
+    const float dx = (at[2].x - at[0].x) / static_cast<float>(points[2][0] - points[0][0]);
+    const float dy = (at[0].y - at[2].y) / static_cast<float>(points[2][1] - points[0][1]);
+    EXPECT_NEAR(dx, dy, 0.0002f);
+    EXPECT_NEAR(at[1].x - at[0].x, dx * static_cast<float>(points[1][0] - points[0][0]), 0.02f);
+    EXPECT_NEAR(at[1].lat, 39.0f, 0.1f);
+    EXPECT_NEAR(at[1].lon, -97.0f, 0.15f);
 
     // A Shift-drag with button 1 zooms to the boxed domain, centred on the box's
     // centre; Alt-u goes back to the first domain.
-    float clat = 0, clon = 0;
-    ASSERT_TRUE(location((w / 3 + w / 2) / 2, (h / 3 + h / 2) / 2, &clat, &clon));
+    Where box_centre{};
+    ASSERT_TRUE(location((w / 3 + w / 2) / 2, (h / 3 + h / 2) / 2, &box_centre));
+    const float clat = box_centre.lat, clon = box_centre.lon;
     size_t mark = run.output().size();
     run.sh("xdotool mousemove --window " + win + " " + std::to_string(w / 3) + " " +
            std::to_string(h / 3) + " keydown shift mousedown 1 mousemove --window " + win + " " +
