@@ -1,13 +1,13 @@
 // libFuzzer target for colour tables, attribute strings and enhancements. Input:
-// one control byte, then three parts ended by NUL bytes, then the rest:
+// one control byte, then three fields ended by NUL bytes, then the rest:
 //   control  bit 0: colour fill from the enhancement file instead of the list
 //            bit 1: the table named by resource color_table (fill range counted)
 //            bit 2: the table file read twice, as a list of two
 //            bits 3-4: calibration family 51, 53, 55 or none
 //            bits 5-7: the fill pattern punched through the image
-//   part 1   the color_fill list (unset when empty)
-//   part 2   attribute strings, one a line
-//   part 3   the colour table file "t.clr"
+//   field 1   the color_fill list (unset when empty)
+//   field 2   attribute strings, one a line
+//   field 3   the colour table file "t.clr"
 //   rest     the enhancement file "e.enh"
 #include <stdlib.h>
 #include <unistd.h>

@@ -1,10 +1,10 @@
 // libFuzzer target for the device strings of the printing workstations. Input:
-// one control byte, then three parts ended by NUL bytes:
+// one control byte, then three fields ended by NUL bytes:
 //   control  bits 0-1: workstation 3 metafile, 4 PostScript, 5 HPGL (3 is PostScript
 //            turned into HPGL by zmtprint)
-//   part 1   the connection string (output name and options)
-//   part 2   the geometry resource (unset when empty)
-//   part 3   the environment's option list of the device
+//   field 1   the connection string (output name and options)
+//   field 2   the geometry resource (unset when empty)
+//   field 3   the environment's option list of the device
 // A plot is opened, drawn on through every primitive and closed; its page size
 // must stay within what the options allow.
 #include <unistd.h>

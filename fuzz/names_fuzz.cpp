@@ -1,10 +1,10 @@
 // libFuzzer target for name conventions, file name parsing, dates and the text
-// helpers. Input: five parts ended by NUL bytes, then the rest:
-//   part 1  the tag given to FILE_set_name (with key assignments such as ":s=east")
-//   part 2  the hour pins (-ho), also read as a time zone
-//   part 3  num_hour (-nh), unset when empty
-//   part 4  a date label, whose date the template is expanded for
-//   part 5  names, one a line: file names, current-file expressions, and texts for
+// helpers. Input: five fields ended by NUL bytes, then the rest:
+//   field 1  the tag given to FILE_set_name (with key assignments such as ":s=east")
+//   field 2  the hour pins (-ho), also read as a time zone
+//   field 3  num_hour (-nh), unset when empty
+//   field 4  a date label, whose date the template is expanded for
+//   field 5  names, one a line: file names, current-file expressions, and texts for
 //           parse_string, clean_line and set_num
 //   rest    the name convention file "name_conv" on the file path
 #include <stdlib.h>
