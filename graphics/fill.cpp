@@ -6,14 +6,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "graphics/graphics.h"
+#include "graphics/xpoints.h"
 
 namespace {
 
 constexpr int NUM_PATTERNS = 20;
-constexpr int STACK_POINTS = 10;  // areas up to this size need no heap
 constexpr int STYLE_SOLID = 1;
 constexpr int STYLE_PATTERN = 2;
 
@@ -105,21 +104,11 @@ void set_stipple() {
 }
 
 void window_fill(int count, const float* points) {
-    std::array<XPoint, STACK_POINTS> small{};
-    std::vector<XPoint> large;
-    XPoint* xp = small.data();
-    if (count > STACK_POINTS) {
-        large.resize(static_cast<size_t>(count));
-        xp = large.data();
-    }
-    for (int i = 0; i < count; ++i) {
-        xp[i].x = static_cast<short>(xW_p(points[2 * i]) + 0.5);
-        xp[i].y = static_cast<short>(yW_p(points[2 * i + 1]) + 0.5);
-    }
+    XPoints xp(count, points);
     Display* d = gget_display();
-    XFillPolygon(d, gget_draw_window(), st.fill_gc, xp, count, Complex, CoordModeOrigin);
+    XFillPolygon(d, gget_draw_window(), st.fill_gc, xp.data, count, Complex, CoordModeOrigin);
     // The edge, so that neighbouring areas leave no gap.
-    XDrawLines(d, gget_draw_window(), st.fill_gc, xp, count, CoordModeOrigin);
+    XDrawLines(d, gget_draw_window(), st.fill_gc, xp.data, count, CoordModeOrigin);
 }
 
 void ps_fill(int count, const float* points) {

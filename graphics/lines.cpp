@@ -3,13 +3,11 @@
 #include <X11/Xlib.h>
 
 #include <array>
-#include <vector>
 
 #include "graphics/graphics.h"
+#include "graphics/xpoints.h"
 
 namespace {
-
-constexpr int STACK_POINTS = 10;  // polylines up to this size need no heap
 
 struct State {
     int line_color = 1;
@@ -42,18 +40,8 @@ void text_meta_points(int count, const float* points) {
 }
 
 void window_polyline(int count, const float* points) {
-    std::array<XPoint, STACK_POINTS> small{};
-    std::vector<XPoint> large;
-    XPoint* xp = small.data();
-    if (count > STACK_POINTS) {
-        large.resize(static_cast<size_t>(count));
-        xp = large.data();
-    }
-    for (int i = 0; i < count; ++i) {
-        xp[i].x = static_cast<short>(xW_p(points[2 * i]) + 0.5);
-        xp[i].y = static_cast<short>(yW_p(points[2 * i + 1]) + 0.5);
-    }
-    XDrawLines(gget_display(), gget_draw_window(), st.line_gc, xp, count, CoordModeOrigin);
+    XPoints xp(count, points);
+    XDrawLines(gget_display(), gget_draw_window(), st.line_gc, xp.data, count, CoordModeOrigin);
 }
 
 void ps_polyline(int count, const float* points) {
